@@ -1,0 +1,68 @@
+// Database: a data source by its name (sqlite:PATH or a postgresql:// address), and its open connections, kept and
+// used again.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "frame/data/engine.h"
+
+namespace surva::data {
+
+// Lets the writers of one process through one after the other, in the order of their coming.
+class WriteGate {
+ public:
+  // False if the turn did not come within the time.
+  bool Enter(std::chrono::milliseconds patience);
+  void Leave();
+
+ private:
+  std::mutex mutex_;
+  std::vector<struct WriteWaiter*> waiting_;
+  bool taken_ = false;
+};
+
+class Database {
+ public:
+  // A test may put an engine of its own in front of the real one.
+  using Wrap = std::function<std::unique_ptr<Engine>(std::unique_ptr<Engine>)>;
+
+  // Throws Fault (a connection that fails) or SchemaError (a name of no known form). Opens one connection to see.
+  explicit Database(std::string dsn, Wrap wrap = {});
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  const std::string& dsn() const { return dsn_; }
+  Dialect dialect() const { return dialect_; }
+
+  // Makes or upgrades the tables.
+  void BringUpToDate();
+
+  // An open connection, and back. A connection that is no longer usable is closed, not kept.
+  std::unique_ptr<Engine> Take();
+  void Give(std::unique_ptr<Engine> engine);
+
+  // Null where the engine itself puts its writers in order.
+  WriteGate* write_gate() { return dialect_ == Dialect::kSqlite ? &gate_ : nullptr; }
+
+  // Writes what is still in the log of changes into the database file and closes the kept connections.
+  void Close();
+
+ private:
+  std::unique_ptr<Engine> Open() const;
+
+  const std::string dsn_;
+  const Wrap wrap_;
+  Dialect dialect_ = Dialect::kSqlite;
+  std::string address_;
+  WriteGate gate_;
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<Engine>> idle_;
+};
+
+}  // namespace surva::data

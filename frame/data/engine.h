@@ -1,0 +1,49 @@
+// Engine: one open connection to a database engine. What SQLite and PostgreSQL do differently ends here.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "frame/data/rows.h"
+#include "frame/data/statement.h"
+
+namespace surva::data {
+
+// What a statement does. After a failed statement, all that was written before it in the same transaction stands.
+enum class Effect : std::uint8_t { kRead, kWrite };
+
+// Whether a commit must be on disk before it returns, or may be lost with the machine (never with the program).
+enum class Durability : std::uint8_t { kDisk, kMemory };
+
+enum class Dialect : std::uint8_t { kSqlite, kPostgres };
+
+class Engine {
+ public:
+  virtual ~Engine() = default;
+
+  virtual Dialect dialect() const = 0;
+  // Runs one statement. Throws Fault.
+  virtual Rows Run(Statement statement, Effect effect) = 0;
+  // Rows that the last write touched.
+  virtual std::int64_t RowsTouched() const = 0;
+  // Runs text of the program's own, several statements if need be; not cached.
+  virtual void RunScript(const std::string& script) = 0;
+
+  // One transaction at a time. Begin of a write transaction may be put off to its first statement.
+  virtual void Begin(Durability durability) = 0;
+  virtual void Commit() = 0;
+  virtual void Rollback() noexcept = 0;
+  virtual bool InTransaction() const = 0;
+
+  // A transaction inside the transaction.
+  virtual void BeginInner() = 0;
+  virtual void CommitInner() = 0;
+  virtual void RollbackInner() noexcept = 0;
+
+  // Whether the connection can be used again.
+  virtual bool Usable() const = 0;
+};
+
+}  // namespace surva::data

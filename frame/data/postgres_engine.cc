@@ -1,0 +1,404 @@
+#include "frame/data/postgres_engine.h"
+
+#include <libpq-fe.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <unordered_map>
+#include <vector>
+
+#include "frame/data/assembly.h"
+#include "frame/data/schema.h"
+#include "frame/values/fault.h"
+
+namespace surva::data {
+namespace {
+
+struct ClearResult {
+  void operator()(PGresult* result) const { PQclear(result); }
+};
+struct Finish {
+  void operator()(PGconn* connection) const { PQfinish(connection); }
+};
+using Result = std::unique_ptr<PGresult, ClearResult>;
+
+// Type numbers of the server's catalogue (pg_type.dat).
+enum TypeOid : Oid {
+  kBool = 16,
+  kInt8 = 20,
+  kInt2 = 21,
+  kInt4 = 23,
+  kFloat4 = 700,
+  kFloat8 = 701,
+  kDateOnly = 1082,
+  kTimestamp = 1114,
+  kTimestampZone = 1184,
+  kNumeric = 1700,
+};
+
+// The name of this machine's time zone, as the server understands it; empty if it has none.
+std::string TimeZoneName() {
+  if (const char* zone = std::getenv("TZ"); zone != nullptr && *zone != '\0') return *zone == ':' ? zone + 1 : zone;
+  std::array<char, 4096> target{};
+  const ssize_t length = readlink("/etc/localtime", target.data(), target.size());
+  const std::string_view path(target.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+  constexpr std::string_view kFolder = "zoneinfo/";
+  const std::size_t at = path.find(kFolder);
+  return at == std::string_view::npos ? std::string() : std::string(path.substr(at + kFolder.size()));
+}
+
+template <class Number>
+Field NumberField(std::string_view text) {
+  Number number{};
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return Field(number);
+}
+
+class PostgresEngine final : public Engine {
+ public:
+  explicit PostgresEngine(const std::string& address);
+
+  Dialect dialect() const override { return Dialect::kPostgres; }
+  Rows Run(Statement statement, Effect effect) override;
+  std::int64_t RowsTouched() const override { return rows_touched_; }
+  void RunScript(const std::string& script) override;
+  void Begin(Durability durability) override;
+  void Commit() override;
+  void Rollback() noexcept override;
+  bool InTransaction() const override { return begun_ || PQtransactionStatus(connection_.get()) != PQTRANS_IDLE; }
+  void BeginInner() override;
+  void CommitInner() override;
+  void RollbackInner() noexcept override;
+  bool Usable() const override { return !broken_ && PQstatus(connection_.get()) == CONNECTION_OK; }
+
+ private:
+  struct Prepared {
+    std::string name;
+    bool known = false;  // to the server
+    std::shared_ptr<Shape> shape;
+  };
+
+  [[noreturn]] void Fail(const PGresult* result);
+  void Send(int sent) {
+    if (sent != 1) {
+      broken_ = true;
+      Fail(nullptr);
+    }
+    ++sent_;
+  }
+  void SendPlain(const char* sql) {
+    Send(PQsendQueryParams(connection_.get(), sql, 0, nullptr, nullptr, nullptr, nullptr, 0));
+  }
+  // Opens the transaction that Begin announced, or marks a place to go back to, ahead of a statement.
+  void SendAhead();
+  Result Receive();
+  void LearnTables();
+  std::shared_ptr<Shape> ShapeOf(const PGresult* result) const;
+  Field Cell(const PGresult* result, int row, int column) const;
+  void BindValues();
+  void Plain(const char* sql);
+
+  std::unique_ptr<PGconn, Finish> connection_;
+  std::unordered_map<std::string, Prepared> prepared_;
+  std::unordered_map<Oid, std::string> table_names_;
+  std::string sql_;
+  std::vector<const Piece*> values_;
+  std::vector<std::string> texts_;
+  std::vector<const char*> pointers_;
+  std::vector<int> lengths_;
+  std::int64_t rows_touched_ = 0;
+  int sent_ = 0;
+  Durability durability_ = Durability::kDisk;
+  std::int64_t names_given_ = 0;
+  bool broken_ = false;
+  bool begun_ = false;   // a transaction was asked for
+  bool opened_ = false;  // and the server has it open
+  bool marked_ = false;  // the savepoint stands
+  bool dirty_ = false;   // something was written since the savepoint
+};
+
+PostgresEngine::PostgresEngine(const std::string& address) {
+  const char* const keywords[] = {"dbname", "client_encoding", "connect_timeout", "application_name", nullptr};
+  const char* const values[] = {address.c_str(), "UTF8", "5", "surva", nullptr};
+  connection_.reset(PQconnectdbParams(keywords, values, 1));
+  if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
+  // Notices (a table that stands already) are of no use to anybody.
+  PQsetNoticeProcessor(
+      connection_.get(), [](void*, const char*) {}, nullptr);
+  // The system's own now() stands before the server's.
+  Plain("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
+        "set_config('DateStyle', 'ISO', false), set_config('lock_timeout', '15s', false), "
+        "set_config('standard_conforming_strings', 'on', false)");
+  const std::string zone = TimeZoneName();
+  if (!zone.empty()) {
+    const char* const parameter[] = {zone.c_str()};
+    // A zone that the server does not know leaves it on its own.
+    Result(PQexecParams(connection_.get(), "select set_config('TimeZone', $1, false)", 1, nullptr, parameter, nullptr,
+                        nullptr, 0));
+  }
+  LearnTables();
+}
+
+void PostgresEngine::Plain(const char* sql) {
+  const Result result(PQexec(connection_.get(), sql));
+  const ExecStatusType status = PQresultStatus(result.get());
+  if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) Fail(result.get());
+}
+
+// A result names a column's table by number only.
+void PostgresEngine::LearnTables() {
+  const Result result(PQexec(connection_.get(),
+                             "select c.oid, c.relname from pg_class c join pg_namespace n on n.oid = c.relnamespace "
+                             "where c.relkind = 'r' and n.nspname = any(current_schemas(false))"));
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    table_names_[static_cast<Oid>(std::strtoul(PQgetvalue(result.get(), row, 0), nullptr, 10))] =
+        PQgetvalue(result.get(), row, 1);
+  }
+}
+
+void PostgresEngine::Fail(const PGresult* result) {
+  std::string detail = result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(connection_.get());
+  while (!detail.empty() && detail.back() == '\n') detail.pop_back();
+  for (char& c : detail) {
+    if (c == '\n') c = ' ';
+  }
+  if (!Usable() || result == nullptr) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
+  }
+  const char* state_text = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  const std::string_view state = state_text == nullptr ? "" : state_text;
+  if (state.starts_with("23") || state == "22001" || state == "22003") {
+    throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
+  }
+  if (state == "55P03" || state.starts_with("40")) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
+  }
+  if (state.starts_with("53") || state.starts_with("57") || state.starts_with("58")) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
+  }
+  throw Fault::StatementFailed(detail);
+}
+
+void PostgresEngine::SendAhead() {
+  if (!opened_) {
+    SendPlain("BEGIN");
+    if (durability_ == Durability::kMemory) SendPlain("SET LOCAL synchronous_commit TO OFF");
+    return;
+  }
+  if (!dirty_) return;
+  if (marked_) SendPlain("RELEASE SAVEPOINT statement");
+  SendPlain("SAVEPOINT statement");
+}
+
+// Takes the results of all that was sent; gives the last one, or the first that failed.
+Result PostgresEngine::Receive() {
+  Result kept;
+  bool failed = false;
+  int ended = 0;
+  while (true) {
+    Result result(PQgetResult(connection_.get()));
+    if (!result) {
+      if (++ended > sent_ + 1 || !Usable()) break;
+      continue;
+    }
+    const ExecStatusType status = PQresultStatus(result.get());
+    if (status == PGRES_PIPELINE_SYNC) break;
+    if (status == PGRES_PIPELINE_ABORTED || failed) continue;
+    failed = status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK;
+    kept = std::move(result);
+  }
+  sent_ = 0;
+  if (Usable()) PQexitPipelineMode(connection_.get());
+  return kept;
+}
+
+void PostgresEngine::BindValues() {
+  texts_.resize(values_.size());
+  pointers_.resize(values_.size());
+  lengths_.resize(values_.size());
+  for (std::size_t i = 0; i < values_.size(); ++i) {
+    const Piece& piece = *values_[i];
+    std::string& text = texts_[i];
+    text.clear();
+    switch (piece.kind()) {
+      case Piece::Kind::kDate:
+        text = IsoText(piece.content().Date());
+        break;
+      case Piece::Kind::kReal: {
+        std::array<char, 64> digits{};
+        const double number = std::get<double>(piece.content().content());
+        text.assign(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
+        break;
+      }
+      case Piece::Kind::kPattern:
+        for (const char c : piece.text()) {
+          if (c == '\\') text += '\\';
+          text += c;
+        }
+        break;
+      default:
+        piece.content().AppendTo(text);
+    }
+    pointers_[i] = text.c_str();
+    lengths_[i] = static_cast<int>(text.size());
+  }
+}
+
+std::shared_ptr<Shape> PostgresEngine::ShapeOf(const PGresult* result) const {
+  auto shape = std::make_shared<Shape>();
+  for (int column = 0; column < PQnfields(result); ++column) {
+    const auto table = table_names_.find(PQftable(result, column));
+    const std::string_view name = PQfname(result, column);
+    // The result knows the column's number in its table, not its name there: an alias goes by the alias alone.
+    const bool own = table != table_names_.end() && FindColumn(table->second, name) != nullptr;
+    shape->Add(name, own ? std::string_view(table->second) : "", own ? name : "");
+  }
+  return shape;
+}
+
+Field PostgresEngine::Cell(const PGresult* result, int row, int column) const {
+  if (PQgetisnull(result, row, column) != 0) return {};
+  const std::string_view text(PQgetvalue(result, row, column),
+                              static_cast<std::size_t>(PQgetlength(result, row, column)));
+  switch (PQftype(result, column)) {
+    case kInt2:
+    case kInt4:
+    case kInt8:
+      return NumberField<std::int64_t>(text);
+    case kBool:
+      return Field(std::int64_t{text == "t" ? -1 : 0});
+    case kFloat4:
+    case kFloat8:
+    case kNumeric:
+      return NumberField<double>(text);
+    case kDateOnly:
+    case kTimestamp:
+    case kTimestampZone:
+      if (const auto at = ReadIso(text)) return Field(*at);
+      return Field(text);
+    default:
+      return Field(text);
+  }
+}
+
+Rows PostgresEngine::Run(Statement statement, Effect effect) {
+  Assemble(statement, Dialect::kPostgres, sql_, values_);
+  Prepared& prepared = prepared_[sql_];
+  if (prepared.name.empty()) prepared.name = "s" + std::to_string(++names_given_);
+  BindValues();
+
+  PGconn* connection = connection_.get();
+  if (PQenterPipelineMode(connection) != 1) Fail(nullptr);
+  const bool was_open = opened_;
+  const bool marks = begun_ && was_open && dirty_;
+  if (begun_) SendAhead();
+  const bool prepares = !prepared.known;
+  if (prepares) Send(PQsendPrepare(connection, prepared.name.c_str(), sql_.c_str(), 0, nullptr));
+  Send(PQsendQueryPrepared(connection, prepared.name.c_str(), static_cast<int>(values_.size()), pointers_.data(),
+                           lengths_.data(), nullptr, 0));
+  Send(PQpipelineSync(connection));
+  const Result result = Receive();
+
+  const ExecStatusType status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
+  if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
+    // Whether the server took the statement's text in is not known; another name is certain to be free.
+    if (prepares) prepared_.erase(sql_);
+    if (begun_ && Usable()) {
+      if (!was_open) {
+        Result(PQexec(connection, "ROLLBACK"));
+      } else {
+        if (marks) {
+          marked_ = true;
+          dirty_ = false;
+        }
+        Result(PQexec(connection, marked_ ? "ROLLBACK TO SAVEPOINT statement" : "ROLLBACK"));
+        if (!marked_) opened_ = false;
+      }
+    }
+    Fail(result.get());
+  }
+  prepared.known = true;
+  if (begun_) {
+    opened_ = true;
+    if (marks) {
+      marked_ = true;
+      dirty_ = false;
+    }
+    dirty_ = dirty_ || effect == Effect::kWrite;
+  }
+  rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
+  if (!prepared.shape) prepared.shape = ShapeOf(result.get());
+  Rows rows(prepared.shape);
+  const int columns = PQnfields(result.get());
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    for (int column = 0; column < columns; ++column) rows.AddCell(Cell(result.get(), row, column));
+  }
+  return rows;
+}
+
+void PostgresEngine::RunScript(const std::string& script) {
+  if (begun_ && !opened_) {
+    Plain("BEGIN");
+    opened_ = true;
+  }
+  Plain(script.c_str());
+  dirty_ = begun_;
+  LearnTables();
+}
+
+void PostgresEngine::Begin(Durability durability) {
+  begun_ = true;
+  opened_ = marked_ = dirty_ = false;
+  durability_ = durability;
+}
+
+void PostgresEngine::Commit() {
+  const bool opened = opened_;
+  begun_ = opened_ = marked_ = dirty_ = false;
+  if (!opened) return;
+  const Result result(PQexec(connection_.get(), "COMMIT"));
+  if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) Fail(result.get());
+  if (std::string_view(PQcmdStatus(result.get())) != "COMMIT") {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+                "a commit was refused");
+  }
+}
+
+void PostgresEngine::Rollback() noexcept {
+  begun_ = opened_ = marked_ = dirty_ = false;
+  if (PQtransactionStatus(connection_.get()) != PQTRANS_IDLE) Result(PQexec(connection_.get(), "ROLLBACK"));
+}
+
+// The inner transaction's savepoint stands above the statement's, which is left where it is: a later one shadows it.
+void PostgresEngine::BeginInner() {
+  if (begun_ && !opened_) {
+    Plain("BEGIN");
+    opened_ = true;
+  }
+  Plain("SAVEPOINT inner_transaction; SAVEPOINT statement");
+  marked_ = true;
+  dirty_ = false;
+}
+
+void PostgresEngine::CommitInner() {
+  Plain("RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement");
+  marked_ = true;
+  dirty_ = false;
+}
+
+void PostgresEngine::RollbackInner() noexcept {
+  Result(PQexec(connection_.get(),
+                "ROLLBACK TO SAVEPOINT inner_transaction; RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement"));
+  marked_ = true;
+  dirty_ = false;
+}
+
+}  // namespace
+
+std::unique_ptr<Engine> OpenPostgres(const std::string& address) {
+  return std::make_unique<PostgresEngine>(address);
+}
+
+}  // namespace surva::data

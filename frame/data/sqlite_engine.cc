@@ -1,0 +1,310 @@
+#include "frame/data/sqlite_engine.h"
+
+#include <sqlite3.h>
+
+#include <unordered_map>
+#include <vector>
+
+#include "frame/data/assembly.h"
+#include "frame/data/schema.h"
+#include "frame/values/date_time.h"
+#include "frame/values/fault.h"
+#include "frame/values/text.h"
+
+namespace surva::data {
+namespace {
+
+struct CloseDatabase {
+  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+};
+struct Finalize {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using DatabaseHandle = std::unique_ptr<sqlite3, CloseDatabase>;
+using StatementHandle = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+std::string_view TextOf(sqlite3_value* value) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+  return text == nullptr ? std::string_view()
+                         : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+}
+
+void GiveText(sqlite3_context* context, std::string_view text) {
+  sqlite3_result_text64(context, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+void NowFunction(sqlite3_context* context, int, sqlite3_value**) {
+  GiveText(context, IsoText(Clock::System().Now()));
+}
+
+void CDateFunction(sqlite3_context* context, int, sqlite3_value** values) {
+  if (sqlite3_value_type(values[0]) == SQLITE_NULL) return;
+  const std::string_view text = TextOf(values[0]);
+  std::optional<DateTime> at = ReadIso(text);
+  if (!at) at = ReadDateText(text);
+  if (!at) return sqlite3_result_error(context, "no date", -1);
+  GiveText(context, IsoText(*at));
+}
+
+enum class DatePart { kYear, kMonth, kDay, kWeek };
+
+void GiveDatePart(sqlite3_context* context, DatePart part, sqlite3_value* value) {
+  if (sqlite3_value_type(value) == SQLITE_NULL) return;
+  const std::optional<DateTime> at = ReadIso(TextOf(value));
+  if (!at) return;
+  switch (part) {
+    case DatePart::kYear:
+      return sqlite3_result_int(context, at->year);
+    case DatePart::kMonth:
+      return sqlite3_result_int(context, at->month);
+    case DatePart::kDay:
+      return sqlite3_result_int(context, at->day);
+    case DatePart::kWeek:
+      return sqlite3_result_int(context, WeekOfYear(*at));
+  }
+}
+
+void DatePartFunction(sqlite3_context* context, int, sqlite3_value** values) {
+  const std::string_view part = TextOf(values[0]);
+  if (EqualNames(part, "yyyy")) GiveDatePart(context, DatePart::kYear, values[1]);
+  if (EqualNames(part, "m")) GiveDatePart(context, DatePart::kMonth, values[1]);
+  if (EqualNames(part, "d")) GiveDatePart(context, DatePart::kDay, values[1]);
+  if (EqualNames(part, "ww")) GiveDatePart(context, DatePart::kWeek, values[1]);
+}
+
+void YearFunction(sqlite3_context* context, int, sqlite3_value** values) {
+  GiveDatePart(context, DatePart::kYear, values[0]);
+}
+
+void MonthFunction(sqlite3_context* context, int, sqlite3_value** values) {
+  GiveDatePart(context, DatePart::kMonth, values[0]);
+}
+
+// X like Y calls like(Y, X).
+void LikeFunction(sqlite3_context* context, int, sqlite3_value** values) {
+  if (sqlite3_value_type(values[0]) == SQLITE_NULL || sqlite3_value_type(values[1]) == SQLITE_NULL) return;
+  sqlite3_result_int(context, Like(TextOf(values[1]), TextOf(values[0])) ? 1 : 0);
+}
+
+int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b) {
+  return CompareTexts({static_cast<const char*>(a), static_cast<std::size_t>(a_size)},
+                      {static_cast<const char*>(b), static_cast<std::size_t>(b_size)});
+}
+
+class SqliteEngine final : public Engine {
+ public:
+  explicit SqliteEngine(const std::string& path);
+
+  Dialect dialect() const override { return Dialect::kSqlite; }
+  Rows Run(Statement statement, Effect effect) override;
+  std::int64_t RowsTouched() const override { return sqlite3_changes64(database_.get()); }
+  void RunScript(const std::string& script) override;
+  void Begin(Durability durability) override;
+  void Commit() override;
+  void Rollback() noexcept override;
+  bool InTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
+  void BeginInner() override { RunScript("SAVEPOINT inner_transaction"); }
+  void CommitInner() override { RunScript("RELEASE inner_transaction"); }
+  void RollbackInner() noexcept override {
+    sqlite3_exec(database_.get(), "ROLLBACK TO inner_transaction; RELEASE inner_transaction", nullptr, nullptr,
+                 nullptr);
+  }
+  bool Usable() const override { return usable_; }
+
+ private:
+  struct Prepared {
+    StatementHandle handle;
+    std::shared_ptr<Shape> shape;
+    std::vector<bool> dates;  // whether a column holds dates, or an expression may
+  };
+
+  [[noreturn]] void Fail(int code);
+  void Check(int code) {
+    if (code != SQLITE_OK) Fail(code);
+  }
+  void AddFunction(const char* name, int arguments, int flags,
+                   void (*function)(sqlite3_context*, int, sqlite3_value**)) {
+    Check(sqlite3_create_function_v2(database_.get(), name, arguments, SQLITE_UTF8 | SQLITE_INNOCUOUS | flags, nullptr,
+                                     function, nullptr, nullptr, nullptr));
+  }
+  void TurnOnWriteAheadLog();
+  Prepared& Prepare(const std::string& sql);
+  void Bind(sqlite3_stmt* statement, int place, const Piece& piece);
+  Field Cell(const Prepared& prepared, int column);
+  void SetDurability(Durability durability);
+
+  DatabaseHandle database_;
+  std::unordered_map<std::string, Prepared> prepared_;
+  std::string sql_;
+  std::vector<const Piece*> values_;
+  Durability durability_ = Durability::kDisk;
+  bool usable_ = true;
+};
+
+SqliteEngine::SqliteEngine(const std::string& path) {
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(
+      path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+      nullptr);
+  database_.reset(opened);
+  Check(code);
+  sqlite3_busy_timeout(opened, 10000);
+  AddFunction("now", 0, 0, NowFunction);
+  AddFunction("cdate", 1, SQLITE_DETERMINISTIC, CDateFunction);
+  AddFunction("datepart", 2, SQLITE_DETERMINISTIC, DatePartFunction);
+  AddFunction("month", 1, SQLITE_DETERMINISTIC, MonthFunction);
+  AddFunction("year", 1, SQLITE_DETERMINISTIC, YearFunction);
+  AddFunction("like", 2, SQLITE_DETERMINISTIC, LikeFunction);
+  // SQLite's own NOCASE knows the letters of ASCII only.
+  Check(sqlite3_create_collation_v2(opened, "NOCASE", SQLITE_UTF8, nullptr, CompareFunction, nullptr));
+  TurnOnWriteAheadLog();
+  RunScript("PRAGMA synchronous=FULL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY");
+}
+
+// SQLite does not wait for another program that makes the file just now, busy timeout or not.
+void SqliteEngine::TurnOnWriteAheadLog() {
+  constexpr int kPatience = 500;
+  for (int attempt = 1;; ++attempt) {
+    const int code = sqlite3_exec(database_.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    if ((code & 0xff) != SQLITE_BUSY || attempt == kPatience) return Check(code);
+    sqlite3_sleep(10);
+  }
+}
+
+void SqliteEngine::Fail(int code) {
+  const std::string detail =
+      database_ ? std::string(sqlite3_errmsg(database_.get())) + " (" + std::to_string(code) + ")" : "out of memory";
+  switch (code & 0xff) {
+    case SQLITE_CONSTRAINT:
+      throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
+    case SQLITE_ERROR:
+    case SQLITE_MISMATCH:
+    case SQLITE_RANGE:
+    case SQLITE_TOOBIG:
+      throw Fault::StatementFailed(detail);
+    default:
+      usable_ = false;
+      throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
+  }
+}
+
+SqliteEngine::Prepared& SqliteEngine::Prepare(const std::string& sql) {
+  const auto known = prepared_.find(sql);
+  if (known != prepared_.end()) return known->second;
+  sqlite3_stmt* statement = nullptr;
+  const char* tail = nullptr;
+  Check(sqlite3_prepare_v3(database_.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                           &statement, &tail));
+  Prepared prepared{StatementHandle(statement), std::make_shared<Shape>(), {}};
+  const int columns = sqlite3_column_count(statement);
+  for (int column = 0; column < columns; ++column) {
+    const char* table = sqlite3_column_table_name(statement, column);
+    const char* origin = sqlite3_column_origin_name(statement, column);
+    const bool plain = table != nullptr && origin != nullptr;
+    prepared.shape->Add(sqlite3_column_name(statement, column), plain ? table : "", plain ? origin : "");
+    const Column* known_column = plain ? FindColumn(table, origin) : nullptr;
+    // now() and Max(BeginDate) are of no column; they give the text of a date.
+    prepared.dates.push_back(plain ? known_column != nullptr && known_column->type == ColumnType::kDate : true);
+  }
+  return prepared_.emplace(sql, std::move(prepared)).first->second;
+}
+
+void SqliteEngine::Bind(sqlite3_stmt* statement, int place, const Piece& piece) {
+  switch (piece.kind()) {
+    case Piece::Kind::kWhole:
+      return Check(sqlite3_bind_int64(statement, place, std::get<std::int64_t>(piece.content().content())));
+    case Piece::Kind::kReal:
+      return Check(sqlite3_bind_double(statement, place, std::get<double>(piece.content().content())));
+    case Piece::Kind::kDate: {
+      const std::string text = IsoText(piece.content().Date());
+      return Check(sqlite3_bind_text64(statement, place, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+    }
+    default:
+      // The piece outlives the run.
+      return Check(sqlite3_bind_text64(statement, place, piece.text().empty() ? "" : piece.text().data(),
+                                       piece.text().size(), SQLITE_STATIC, SQLITE_UTF8));
+  }
+}
+
+Field SqliteEngine::Cell(const Prepared& prepared, int column) {
+  sqlite3_stmt* statement = prepared.handle.get();
+  switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+      return Field(static_cast<std::int64_t>(sqlite3_column_int64(statement, column)));
+    case SQLITE_FLOAT:
+      return Field(sqlite3_column_double(statement, column));
+    case SQLITE_NULL:
+      return {};
+    default:
+      break;
+  }
+  const std::string_view text(reinterpret_cast<const char*>(sqlite3_column_text(statement, column)),
+                              static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+  constexpr std::size_t kDateLength = std::string_view("YYYY-MM-DD HH:MM:SS").size();
+  if (text.size() == kDateLength && prepared.dates[static_cast<std::size_t>(column)]) {
+    if (const auto at = ReadIso(text)) return Field(*at);
+  }
+  return Field(text);
+}
+
+Rows SqliteEngine::Run(Statement statement, Effect) {
+  Assemble(statement, Dialect::kSqlite, sql_, values_);
+  Prepared& prepared = Prepare(sql_);
+  sqlite3_stmt* handle = prepared.handle.get();
+  struct Reset {
+    sqlite3_stmt* statement;
+    ~Reset() {
+      sqlite3_reset(statement);
+      sqlite3_clear_bindings(statement);
+    }
+  } const reset{handle};
+  int place = 0;
+  for (const Piece* piece : values_) Bind(handle, ++place, *piece);
+  Rows rows(prepared.shape);
+  const int columns = prepared.shape->size();
+  int code = 0;
+  while ((code = sqlite3_step(handle)) == SQLITE_ROW) {
+    for (int column = 0; column < columns; ++column) rows.AddCell(Cell(prepared, column));
+  }
+  if (code != SQLITE_DONE) Fail(code);
+  return rows;
+}
+
+void SqliteEngine::RunScript(const std::string& script) {
+  Check(sqlite3_exec(database_.get(), script.c_str(), nullptr, nullptr, nullptr));
+}
+
+void SqliteEngine::SetDurability(Durability durability) {
+  if (durability_ == durability) return;
+  // Never from the cache: this PRAGMA does its work while it is being prepared.
+  RunScript(durability == Durability::kDisk ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+  durability_ = durability;
+}
+
+void SqliteEngine::Begin(Durability durability) {
+  static constexpr Piece kBegin[] = {"BEGIN IMMEDIATE"};
+  SetDurability(durability);
+  Run(kBegin, Effect::kWrite);
+}
+
+void SqliteEngine::Commit() {
+  static constexpr Piece kCommit[] = {"COMMIT"};
+  Run(kCommit, Effect::kWrite);
+}
+
+void SqliteEngine::Rollback() noexcept {
+  if (!InTransaction()) return;
+  if (sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr) != SQLITE_OK && InTransaction())
+    usable_ = false;
+}
+
+}  // namespace
+
+std::unique_ptr<Engine> OpenSqlite(const std::string& path) {
+  return std::make_unique<SqliteEngine>(path);
+}
+
+}  // namespace surva::data
