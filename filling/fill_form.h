@@ -1,0 +1,47 @@
+// surva.asp: the respondent's page. Logon by PIN or public link, the personal details, the form, its acceptance.
+#pragma once
+
+#include <string_view>
+
+#include "filling/form_walk.h"
+#include "frame/chain.h"
+#include "frame/page_object.h"
+
+namespace surva {
+
+class FillForm final : public PageObject {
+ public:
+  using PageObject::PageObject;
+
+  void WebClass_Start() override;
+  void WriteHeaders() override;
+  void WriteFooters() override;
+
+  // The form with a named respondent's stored answers; ends the filling if no required answer is missing.
+  void PreView(std::string_view surva, const Value& student, const Value& schedule);
+
+ private:
+  enum class WrongPin { kNo, kYes };
+  static const Link<FillForm> kChain[5];
+
+  bool FramesErrors() const override;
+
+  void ShowPinPage(WrongPin wrong_pin);
+  void PinLogon(std::string_view pin);
+  void AnonymousEntry(std::string_view version);
+
+  void ShowPersonalDetails();
+  void SaveRemarks();
+
+  void ShowBlankForm(std::string_view surva);
+  void AcceptAnswers(std::string_view surva);
+  void PreViewAnonymous(std::string_view surva, const Value& student);
+  // PreView and PreViewAnonymous, told apart by the answers.
+  void ShowStoredForm(std::string_view surva, StoredAnswers answers);
+  void FinishFilling(data::Connection& connection, const Field& thank_you_page, bool display_menu);
+
+  void WriteFormHead(std::string_view surva);
+  void WriteFormEnd(std::string_view button_row_end);
+};
+
+}  // namespace surva

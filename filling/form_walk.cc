@@ -1,0 +1,218 @@
+#include "filling/form_walk.h"
+
+#include <algorithm>
+#include <string>
+
+namespace surva {
+namespace {
+
+constexpr std::string_view kNotAnswered =
+    "alert('You have not answered all required questions! Required questions are marked with red asterisk.');";
+
+data::Rows ReadLayout(data::Connection& connection, std::string_view surva, const WalkMode& mode) {
+  if (mode.takes_answers) {
+    return connection.Query(
+        {"select SurvaLayoutID, PositionID, Question.QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, "
+         "LineRows, Required, DisplayMenu, ThankYouPage FROM SurvaLayout,survaVersion, Question "
+         "where survaVersion.survaVersionID=SurvaLayout.survaVersionID and SurvaLayout.QuestionID = "
+         "Question.QuestionID "
+         "and SurvaLayout.SurvaVersionID=",
+         data::Number(surva), " order by PositionID, SurvaLayoutID"});
+  }
+  return connection.Query(
+      {"select SurvaLayoutID, PositionID, Question.QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, "
+       "LineRows, Required FROM SurvaLayout, Question where SurvaLayout.QuestionID = Question.QuestionID "
+       "and SurvaLayout.SurvaVersionID=",
+       data::Number(surva), " order by PositionID, SurvaLayoutID"});
+}
+
+}  // namespace
+
+// The letter case of the tags differs from row to row and from mode to mode; browsers do not mind, and it stays.
+namespace walk_modes {
+const WalkMode kForm{.label_cell = "<TR><Td bgcolor=\"#C0C0C0\" align=left >", .takes_answers = true};
+const WalkMode kLayoutEditor{.label_cell = "<TR><Td bgcolor=\"#c0c0c0\" align=left>", .takes_answers = false};
+const WalkMode kLayoutPreview{.label_cell = "<TR><Td bgcolor=\"#c0c0c0\" align=left >", .takes_answers = false};
+}  // namespace walk_modes
+
+using data::Number;
+using data::Row;
+
+// A row of the layout with its question.
+struct FormWalk::Question {
+  Question(const Row& row, bool first, bool last)
+      : is_first(first),
+        is_last(last),
+        layout_id(row["SurvaLayoutID"]),
+        id(row["QuestionID"].Integer()),
+        role(row["AnswerType"].Integer()),
+        control(row["QuestionType"].Integer()),
+        content(row["Content"]),
+        required(row["Required"].IsTrue()),
+        size_x(row["SizeX"]),
+        size_y(row["SizeY"]),
+        place(row["PositionID"].Integer()),
+        separator(row["LineRows"].IsTrue() ? "<br>" : "&nbsp;") {}
+
+  bool is_first;
+  bool is_last;
+  Field layout_id;
+  std::int64_t id;
+  std::int64_t role;     // AnswerType
+  std::int64_t control;  // QuestionType
+  Field content;
+  bool required;
+  Field size_x;
+  Field size_y;
+  std::int64_t place;
+  std::string_view separator;  // behind a box or button
+};
+
+void FormChoices::Load() {
+  if (rows_) return;
+  rows_ = connection_.Query({"select FieldValueID, QuestionID, FieldValue from FieldValue where QuestionID in "
+                             "(select SurvaLayout.QuestionID from SurvaLayout where SurvaLayout.SurvaVersionID=",
+                             Number(surva_), ") order by FieldValueID"});
+  order_.reserve(rows_->size());
+  for (std::size_t row = 0; row < rows_->size(); ++row) order_.emplace_back((*rows_)[row]["QuestionID"].Integer(), row);
+  std::sort(order_.begin(), order_.end());
+}
+
+FormWalk::FormWalk(PageObject& page, data::Connection& connection, std::string_view surva, const WalkMode& mode,
+                   RowStrip strip)
+    : page_(page),
+      out_(page.response()),
+      mode_(mode),
+      strip_(std::move(strip)),
+      choices_(connection, surva),
+      layout_(ReadLayout(connection, surva, mode)) {}
+
+void FormWalk::WriteRows(StoredAnswers* answers, MissingText missing) {
+  for (std::size_t index = 0; index < layout_.size(); ++index) {
+    const Question question(layout_[index], index == 0, index + 1 == layout_.size());
+    std::string answer;
+    if (answers != nullptr && question.control > 0 && question.control < 5) {
+      if (question.control == 3) {
+        const auto text = answers->TextOf(question.id);
+        if (!text && missing == MissingText::kFails) throw Fault::NoCurrentRow();
+        answer = text.value_or("");
+      } else {
+        answer = answers->ChoiceOf(question.id);
+      }
+      if (question.required && answer.empty()) WarnOnce();
+    }
+    WriteRowHead(question);
+    WriteControl(question, answers, answer);
+  }
+}
+
+void FormWalk::WarnOnce() {
+  if (page_.session()["NotAnswered"].IsTrue()) return;
+  page_.session().Set("NotAnswered", 1);
+  out_.Write("<SCRIPT Language=JSCRIPT>", kNotAnswered, "</SCRIPT>");
+  out_.AllowScript(kNotAnswered);
+}
+
+void FormWalk::WriteStrip(const Question& question) {
+  if (strip_) strip_(question.layout_id, question.is_first, question.is_last);
+}
+
+void FormWalk::WriteRowHead(const Question& question) {
+  constexpr std::string_view kBar = "<tr><TD bgColor=\"#C0C0C0\" colspan=\"2\"></TD></tr>";
+  constexpr std::string_view kAnswerCell = "<TD bgcolor=\"#EAEAEA\" align=left width=\"45%\">";
+  switch (question.role) {
+    case 1:  // main group
+      number_ = 0;
+      if (question.place > 1) out_.Write("<tr><td colspan=2>&nbsp;</td></tr>");
+      out_.Write("<TR><TH bgcolor=\"#000000\" align=left colspan=\"2\">");
+      WriteStrip(question);
+      out_.Write("<font color=\"white\">", question.content, "</font></th></tr>");
+      break;
+    case 4:  // label
+      out_.Write(kBar, mode_.label_cell);
+      WriteStrip(question);
+      out_.Write("<font color=\"black\">", ++number_, ". ", question.content, "</font></td>", kAnswerCell,
+                 "&nbsp;</TD></tr>");
+      break;
+    case 2:  // main question
+      out_.Write(kBar, "<TR><TD bgcolor=\"#C0C0C0\" align=left valign=\"top\" width=\"55%\">");
+      WriteStrip(question);
+      out_.Write(++number_, ". ", question.content);
+      if (question.required) out_.Write("<font face=arial size=4 color=\"red\"><B>*</B></font>");
+      out_.Write("</td>", kAnswerCell);
+      break;
+    case 3:  // sub-question
+      out_.Write("<TR><TD bgcolor=\"#C0C0C0\" align=right width=\"55%\">");
+      WriteStrip(question);
+      out_.Write(question.content);
+      if (question.required) out_.Write("<font face=Arial size=4 color=\"red\"><B>*</B></font>");
+      out_.Write("</td>", kAnswerCell);
+      break;
+    default:
+      break;
+  }
+}
+
+void FormWalk::WriteControl(const Question& question, StoredAnswers* answers, std::string_view answer) {
+  const Field& name = question.layout_id;
+  const bool has_choices = question.control == 1 || question.control == 2 || question.control == 4;
+  if (has_choices && !mode_.takes_answers) return WriteChoiceTexts(question);
+  switch (question.control) {
+    case 1:  // combo box
+      out_.Write("<select name=\"", name, "\" size=\"", question.size_x, "\">");
+      choices_.ForEach(question.id, [&](const Row& choice) {
+        const bool chosen = !answer.empty() && choice["FieldValueID"].Text() == answer;
+        out_.Write(std::string_view(chosen ? "<option selected value=\"" : "<option value=\""), choice["FieldValueID"],
+                   "\">", choice["FieldValue"], "</option>");
+      });
+      out_.Write("</select></td></TR>");
+      break;
+    case 2:  // check boxes
+      choices_.ForEach(question.id, [&](const Row& choice) {
+        const Field key = choice["FieldValueID"];
+        const bool ticked = answers != nullptr && answers->IsChosen(question.id, key.Integer());
+        out_.Write(std::string_view(ticked ? "<input checked type=\"checkbox\"" : "<input type=\"checkbox\""),
+                   " name=\"", name, "V", key, "\" value=\"", key, "\">", choice["FieldValue"], question.separator);
+      });
+      out_.Write("</TD></TR>");
+      break;
+    case 3:  // text field; its row is left open, and the next row's tag closes it
+      out_.Write("<textarea rows=\"", question.size_y, "\" name=\"", name, "\" cols=\"", question.size_x, "\">", answer,
+                 "</textarea></TD>");
+      break;
+    case 4:  // radio buttons
+      choices_.ForEach(question.id, [&](const Row& choice) {
+        const Field key = choice["FieldValueID"];
+        const bool chosen = !answer.empty() && key.Text() == answer;
+        out_.Write(std::string_view(chosen ? "<input checked type=\"radio\"" : "<input type=\"radio\""), " value=\"",
+                   key, "\" name=\"", name, "\">", choice["FieldValue"], question.separator);
+      });
+      out_.Write("</TD></TR>");
+      break;
+    case 5:  // no control
+      out_.Write("&nbsp;</TD></TR>");
+      break;
+    default:
+      break;
+  }
+}
+
+void FormWalk::WriteChoiceTexts(const Question& question) {
+  const Field& name = question.layout_id;
+  if (question.control == 1) {
+    out_.Write("<select name=\"", name, "\" size=\"", question.size_x, "\">");
+    choices_.ForEach(question.id, [&](const Row& choice) {
+      out_.Write("<option value=\"", choice["FieldValue"], "\">", choice["FieldValue"], "</option>");
+    });
+    out_.Write("</select></td></TR>");
+    return;
+  }
+  const std::string_view type = question.control == 2 ? "checkbox" : "radio";
+  choices_.ForEach(question.id, [&](const Row& choice) {
+    out_.Write("<input type=\"", type, "\" name=\"", name, "\" value=\"", choice["FieldValue"], "\">",
+               choice["FieldValue"], question.separator);
+  });
+  out_.Write("</TD></TR>");
+}
+
+}  // namespace surva
