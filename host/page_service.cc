@@ -1,0 +1,231 @@
+#include "host/page_service.h"
+
+#include <sodium.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <memory>
+#include <utility>
+
+#include "filling/fill_form.h"
+#include "frame/empty_page.h"
+#include "frame/values/text.h"
+#include "host/form_decoder.h"
+#include "host/response_head.h"
+
+namespace surva::host {
+namespace {
+
+constexpr std::string_view kCookie = "surva_visit";
+
+template <class Page>
+std::unique_ptr<PageObject> Make(PageContext& context) {
+  return std::make_unique<Page>(context);
+}
+
+template <const Menu& kMenu>
+std::unique_ptr<PageObject> MakeEmpty(PageContext& context) {
+  return std::make_unique<EmptyPage>(context, kMenu);
+}
+
+std::string_view CookieOf(std::string_view header) {
+  while (!header.empty()) {
+    const std::size_t end = std::min(header.find(';'), header.size());
+    std::string_view pair = header.substr(0, end);
+    header.remove_prefix(std::min(end + 1, header.size()));
+    while (pair.starts_with(' ')) pair.remove_prefix(1);
+    if (pair.starts_with(kCookie) && pair.substr(kCookie.size()).starts_with('='))
+      return pair.substr(kCookie.size() + 1);
+  }
+  return {};
+}
+
+// An address as it stands, but for what a header must not hold.
+std::string LocationOf(std::string_view url) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string location;
+  for (const char c : url) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte >= 0x7F) {
+      location += {'%', kDigits[byte / 16], kDigits[byte % 16]};
+    } else {
+      location += c;
+    }
+  }
+  return location;
+}
+
+// Values stand in the pages as they are, markup included. This lets a browser run the scripts of the site's files and
+// those that the page itself has written, and no other.
+std::string ContentSecurityPolicy(const std::vector<std::string>& scripts) {
+  std::string policy =
+      "default-src 'self'; style-src 'self' 'unsafe-inline'; img-src 'self' data:; object-src 'none'; base-uri 'none'; "
+      "frame-ancestors 'self'; script-src 'self'";
+  for (std::string script : scripts) {
+    // Browsers read a carriage return as a line feed.
+    std::replace(script.begin(), script.end(), '\r', '\n');
+    std::array<unsigned char, crypto_hash_sha256_BYTES> digest{};
+    crypto_hash_sha256(digest.data(), reinterpret_cast<const unsigned char*>(script.data()), script.size());
+    std::array<char, sodium_base64_ENCODED_LEN(crypto_hash_sha256_BYTES, sodium_base64_VARIANT_ORIGINAL)> text{};
+    sodium_bin2base64(text.data(), text.size(), digest.data(), digest.size(), sodium_base64_VARIANT_ORIGINAL);
+    policy.append(" 'sha256-").append(text.data()).append("'");
+  }
+  return policy;
+}
+
+HttpResponse Redirection(std::string location) {
+  HttpResponse answer;
+  answer.status = 302;
+  answer.headers.emplace_back("Location", std::move(location));
+  return answer;
+}
+
+HttpResponse Overrun() {
+  HttpResponse answer = StatusPage(503, "The server is busy. Please try again in a moment.");
+  answer.headers.emplace_back("Retry-After", "2");
+  return answer;
+}
+
+HttpResponse AnswerOf(Response& response) {
+  if (response.redirect()) {
+    HttpResponse answer = Redirection(LocationOf(*response.redirect()));
+    answer.headers.emplace_back("Cache-Control", "no-store");
+    return answer;
+  }
+  HttpResponse answer;
+  answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
+  answer.headers = response.headers();
+  answer.headers.emplace_back("Cache-Control", response.cache_control().empty() ? "private" : response.cache_control());
+  if (const auto minutes = response.expires()) {
+    answer.headers.emplace_back("Expires", HttpDate(std::time(nullptr) + 60 * *minutes));
+  }
+  answer.headers.emplace_back("Content-Security-Policy", ContentSecurityPolicy(response.scripts()));
+  return answer;
+}
+
+}  // namespace
+
+const PageService::Route PageService::kRoutes[11] = {
+    {"/surva.asp", Make<FillForm>},
+    {"/admin/default.asp", MakeEmpty<menus::kDefault>},
+    {"/admin/createform.asp", MakeEmpty<menus::kCreateForm>},
+    {"/admin/schedule.asp", MakeEmpty<menus::kSchedule>},
+    {"/admin/list.asp", MakeEmpty<menus::kList>},
+    {"/admin/company.asp", MakeEmpty<menus::kCompany>},
+    {"/admin/student.asp", MakeEmpty<menus::kStudent>},
+    {"/admin/trainer.asp", MakeEmpty<menus::kTrainer>},
+    {"/admin/training.asp", MakeEmpty<menus::kTraining>},
+    {"/admin/stat.asp", MakeEmpty<menus::kStat>},
+    {"/admin/browse.asp", MakeEmpty<menus::kBrowse>},
+};
+
+PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
+                         Log& log, const Clock& clock)
+    : options_(std::move(options)),
+      database_(database),
+      files_(files),
+      log_(log),
+      clock_(clock),
+      workers_(workers),
+      sessions_({.idle_minutes = options_.session_minutes}, workers) {
+  if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
+}
+
+void PageService::Handle(HttpRequest request, Respond respond) {
+  const std::string path = LowerName(request.path);
+  const auto* const route =
+      std::find_if(std::begin(kRoutes), std::end(kRoutes), [&](const Route& r) { return r.path == path; });
+  if (route != std::end(kRoutes)) {
+    // Shared with the job, which may be dropped for want of room.
+    struct Order {
+      HttpRequest request;
+      Respond respond;
+    };
+    auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond)});
+    const bool taken =
+        sessions_.Run(CookieOf(order->request.cookie), [this, order, make = route->make](std::shared_ptr<Visit> visit) {
+          HttpResponse answer = ServePage(order->request, make, *visit);
+          // The turn ends first: who asks again at once finds his session free.
+          visit.reset();
+          order->respond(std::move(answer));
+        });
+    if (!taken) order->respond(Overrun());
+    return;
+  }
+  if (path == "/healthz") {
+    auto shared = std::make_shared<Respond>(std::move(respond));
+    if (!workers_.TryPost([this, shared] { (*shared)(Health()); })) (*shared)(Overrun());
+    return;
+  }
+  if (path == "/" || path == "/admin" || path == "/admin/") {
+    std::string location = path == "/" ? "/surva.asp" : "/admin/default.asp";
+    if (!request.query.empty()) location += "?" + request.query;
+    return respond(Redirection(LocationOf(location)));
+  }
+  std::optional<HttpResponse> file = files_.Answer(request);
+  respond(file ? std::move(*file) : StatusPage(404));
+}
+
+HttpResponse PageService::ServePage(const HttpRequest& http, MakePage make, Visit& visit) try {
+  DecodedForm query = DecodeUrlEncoded(http.query);
+  if (query.refusal != 0) return StatusPage(query.refusal);
+  DecodedForm form;
+  if (http.method == HttpRequest::Method::kPost) {
+    form = DecodeBody(http.content_type, http.body);
+    if (form.refusal != 0) return StatusPage(form.refusal);
+  }
+  const Request request(std::move(query.values), std::move(form.values),
+                        {http.remote_addr, http.path, http.server_name, http.https});
+  data::Connection connection(database_);
+  Session& session = visit.Open(connection);
+  session.Provide("DSN", database_.dsn());
+  session.Provide("homepage", options_.owner.homepage);
+  Response response;
+  PageContext context{request, response, session, connection, options_.owner, clock_, [&](const Fault& fault) {
+                        log_.Warning(http.path + ": " + fault.description() + " " + fault.detail());
+                      }};
+  make(context)->Serve();
+
+  visit.Save(connection);
+  connection.Commit();
+  visit.Keep();
+
+  HttpResponse answer = AnswerOf(response);
+  if (!visit.new_token().empty()) {
+    answer.headers.emplace_back("Set-Cookie", std::string(kCookie) + "=" + visit.new_token() +
+                                                  "; Path=/; HttpOnly; SameSite=Lax" + (http.https ? "; Secure" : ""));
+  }
+  return answer;
+} catch (const std::exception& failure) {
+  log_.Error(http.path + ": " + failure.what());
+  const auto* fault = dynamic_cast<const Fault*>(&failure);
+  const bool down = fault != nullptr && fault->number() == FaultNumber::kConnectionFailed;
+  return StatusPage(down ? 503 : 500, "The request could not be carried out, and nothing of it was stored. Please try again.");
+}
+
+HttpResponse PageService::Health() try {
+  data::Connection connection(database_);
+  connection.Query({"select 1 as Alive"});
+  HttpResponse answer;
+  answer.content_type = "text/plain";
+  answer.body = "ok\n";
+  answer.headers.emplace_back("Cache-Control", "no-store");
+  return answer;
+} catch (const std::exception& failure) {
+  log_.Error(std::string("/healthz: ") + failure.what());
+  return StatusPage(503, "The database does not answer.");
+}
+
+void PageService::Purge() {
+  workers_.TryPost([this] {
+    try {
+      data::Connection connection(database_);
+      sessions_.Purge(connection);
+    } catch (const std::exception& failure) {
+      log_.Warning(std::string("old sessions could not be deleted: ") + failure.what());
+    }
+  });
+}
+
+}  // namespace surva::host

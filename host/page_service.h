@@ -1,0 +1,54 @@
+// PageService: the site behind the sockets. Sends the eleven addresses to their page objects, runs them on the workers,
+// commits, and turns their responses into answers; gives out the static files.
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "frame/data/database.h"
+#include "frame/page_object.h"
+#include "host/http_message.h"
+#include "host/logging.h"
+#include "host/static_site.h"
+#include "host/visitor_sessions.h"
+#include "host/worker_pool.h"
+
+namespace surva::host {
+
+class PageService final : public Site {
+ public:
+  struct Options {
+    Owner owner;
+    int session_minutes = 120;
+  };
+
+  // All but the options outlive the service.
+  PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers, Log& log,
+              const Clock& clock = Clock::System());
+
+  void Handle(HttpRequest request, Respond respond) override;
+
+  // Deletes what visits that have ended left behind; to be called now and then.
+  void Purge();
+
+ private:
+  using MakePage = std::unique_ptr<PageObject> (*)(PageContext&);
+  struct Route {
+    std::string_view path;  // in small letters
+    MakePage make;
+  };
+  static const Route kRoutes[11];
+
+  HttpResponse ServePage(const HttpRequest& request, MakePage make, Visit& visit);
+  HttpResponse Health();
+
+  const Options options_;
+  data::Database& database_;
+  const StaticSite& files_;
+  Log& log_;
+  const Clock& clock_;
+  WorkerPool& workers_;
+  VisitorSessions sessions_;
+};
+
+}  // namespace surva::host
