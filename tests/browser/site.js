@@ -1,0 +1,183 @@
+// A server of a test's own, with demo data, and a browser to look at it.
+import { execFileSync, spawn } from "node:child_process";
+import { once } from "node:events";
+import { existsSync, mkdtempSync, rmSync } from "node:fs";
+import { tmpdir } from "node:os";
+import path from "node:path";
+import { createInterface } from "node:readline";
+import { chromium } from "playwright-core";
+
+const browserPath = process.env.SURVA_BROWSER ?? "/usr/bin/chromium";
+
+function binary() {
+    const file = process.env.SURVA_BINARY;
+    if (!file || !existsSync(file))
+        throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
+    return file;
+}
+
+export class Site {
+    #folder = mkdtempSync(path.join(tmpdir(), "surva-browser-"));
+    #database = path.join(this.#folder, "test.db");
+    #server;
+    address;
+
+    static async start() {
+        const site = new Site();
+        execFileSync(binary(), ["demo", "--dsn", site.#dsn]);
+        await site.serve("127.0.0.1:0");
+        return site;
+    }
+
+    get #dsn() {
+        return "sqlite:" + this.#database;
+    }
+
+    // Returns when the server has told its address.
+    async serve(listen) {
+        const options = ["serve", "--dsn", this.#dsn, "--listen", listen, "--access-log", "off"];
+        this.#server = spawn(binary(), options, { stdio: ["ignore", "pipe", "inherit"] });
+        const lines = createInterface({ input: this.#server.stdout });
+        const ended = once(this.#server, "exit").then(([code]) => {
+            throw new Error(`surva ended with ${code} before it served`);
+        });
+        const [line] = await Promise.race([once(lines, "line"), ended]);
+        ended.catch(() => {});
+        this.address = line.match(/http:\/\/[^/\s]+/)[0];
+    }
+
+    async kill(signal) {
+        const gone = once(this.#server, "exit");
+        this.#server.kill(signal);
+        return (await gone)[0];
+    }
+
+    // The server must end well.
+    async stop() {
+        const code = await this.kill("SIGTERM");
+        rmSync(this.#folder, { recursive: true });
+        if (code !== 0)
+            throw new Error(`surva ended with ${code}`);
+    }
+
+    // Rows of a statement, each an object of its columns.
+    query(sql) {
+        const json = execFileSync("sqlite3", ["-json", "-cmd", ".timeout 5000", this.#database, sql], { encoding: "utf8" });
+        return json === "" ? [] : JSON.parse(json);
+    }
+
+    // The first row's first column.
+    value(sql) {
+        const [row] = this.query(sql);
+        return row && Object.values(row)[0];
+    }
+
+    // Participants whose forms are not filled in, with a surva of this beginning.
+    waiting(surva, count) {
+        return this.query(`select ParticipantID, PIN, StudentID, ScheduleID, FirstName, LastName, CompanyName
+            from Participant join Schedule using (ScheduleID) join SurvaVersion using (SurvaVersionID)
+            join Student using (StudentID) join Company using (CompanyID)
+            where PIN<>'' and SurvaName like '${surva}%' order by ParticipantID limit ${count}`);
+    }
+
+    version(surva) {
+        return this.value(`select SurvaVersionID from SurvaVersion where SurvaName like '${surva}%'`);
+    }
+}
+
+export function launchBrowser() {
+    return chromium.launch({
+        executablePath: browserPath,
+        args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
+            "--disable-component-update", "--disable-sync"],
+    });
+}
+
+// A visitor with cookies of his own. `complaints` gathers what the browser objects to: errors of scripts, what the
+// security policy refuses, files that are not there. `alerts` gathers the texts of alerts, which are closed at once.
+export async function openVisit(browser, options = {}) {
+    const context = await browser.newContext(options);
+    context.setDefaultTimeout(10_000);
+    const visit = { context, page: await context.newPage(), complaints: [], alerts: [] };
+    context.on("page", (page) => watch(page, visit));
+    watch(visit.page, visit);
+    return visit;
+}
+
+function watch(page, { complaints, alerts }) {
+    page.on("console", (message) => {
+        if (message.type() === "error")
+            complaints.push(message.text());
+    });
+    page.on("pageerror", (error) => complaints.push(String(error)));
+    page.on("response", (response) => {
+        if (response.status() >= 400)
+            complaints.push(`${response.status()} ${response.url()}`);
+    });
+    page.on("dialog", (dialog) => {
+        alerts.push(dialog.message());
+        return dialog.accept();
+    });
+}
+
+// The form of surva.asp in the browser.
+export class Form {
+    constructor(page) {
+        this.page = page;
+    }
+
+    // The answer cell of a question, by the beginning of its text. A text field leaves its row open, so cells are found
+    // by their neighbours.
+    #cell(question) {
+        return this.page.locator("td[bgcolor='#C0C0C0']", { hasText: question }).locator("xpath=following-sibling::td[1]");
+    }
+
+    radio(question, text) {
+        return this.choice(question, "radio", text);
+    }
+
+    box(question, text) {
+        return this.choice(question, "checkbox", text);
+    }
+
+    // A choice's text stands behind its button.
+    choice(question, type, text) {
+        return this.#cell(question)
+            .locator(`xpath=input[@type='${type}'][normalize-space(translate(following-sibling::text()[1], '\u00a0', ' '))='${text}']`);
+    }
+
+    list(question) {
+        return this.#cell(question).locator("select");
+    }
+
+    text(question) {
+        return this.#cell(question).locator("textarea");
+    }
+
+    // Answers whatever carries the red star and has no answer yet, with the last choice.
+    async answerRequired() {
+        const cells = this.page.locator("td:has(> font[size='4'][color=red])").locator("xpath=following-sibling::td[1]");
+        for (const cell of await cells.all()) {
+            const buttons = cell.locator("input");
+            if (await cell.locator("textarea").count() > 0) {
+                if (await cell.locator("textarea").inputValue() === "")
+                    await cell.locator("textarea").fill("something");
+            } else if (await buttons.count() > 0 && await cell.locator("input:checked").count() === 0) {
+                await buttons.last().check();
+            }
+        }
+    }
+
+    // Returns when the answer to the post is in the browser, its alert closed.
+    async send() {
+        const loaded = this.page.waitForEvent("load");
+        await this.page.getByRole("button", { name: "Accept answers" }).click();
+        await loaded;
+    }
+}
+
+export async function logOn(site, page, pin) {
+    await page.goto(`${site.address}/surva.asp`);
+    await page.locator("input[name=PIN]").fill(pin);
+    await page.getByRole("button", { name: "OK" }).click();
+}

@@ -1,0 +1,231 @@
+// What stands and what does not, when statements, pages, connections and machines fail.
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "frame/data/connection.h"
+#include "frame/values/fault.h"
+#include "tests/support/seed.h"
+#include "tests/support/test_database.h"
+#include "tests/support/watched_engine.h"
+
+namespace surva::test {
+namespace {
+
+using namespace data;
+using namespace data::tables;
+
+class Transactions : public OnBothEngines {
+ protected:
+  TestDatabase database{GetParam()};
+
+  void Add(Connection& db, const char* message = "kept") {
+    db.AddNew(kMessage).Set("Message", Value(message)).Update();
+  }
+  std::string Messages() { return Read(*database, {"select Message from Message order by MessageID"}); }
+};
+SURVA_ON_BOTH_ENGINES(Transactions);
+
+constexpr const char* kLong = "a message that is longer than the sixty characters that a choice may have";
+
+// Each letter is a step of one request.
+TEST_P(Transactions, AFailedStatementUndoesItselfAlone) {
+  const auto step = [this](Connection& db, char letter) {
+    switch (letter) {
+      case 'w':  // writes
+        return Add(db);
+      case 'r':  // reads
+        db.Query({"select * from Message"});
+        return;
+      case 'v':  // a value that the table refuses
+        db.AddNew(kFieldValue).Set("FieldValue", Value(kLong)).Update();
+        break;
+      case 's':  // a statement that the engine does not understand
+        db.Execute({"update Message set NoColumn=1"});
+        break;
+      case 'x':  // a read that the engine does not understand
+        db.Query({"select NoColumn from Message"});
+        break;
+      case 'p':  // fails after some of its rows are written
+        db.Execute({"insert into FieldValue (FieldValue) select Message from Message order by MessageID"});
+        break;
+      case 'd':  // a date of a text that is none
+        db.Query({"select CDate(Message) as d from Message where MessageID=", Number(1)});
+        break;
+      default:
+        FAIL() << letter;
+    }
+  };
+  Write(*database, {"insert into Message (Message) values ('first')"});
+  Write(*database, {"insert into Message (Message) values (", Text(kLong), ")"});
+  for (const std::string steps :
+       {"w",       "vw", "wv",  "wvw",  "wvvw", "vvw",   "wrv", "wvr", "wrxrw",    "xw",  "wxw",  "vxw", "rwvrw",
+        "wwvwwvw", "sw", "wsw", "wssw", "rsrw", "wrrsw", "pw",  "wpw", "wwppvsxw", "wpr", "rxrw", "wdw", "dwdrdw"}) {
+    {
+      Connection db(*database);
+      for (const char letter : steps) {
+        const bool fails = std::string_view("vsxpd").find(letter) != std::string_view::npos;
+        if (fails) {
+          EXPECT_THROW(step(db, letter), Fault) << letter << " of " << steps;
+        } else {
+          EXPECT_NO_THROW(step(db, letter)) << letter << " of " << steps;
+        }
+      }
+      db.Commit();
+    }
+    const std::string kept = Read(*database, {"select count(*) from Message where Message='kept'"});
+    EXPECT_EQ(kept, std::to_string(std::count(steps.begin(), steps.end(), 'w'))) << steps;
+    EXPECT_EQ(Read(*database, {"select count(*) from FieldValue"}), "0") << steps;
+    Write(*database, {"delete from Message where MessageID>2"});
+  }
+}
+
+TEST_P(Transactions, NothingStandsBeforeTheCommit) {
+  {
+    Connection db(*database);
+    EXPECT_FALSE(db.HasWritten());
+    db.Query({"select * from Message"});
+    EXPECT_FALSE(db.HasWritten());
+    Add(db, "dropped");
+    EXPECT_TRUE(db.HasWritten());
+    EXPECT_EQ(db.Query({"select * from Message"}).size(), 1U) << "its own writes show";
+    EXPECT_EQ(Messages(), "") << "and nobody else's do";
+  }
+  EXPECT_EQ(Messages(), "");
+  Connection db(*database);
+  Add(db, "one");
+  db.Commit();
+  EXPECT_FALSE(db.HasWritten());
+  EXPECT_EQ(Messages(), "one");
+  Add(db, "dropped");
+  db.Rollback();
+  Add(db, "two");
+  db.Commit();
+  db.Commit();
+  EXPECT_EQ(Messages(), "one two");
+}
+
+TEST_P(Transactions, InnerTransactions) {
+  Connection db(*database);
+  const auto fail = [&] { EXPECT_THROW(db.Execute({"update Message set NoColumn=1"}), Fault); };
+  Add(db, "before");
+  fail();
+  db.BeginTrans();
+  Add(db, "inside");
+  fail();
+  Add(db, "inside2");
+  db.CommitTrans();
+  fail();
+  Add(db, "between");
+  db.BeginTrans();
+  Add(db, "undone");
+  fail();
+  db.RollbackTrans();
+  fail();
+  Add(db, "after");
+  fail();
+  db.Commit();
+  EXPECT_EQ(Messages(), "before inside inside2 between after");
+  db.BeginTrans();
+  fail();
+  db.RollbackTrans();
+  db.BeginTrans();
+  Add(db, "first");
+  db.CommitTrans();
+  db.Commit();
+  EXPECT_EQ(Messages(), "before inside inside2 between after first") << "an inner transaction may come first";
+}
+
+TEST_P(Transactions, AFailedCommitLeavesNothingAndHarmsNobody) {
+  Watch watch;
+  Database watched(database.dsn(), WatchedEngine::Around(watch));
+  watch.fail_commit = true;
+  {
+    Connection db(watched);
+    Add(db, "lost");
+    EXPECT_THROW(db.Commit(), Fault);
+  }
+  EXPECT_EQ(Messages(), "");
+  watch.fail_write = 2;
+  Connection db(watched);
+  Add(db, "one");
+  EXPECT_THROW(Add(db, "told to fail"), Fault);
+  Add(db, "two");
+  db.Commit();
+  EXPECT_EQ(Messages(), "one two");
+}
+
+TEST_P(Transactions, WritersSideBySideAllSucceed) {
+  constexpr int kThreads = 8;
+  constexpr int kRequests = 25;
+  std::vector<std::string> faults(kThreads);
+  {
+    std::vector<std::jthread> threads;
+    threads.reserve(kThreads);
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([this, i, &faults] {
+        try {
+          for (int request = 0; request < kRequests; ++request) {
+            Connection db(*database);
+            // Reads first, then writes: the transaction must not stumble over what others wrote in between.
+            db.Query({"select max(MessageID) as m from Message"});
+            Add(db);
+            db.Query({"select max(MessageID) as m from Message"});
+            Add(db);
+            db.Commit();
+          }
+        } catch (const Fault& fault) {
+          faults[static_cast<std::size_t>(i)] = fault.what();
+        }
+      });
+    }
+  }
+  for (const std::string& fault : faults) EXPECT_EQ(fault, "");
+  EXPECT_EQ(Read(*database, {"select count(*), count(distinct MessageID) from Message"}), "400,400");
+}
+
+class LostConnection : public ::testing::Test {
+ protected:
+  TestDatabase database{Dialect::kPostgres};
+
+  void Lose() {
+    RunOnServer("select pg_terminate_backend(pid) from pg_stat_activity where datname='" + database.postgres_name() +
+                "'");
+  }
+};
+
+TEST_F(LostConnection, IsOpenedAgainForTheNextRequest) {
+  Write(*database, {"insert into Message (Message) values ('one')"});
+  Lose();
+  EXPECT_EQ(Read(*database, {"select Message from Message"}), "one");
+  Lose();
+  Write(*database, {"insert into Message (Message) values ('two')"});
+  EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "one two");
+
+  // In the middle of a request it is a failure: what was written before is gone with the connection.
+  Connection db(*database);
+  db.AddNew(kMessage).Set("Message", Value("lost")).Update();
+  Lose();
+  try {
+    db.AddNew(kMessage).Set("Message", Value("lost")).Update();
+    FAIL() << "the loss went unnoticed";
+  } catch (const Fault& fault) {
+    EXPECT_EQ(fault.number(), FaultNumber::kConnectionFailed);
+  }
+  EXPECT_THROW(db.Commit(), Fault) << "a request whose first writes are lost is not answered with success";
+  EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "one two");
+}
+
+TEST_F(LostConnection, SeveralKeptOnesAreAllOpenedAgain) {
+  {
+    Connection a(*database);
+    Connection b(*database);
+    Connection c(*database);
+    for (Connection* db : {&a, &b, &c}) db->Query({"select * from Message"});
+  }
+  Lose();
+  for (int request = 0; request < 4; ++request) EXPECT_EQ(Read(*database, {"select count(*) from Message"}), "0");
+}
+
+}  // namespace
+}  // namespace surva::test

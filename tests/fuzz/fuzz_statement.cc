@@ -1,0 +1,64 @@
+// Values in statements, on a real engine: no text can become syntax. Each run looks one row up by the visitor's text in
+// every kind of place; the statement gives what a comparison in memory gives, or is refused.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "frame/data/connection.h"
+#include "frame/values/fault.h"
+#include "frame/values/text.h"
+
+namespace {
+
+using namespace surva;
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+data::Database& Memory() {
+  static data::Database database("sqlite::memory:");
+  static const bool ready = [] {
+    database.BringUpToDate();
+    return true;
+  }();
+  (void)ready;
+  return database;
+}
+
+template <class Query>
+void MayRefuse(Query query) {
+  try {
+    query();
+  } catch (const Fault&) {
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  // Values reach the pages decoded from windows-1252, without a NUL.
+  const std::string text = FromWindows1252({reinterpret_cast<const char*>(bytes), size});
+  if (text.find('\0') != std::string::npos || text.size() > 200) return 0;
+  data::Connection db(Memory());
+
+  MayRefuse([&] {
+    const data::Rows rows = db.Query({"select 1 as One where 'Secret'=", data::Text(text), " collate nocase"});
+    Require(rows.empty() == (CompareTexts(text, "Secret") != 0));
+    Require(text.find('\'') == std::string::npos);
+  });
+  MayRefuse([&] {
+    const data::Rows rows = db.Query({"select 1 as One where 'Secret' like ", data::Pattern(text)});
+    Require(rows.empty() != Like("Secret", text));
+  });
+  MayRefuse([&] { Require(db.Query({"select 1 as One where 1=", data::Number(text)}).size() <= 1); });
+  MayRefuse([&] { Require(db.Query({"select CDate(", data::DateText(text), ") as D"}).size() == 1); });
+  MayRefuse([&] {
+    db.AddNew(data::tables::kMessage).Set("Message", std::string_view(text)).Set("StudentID", std::int64_t{1}).Update();
+    Require(db.Query({"select Message from Message order by MessageID desc limit 1"}).First()["Message"].Text() ==
+            text);
+  });
+  MayRefuse([&] { db.AddNew(data::tables::kMark).Set("FieldValueID", std::string_view(text)).Update(); });
+  return 0;
+}

@@ -1,0 +1,2 @@
+#include "reporting/start_page.h"
+#include <gtest/gtest.h>
