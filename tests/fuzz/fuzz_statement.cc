@@ -2,6 +2,7 @@
 // every kind of place; the statement gives what a comparison in memory gives, or is refused.
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -17,8 +18,15 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-data::Database& Memory() {
-  static data::Database database("sqlite::memory:");
+// In a file, as every connection to a database in memory would see another one. Nothing is ever committed to it.
+data::Database& Scratch() {
+  static const std::string folder = [] {
+    std::string name = (std::filesystem::temp_directory_path() / "surva-fuzz-XXXXXX").string();
+    Require(mkdtemp(name.data()) != nullptr);
+    std::atexit([] { std::filesystem::remove_all(folder); });
+    return name;
+  }();
+  static data::Database database("sqlite:" + folder + "/fuzz.db");
   static const bool ready = [] {
     database.BringUpToDate();
     return true;
@@ -41,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   // Values reach the pages decoded from windows-1252, without a NUL.
   const std::string text = FromWindows1252({reinterpret_cast<const char*>(bytes), size});
   if (text.find('\0') != std::string::npos || text.size() > 200) return 0;
-  data::Connection db(Memory());
+  data::Connection db(Scratch());
 
   MayRefuse([&] {
     const data::Rows rows = db.Query({"select 1 as One where 'Secret'=", data::Text(text), " collate nocase"});
@@ -55,6 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   MayRefuse([&] { Require(db.Query({"select 1 as One where 1=", data::Number(text)}).size() <= 1); });
   MayRefuse([&] { Require(db.Query({"select CDate(", data::DateText(text), ") as D"}).size() == 1); });
   MayRefuse([&] {
+    Require(db.Query({"select count(*) as Messages from Message"}).First()["Messages"].Is(0));
     db.AddNew(data::tables::kMessage).Set("Message", std::string_view(text)).Set("StudentID", std::int64_t{1}).Update();
     Require(db.Query({"select Message from Message order by MessageID desc limit 1"}).First()["Message"].Text() ==
             text);
