@@ -1,25 +1,36 @@
 #include "frame/request.h"
 
+#include <algorithm>
+
 #include "frame/values/text.h"
 
 namespace surva {
 
+Request::Collection::Collection(NameValues values) : values_(std::move(values)) {
+  places_.reserve(values_.size());
+  for (const auto& [name, value] : values_) places_.emplace_back(LowerName(name), places_.size());
+  std::sort(places_.begin(), places_.end());
+}
+
+std::vector<std::string_view> Request::Collection::Find(std::string_view name) const {
+  std::vector<std::string_view> found;
+  const std::string wanted = LowerName(name);
+  const auto first = std::lower_bound(places_.begin(), places_.end(), wanted,
+                                      [](const auto& place, const std::string& text) { return place.first < text; });
+  for (auto at = first; at != places_.end() && at->first == wanted; ++at) found.push_back(values_[at->second].second);
+  return found;
+}
+
 // Gives whether the name came, and its values joined in `text`.
-bool Request::Join(const NameValues& values, std::string_view name, std::string_view& text) const {
-  const std::string* first = nullptr;
-  std::string* joined = nullptr;
-  for (const auto& [own, value] : values) {
-    if (!EqualNames(own, name)) continue;
-    if (first == nullptr) {
-      first = &value;
-    } else {
-      if (joined == nullptr) joined = &joined_.emplace_back(*first);
-      *joined += ", ";
-      *joined += value;
-    }
+bool Request::Join(const Collection& values, std::string_view name, std::string_view& text) const {
+  const std::vector<std::string_view> found = values.Find(name);
+  if (found.empty()) return false;
+  text = found.front();
+  if (found.size() > 1) {
+    std::string& joined = joined_.emplace_back(found.front());
+    for (std::size_t i = 1; i < found.size(); ++i) joined.append(", ").append(found[i]);
+    text = joined;
   }
-  if (first == nullptr) return false;
-  text = joined != nullptr ? *joined : *first;
   return true;
 }
 
@@ -41,11 +52,7 @@ std::string_view Request::QueryString(std::string_view name) const {
 }
 
 std::vector<std::string_view> Request::Form(std::string_view name) const {
-  std::vector<std::string_view> values;
-  for (const auto& [own, value] : form_) {
-    if (EqualNames(own, name)) values.push_back(value);
-  }
-  return values;
+  return form_.Find(name);
 }
 
 std::string_view Request::ServerVariable(std::string_view name) const {

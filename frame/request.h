@@ -40,10 +40,23 @@ class Request {
   std::string_view ServerVariable(std::string_view name) const;
 
  private:
-  bool Join(const NameValues& values, std::string_view name, std::string_view& text) const;
+  // The query string or the posted form. A name is found without a walk over all of them: a page may ask for as many
+  // names as a hostile form has.
+  class Collection {
+   public:
+    Collection() = default;
+    explicit Collection(NameValues values);
+    // The values of a name, in the order in which they came.
+    std::vector<std::string_view> Find(std::string_view name) const;
 
-  NameValues query_;
-  NameValues form_;
+   private:
+    NameValues values_;
+    std::vector<std::pair<std::string, std::size_t>> places_;  // names in small letters, sorted; places in values_
+  };
+  bool Join(const Collection& values, std::string_view name, std::string_view& text) const;
+
+  Collection query_;
+  Collection form_;
   ServerVariables variables_;
   mutable std::deque<std::string> joined_;
 };

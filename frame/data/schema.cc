@@ -68,17 +68,33 @@ constexpr Column kMessageColumns[] = {{"MessageID", kKey}, {"StudentID", kLong},
 // One index for every way in which a page looks rows up, or walks them in order, in a table that grows with use.
 struct Index {
   std::string_view table;
-  std::string_view columns;
+  std::string_view columns;  // or an expression in brackets
+  // Whether a list is walked in its order. Nulls come first then, as SQLite always has them.
+  bool walked = false;
 };
 constexpr Index kIndexes[] = {
-    {"Company", "CompanyName"},
+    {"Company", "CompanyName, CompanyID", true},
+    {"Company", "City"},
+    {"Company", "Street"},
+    {"Company", "PostCode"},
     {"Student", "CompanyID"},
+    {"Student", "LastName, StudentID", true},
     {"Student", "LastName, FirstName"},
+    {"Student", "FirstName"},
+    {"Student", "City"},
+    {"Trainer", "LastName, TrainerID", true},
     {"Trainer", "LastName, FirstName"},
+    {"Trainer", "FirstName"},
+    {"Trainer", "eMail"},
+    {"Trainer", "Phone"},
+    {"Training", "TrainingName, TrainingID", true},
+    {"Training", "Category"},
+    {"Training", "InternalID"},
     {"Training", "OfficialID"},
     {"Training", "SurvaVersionID"},
     {"Schedule", "BeginDate, EndDate"},
     {"Schedule", "EndDate"},
+    {"Schedule", "(julianday(EndDate) - julianday(BeginDate))"},
     {"Schedule", "TrainingID"},
     {"Schedule", "TrainerID"},
     {"Schedule", "SurvaVersionID"},
@@ -113,6 +129,8 @@ CREATE FUNCTION now() RETURNS timestamp LANGUAGE sql STABLE AS
 CREATE FUNCTION cdate(timestamp) RETURNS timestamp LANGUAGE sql IMMUTABLE AS $$ SELECT $1 $$;
 CREATE FUNCTION month(timestamp) RETURNS integer LANGUAGE sql IMMUTABLE AS $$ SELECT extract(month FROM $1)::integer $$;
 CREATE FUNCTION year(timestamp) RETURNS integer LANGUAGE sql IMMUTABLE AS $$ SELECT extract(year FROM $1)::integer $$;
+CREATE FUNCTION julianday(timestamp) RETURNS float8 LANGUAGE sql IMMUTABLE AS
+  $$ SELECT extract(julian FROM $1)::float8 $$;
 CREATE FUNCTION datepart(text, timestamp) RETURNS integer LANGUAGE sql IMMUTABLE AS $$
   SELECT CASE pg_catalog.lower($1)
     WHEN 'yyyy' THEN extract(year FROM $2)::integer
@@ -151,7 +169,9 @@ std::string ColumnDefinition(const Column& column, Dialect dialect) {
 }
 
 std::string FirstVersion(Dialect dialect) {
-  std::string script = dialect == Dialect::kPostgres ? "CREATE EXTENSION IF NOT EXISTS citext;\n" : "";
+  const bool postgres = dialect == Dialect::kPostgres;
+  std::string script;
+  if (postgres) script.append("CREATE EXTENSION IF NOT EXISTS citext;\n").append(kPostgresFunctions);
   for (const Table* table : AllTables()) {
     script += "CREATE TABLE " + std::string(table->name) + " (";
     for (const Column& column : table->columns) {
@@ -162,16 +182,16 @@ std::string FirstVersion(Dialect dialect) {
   }
   for (const Index& index : kIndexes) {
     std::string name(index.table);
+    name += '_';
     for (const char c : index.columns) {
       if (c == ',') name += '_';
-      if (c != ',' && c != ' ') name += c;
+      if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) name += c;
     }
-    const std::size_t dot = index.table.size();
-    name.insert(dot, "_");
-    script += "CREATE INDEX " + name + " ON " + std::string(index.table) + " (" + std::string(index.columns) + ");\n";
+    std::string columns(index.columns);
+    if (index.walked && postgres) columns.insert(columns.find(','), " NULLS FIRST");
+    script += "CREATE INDEX " + name + " ON " + std::string(index.table) + " (" + columns + ");\n";
   }
   script += kHostTables;
-  if (dialect == Dialect::kPostgres) script += kPostgresFunctions;
   return script;
 }
 
