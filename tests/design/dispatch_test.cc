@@ -54,9 +54,9 @@ TEST_P(Dispatch, TestsStandInTheirOrder) {
       {"unknown", "1", kList},
   };
   for (std::size_t first = 0; first < links.size(); ++first) {
-    NameValues form = {{"SurvaVersion", "3"}, {"Version", "3"}, {"AddQuestion", "-1"}, {"Number", "32"},
-                       {"NumberOfValues", "2"}, {"question", "Clear?"}, {"AnswerType", "2"}, {"LineRows", "0"},
-                       {"Required", "0"}};
+    NameValues form = {{"SurvaVersion", "3"}, {"Version", "3"},        {"AddQuestion", "-1"},
+                       {"Number", "32"},      {"NumberOfValues", "2"}, {"question", "Clear?"},
+                       {"AnswerType", "2"},   {"LineRows", "0"},       {"Required", "0"}};
     for (std::size_t later = links.size(); later-- > first;) form.emplace_back(links[later].name, links[later].value);
     const Answer answer = Post(form);
     if (!links[first].faults.empty()) {
@@ -129,8 +129,8 @@ TEST_P(Dispatch, KeysThatAreConverted) {
                                          {"three", kMismatch},
                                          {"3 or 1=1", kMismatch},
                                          {"3, 3", kMismatch}}) {
-    for (const auto& [name, version_name] : {std::pair("ModifyQuestion", "SurvaVersion"),
-                                             std::pair("DeleteQuestionAnswer", "Version")}) {
+    for (const auto& [name, version_name] :
+         {std::pair("ModifyQuestion", "SurvaVersion"), std::pair("DeleteQuestionAnswer", "Version")}) {
       const Answer answer = Get({{name, "32"}, {"Number", "32"}, {version_name, c.version}});
       EXPECT_EQ(answer.faults, c.faults) << name << " " << c.version;
       EXPECT_EQ(answer.Holds("name=SurvaVersion   value=\"3\""), c.faults.empty());
@@ -147,8 +147,8 @@ TEST_P(Dispatch, ErrorsStandInTheFrame) {
                      "Error description: Syntax error in query expression.<BR></font><BR></BLOCKQUOTE>"));
   EXPECT_EQ(visitor.session()["SurvaProperties"].Text(), "1");
   visitor.dsn = "";
-  for (const NameValues& query : std::vector<NameValues>{{}, {{"AddQuestionStep", "1"}}, {{"AQBBB", "Back"}},
-                                                         {{"CreateNewSurva", "1"}}, {{"Preview", "3"}}}) {
+  for (const NameValues& query : std::vector<NameValues>{
+           {}, {{"AddQuestionStep", "1"}}, {{"AQBBB", "Back"}}, {{"CreateNewSurva", "1"}}, {{"Preview", "3"}}}) {
     const Answer answer = Get(query);
     EXPECT_EQ(answer.faults, Faults{FaultNumber::kConnectionFailed});
     EXPECT_EQ(answer.Count("<HTML>") + answer.Count("</HTML>") + answer.Count("<form"), 2) << answer.page;

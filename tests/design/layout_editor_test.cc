@@ -40,10 +40,9 @@ std::string Strip(const std::string& id, int place = 0) {
          "object\">        <input type=radio title=\"Select that option and press delete button on the bottom of the "
          "page to delete this object \" name=CnfDelQuestion value=" +
          id + ">&nbsp;&nbsp; &nbsp;" +
-         ((place & kFirst) != 0
-              ? ""
-              : link + "MoveUp=" + id +
-                    "><img border=0 src=images/up.gif alt=\"Move one level up\"></a> &nbsp;&nbsp;") +
+         ((place & kFirst) != 0 ? ""
+                                : link + "MoveUp=" + id +
+                                      "><img border=0 src=images/up.gif alt=\"Move one level up\"></a> &nbsp;&nbsp;") +
          ((place & kLast) != 0
               ? ""
               : link + "MoveDown=" + id +

@@ -45,9 +45,14 @@ std::string PropertiesPage(const Shown& shown) {
 }
 
 NameValues Form(const std::string& name, const std::string& button) {
-  return {{"ModifySurvaProperties", "3"}, {"Version", "3"},      {"SurvaVersion", "3"},
-          {"SurvaName", name},            {"ThankYouPage", ""},  {"RequireAuthorisation", "0"},
-          {"DisplayMenu", "0"},           {"RequirePersonalDataPreview", "0"},
+  return {{"ModifySurvaProperties", "3"},
+          {"Version", "3"},
+          {"SurvaVersion", "3"},
+          {"SurvaName", name},
+          {"ThankYouPage", ""},
+          {"RequireAuthorisation", "0"},
+          {"DisplayMenu", "0"},
+          {"RequirePersonalDataPreview", "0"},
           {"SaveSurvaPropertiesButton", button}};
 }
 
@@ -56,9 +61,9 @@ TEST_P(Properties, Page) {
   EXPECT_EQ(Get({{"view", "3"}}).page, PropertiesPage({.thank_you_page = "thanks.asp?a=1"}));
   EXPECT_EQ(visitor.session()["SurvaProperties"].Text(), "1");
   // The layout editor's own button leads here too.
-  EXPECT_EQ(Post({{"AQBBA", "surva properties"}, {"SaveSurvaProperties", "1"}, {"SurvaVersion", "3"}, {"Version", "3"}})
-                .page,
-            PropertiesPage({.thank_you_page = "thanks.asp?a=1"}));
+  EXPECT_EQ(
+      Post({{"AQBBA", "surva properties"}, {"SaveSurvaProperties", "1"}, {"SurvaVersion", "3"}, {"Version", "3"}}).page,
+      PropertiesPage({.thank_you_page = "thanks.asp?a=1"}));
   EXPECT_EQ(visitor.session()["SurvaProperties"].Text(), "0");
   // What was never set is not off.
   Write({"update SurvaVersion set SurvaName='<i>\"', ThankYouPage=NULL, RequireAuthorisation=NULL, "
@@ -91,9 +96,10 @@ TEST_P(Properties, Saves) {
   seed.Surva({.authorisation = true, .personal_data = true, .display_menu = true, .thank_you_page = "thanks.asp"});
   seed.Surva({});
   const std::string link = "http://www.example/surva.asp?version=3";
-  EXPECT_EQ(Post(Form("O'Brien's \"form\"", "save PROPERTIES changes")).page,
-            PropertiesPage({.name = "O'Brien's \"form\"", .authorisation = false, .personal_data = false, .menu = false,
-                            .link = link}));
+  EXPECT_EQ(
+      Post(Form("O'Brien's \"form\"", "save PROPERTIES changes")).page,
+      PropertiesPage(
+          {.name = "O'Brien's \"form\"", .authorisation = false, .personal_data = false, .menu = false, .link = link}));
   EXPECT_TRUE(Post(Form("", "Layout definition")).Holds("Modify surva layout")) << "an empty name is a name";
   EXPECT_EQ(Read({"select SurvaName, RequireAuthorisation, RequirePersonalDataPreview, ThankYouPage, DisplayMenu, "
                   "Valid, CreateDate from SurvaVersion order by SurvaVersionID"}),

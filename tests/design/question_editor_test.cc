@@ -39,24 +39,23 @@ std::string Phrase(const std::string& title, const std::string& caption, const s
          Caption(caption, "<input type=text name=Question size=50 maxlength=250 value=\"" + content + "\">");
 }
 
-const std::string kIsMain = Caption("Question type",
-                                    "<input type=radio name=AnswerType value=2 checked>Main Question&nbsp;&nbsp;"
-                                    "<input type=radio name=AnswerType value=3>Sub-question");
-const std::string kIsSub = Caption("Question type",
-                                   "<input type=radio name=AnswerType value=2>Main Question&nbsp;&nbsp;"
-                                   "<input type=radio name=AnswerType checked value=3>Sub-question");
-const std::string kInOneRow = Caption("Answers layout",
-                                      "<input type=radio name=LineRows value=0 checked>All answers in one row&nbsp;"
-                                      "&nbsp;<input type=radio name=LineRows value=-1>Each answer in a separate row");
-const std::string kInRows = Caption("Answers layout",
-                                    "<input type=radio name=LineRows value=0>All answers in one row&nbsp;&nbsp;"
-                                    "<input type=radio name=LineRows value=-1 checked>Each answer in a separate row");
-const std::string kNeeded = Caption("Answer is required",
-                                    "<input type=radio name=Required value=-1 checked>Yes&nbsp;&nbsp;"
-                                    "<input type=radio name=Required value=0>No");
-const std::string kOptional = Caption("Answer is required",
-                                      "<input type=radio name=Required value=-1>Yes&nbsp;&nbsp;"
-                                      "<input type=radio name=Required value=0 checked>No");
+const std::string kIsMain =
+    Caption("Question type", "<input type=radio name=AnswerType value=2 checked>Main Question&nbsp;&nbsp;"
+                             "<input type=radio name=AnswerType value=3>Sub-question");
+const std::string kIsSub =
+    Caption("Question type", "<input type=radio name=AnswerType value=2>Main Question&nbsp;&nbsp;"
+                             "<input type=radio name=AnswerType checked value=3>Sub-question");
+const std::string kInOneRow =
+    Caption("Answers layout", "<input type=radio name=LineRows value=0 checked>All answers in one row&nbsp;"
+                              "&nbsp;<input type=radio name=LineRows value=-1>Each answer in a separate row");
+const std::string kInRows =
+    Caption("Answers layout", "<input type=radio name=LineRows value=0>All answers in one row&nbsp;&nbsp;"
+                              "<input type=radio name=LineRows value=-1 checked>Each answer in a separate row");
+const std::string kNeeded =
+    Caption("Answer is required", "<input type=radio name=Required value=-1 checked>Yes&nbsp;&nbsp;"
+                                  "<input type=radio name=Required value=0>No");
+const std::string kOptional = Caption("Answer is required", "<input type=radio name=Required value=-1>Yes&nbsp;&nbsp;"
+                                                            "<input type=radio name=Required value=0 checked>No");
 
 std::string Size(const std::string& caption, const std::string& name, const std::string& value) {
   return Caption(caption, "<input type=text name=" + name + " size=2 maxlength=3 value=\"" + value + "\">");
@@ -66,7 +65,8 @@ using Choices = std::vector<std::pair<std::string, std::string>>;
 std::string AnswersForm(const std::string& question, const std::string& row, const Choices& choices) {
   std::string form = "<BR><HR><BR><Form action=CreateForm.asp method=post><input type=hidden "
                      "name=ModifyQuestionAnswers value=\"" +
-                     row + "\"><input type=hidden name=Version   value=\"3\"><input type=hidden name=NumberOfValues   "
+                     row +
+                     "\"><input type=hidden name=Version   value=\"3\"><input type=hidden name=NumberOfValues   "
                      "value=\"" +
                      std::to_string(choices.size()) + "\">" + Table("2", "6") + Title("Answer values");
   int number = 0;
@@ -97,9 +97,9 @@ TEST_P(QuestionEditor, Pages) {
       {"34", Properties("34", Phrase("Modify label properties", "Label phrase", "Materials"))},
       {"35", Properties("35", Phrase(sub, "Sub-question phrase", "Used") + kIsSub + kInRows + kNeeded) +
                  AnswersForm("15", "35", {{"25", "Book"}, {"26", "Slides"}})},
-      {"37", Properties("37", Phrase(main, "Question phrase", "Say \"it\"") + kIsMain +
-                                  Size("Number of rows", "SizeY", "5") + Size("Number of columns", "SizeX", "40") +
-                                  kOptional)},
+      {"37",
+       Properties("37", Phrase(main, "Question phrase", "Say \"it\"") + kIsMain + Size("Number of rows", "SizeY", "5") +
+                            Size("Number of columns", "SizeX", "40") + kOptional)},
       {"38", Properties("38", Phrase(main, "Question phrase", "Thanks") + kIsMain + kOptional)},
   };
   for (const auto& [row, page] : pages) EXPECT_EQ(Edit(row).page, PageWith(page)) << row;
@@ -112,10 +112,10 @@ TEST_P(QuestionEditor, Pages) {
 TEST_P(QuestionEditor, SavesWhatTheRowHas) {
   // Everything is posted; each row takes what belongs to it.
   const NameValues form = {{"Question", "It's \"new\""}, {"AnswerType", "3"}, {"SizeX", "7"}, {"SizeY", "8"},
-                           {"LineRows", "-1"}, {"Required", "0"}};
+                           {"LineRows", "-1"},           {"Required", "0"}};
   const std::vector<std::pair<int, std::string>> saved = {
-      {11, "1,0,1,0,-1,0"}, {12, "3,4,0,0,-1,0"},  {13, "3,1,7,0,-1,0"}, {14, "4,0,1,0,-1,-1"},
-      {15, "3,2,1,0,-1,0"}, {17, "3,3,7,8,0,0"}, {18, "3,5,1,0,-1,0"},
+      {11, "1,0,1,0,-1,0"}, {12, "3,4,0,0,-1,0"}, {13, "3,1,7,0,-1,0"}, {14, "4,0,1,0,-1,-1"},
+      {15, "3,2,1,0,-1,0"}, {17, "3,3,7,8,0,0"},  {18, "3,5,1,0,-1,0"},
   };
   Write({"update Question set Required=0 where QuestionID=18"});
   for (const auto& [question, columns] : saved) {
@@ -184,9 +184,9 @@ TEST_P(QuestionEditor, AnswersThatFail) {
   EXPECT_EQ(Post({{"ModifyQuestionAnswers", "32"}, {"NumberOfValues", "1"}}).faults, kNoRow) << "no version is named";
   EXPECT_EQ(Answers(12), "21,Yes 22,No");
   // The old answers go first, and what was written before the failure stands.
-  EXPECT_EQ(SaveAnswers("32", {{"NumberOfValues", "3"}, {"FV1", "A"}, {"FV2", std::string(61, 'b')}, {"FV3", "C"}})
-                .faults,
-            kRefused);
+  EXPECT_EQ(
+      SaveAnswers("32", {{"NumberOfValues", "3"}, {"FV1", "A"}, {"FV2", std::string(61, 'b')}, {"FV3", "C"}}).faults,
+      kRefused);
   EXPECT_EQ(Answers(12), "27,A");
   const std::vector<std::pair<const char*, Faults>> counts = {
       {"", kMismatch}, {"x", kMismatch}, {"999999999", kOverflow}, {"32768", kOverflow}};

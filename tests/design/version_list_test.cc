@@ -55,11 +55,10 @@ TEST_P(VersionList, ShowsTheUseOfEachSurva) {
   Write({"insert into SurvaLayout (SurvaVersionID, QuestionID, PositionID) values (8, 1, 1)"});
   Write({"insert into AnonymousMark (StudentID, QuestionID) values (8, 1)"});
   const std::string when = "Course evaluation - Created on: 3/2/2004";
-  EXPECT_EQ(Get().page,
-            PageWith(kListHead + Item("6", "Course evaluation - Created on: 3/3/2004", "used") +
-                     Item("4", "Old <b>one</b> - Created on: 3/2/2004", "default") + Item("5", when, "used") +
-                     Item("7", when, "used") + Item("8", when, "") +
-                     Item("3", "Course evaluation - Created on: ", "") + kListEnd));
+  EXPECT_EQ(Get().page, PageWith(kListHead + Item("6", "Course evaluation - Created on: 3/3/2004", "used") +
+                                 Item("4", "Old <b>one</b> - Created on: 3/2/2004", "default") +
+                                 Item("5", when, "used") + Item("7", when, "used") + Item("8", when, "") +
+                                 Item("3", "Course evaluation - Created on: ", "") + kListEnd));
   EXPECT_EQ(visitor.session()["NewSurva"].Text(), "0");
 }
 
@@ -163,15 +162,18 @@ TEST_P(VersionList, CopiesShareTheirQuestions) {
   Write({"update SurvaLayout set PositionID=20 where SurvaLayoutID=31"});
   const NameValues next = {{"SaveSurvaProperties", "1"}, {"SurvaVersionID", "3"}, {"CreateNewSurva2", "Next"}};
   EXPECT_TRUE(Post(next).Holds("name=SurvaName value=\"Copy of: Course evaluation\">"));
-  EXPECT_EQ(Versions(),
-            "3,Course evaluation,-,0,0,thanks.asp,0 4,Copy of: Course evaluation,0,0,0,-,-");
+  EXPECT_EQ(Versions(), "3,Course evaluation,-,0,0,thanks.asp,0 4,Copy of: Course evaluation,0,0,0,-,-");
   EXPECT_EQ(Layout(4), "40,12,2 41,13,3 42,14,4 43,15,5 44,16,6 45,17,7 46,18,8 39,11,20");
   EXPECT_EQ(Read({"select count(*) from Question"}) + Read({"select count(*) from FieldValue"}), "86");
   Post({{"SaveSurvaProperties", "1"}, {"SurvaVersionID", "4"}, {"CreateNewSurva2", "Next"}});
   EXPECT_EQ(Read({"select SurvaName from SurvaVersion where SurvaVersionID=5"}), "Copy of: Copy of: Course evaluation");
   // A phrase changed through a copy shows in the source; a row deleted from a copy stays there.
-  Post({{"ModifyQuestionProperties", "40"}, {"Version", "4"}, {"Question", "Was it clear?"}, {"AnswerType", "2"},
-        {"LineRows", "0"}, {"Required", "0"}});
+  Post({{"ModifyQuestionProperties", "40"},
+        {"Version", "4"},
+        {"Question", "Was it clear?"},
+        {"AnswerType", "2"},
+        {"LineRows", "0"},
+        {"Required", "0"}});
   Post({{"DeleteQuestion", "Delete selected"}, {"CnfDelQuestion", "41"}, {"SurvaVersion", "4"}});
   EXPECT_TRUE(Get({{"Preview", "3"}}).Holds("1. Was it clear?</td>"));
   EXPECT_TRUE(Get({{"Preview", "3"}}).Holds("Room"));

@@ -80,9 +80,9 @@ std::string Number3(const std::string& caption, const std::string& name, const s
   return Caption(caption, "<input type=text size=2 maxlength=3 name=" + name + " value=" + value + ">");
 }
 const std::string kCount = Number3("Number of values", "NumberOfValues", "1");
-const std::string kRequiredRow = Caption("Answer is required",
-                                         "<input type=radio name=AnswerIsRequired value=1>Yes&nbsp;&nbsp;"
-                                         "<input type=radio name=AnswerIsRequired checked value=2>No");
+const std::string kRequiredRow =
+    Caption("Answer is required", "<input type=radio name=AnswerIsRequired value=1>Yes&nbsp;&nbsp;"
+                                  "<input type=radio name=AnswerIsRequired checked value=2>No");
 const std::string kOneRow = "<input type=radio name=LineRows checked value=1>One row&nbsp;&nbsp;"
                             "<input type=radio name=LineRows value=2>Separate rows";
 
@@ -123,8 +123,7 @@ TEST_P(Wizard, PagesForwardsAndBack) {
   seed.Surva(EveryKind());
   above = "31";
   EXPECT_EQ(Get({{"SurvaVersion", "3"}, {"AddQuestion", "31"}, {"AddQuestionStep", "1"}}).page, PhrasePage());
-  EXPECT_EQ(Step("2a", {{"question", ""}}).page,
-            PhrasePage("You have not entered question phrase or a group name !"));
+  EXPECT_EQ(Step("2a", {{"question", ""}}).page, PhrasePage("You have not entered question phrase or a group name !"));
   EXPECT_EQ(Step("2a", {{"question", "Who?"}}).page, kRolePage);
   EXPECT_EQ(visitor.session()["question"].Text(), "Who?");
   for (const char* role : {"2", "3"}) EXPECT_EQ(Step("2", {{"AnswerType", role}}).page, kKindPage);
@@ -159,9 +158,9 @@ TEST_P(Wizard, ValuePages) {
             WizardPage("5", combo + ValueRow("1", "CmbVal") + ValueRow("2", "CmbVal"), "AQBBD"));
   EXPECT_EQ(values("1", empty_first, "0").page, WizardPage("5", combo + hint, "AQBBD"));
   EXPECT_EQ(values("1", {}, "-5").page, WizardPage("5", combo, "AQBBD"));
-  EXPECT_EQ(values("2", empty_first, "2").page,
-            WizardPage("5", Title("Enter CheckBoxes names") + ValueRow("1", "CkbVal") + ValueRow("2", "CkbVal"),
-                       "AQBBD"));
+  EXPECT_EQ(
+      values("2", empty_first, "2").page,
+      WizardPage("5", Title("Enter CheckBoxes names") + ValueRow("1", "CkbVal") + ValueRow("2", "CkbVal"), "AQBBD"));
   EXPECT_EQ(values("4", {}, " 1.4 ").page,
             WizardPage("5", Title("Enter Radio Buttons names") + ValueRow("1", "CkbVal"), "AQBBD"));
   for (const char* kind : {"1", "2", "4"}) {
@@ -192,23 +191,49 @@ TEST_P(Wizard, StoresEveryKindOfRow) {
       {"Text", "2", "3", {{"SizeX", "30"}, {"SizeY", "4"}, {"AnswerIsRequired", "1"}}, {}, "Text,2,3,30,4,0,-1"},
       {"Text", "3", "3", {{"SizeX", "0"}, {"SizeY", "-1"}, {"AnswerIsRequired", "2"}}, {}, "Text,3,3,0,-1,0,0"},
       {"Text", "3", "3", {{"SizeX", "1"}, {"SizeY", "1"}, {"LineRows", "1"}}, {}, "Text,3,3,1,1,-1,0"},
-      {"Combo", "2", "1",
+      {"Combo",
+       "2",
+       "1",
        {{"FirstValueIsEmpty", "1"}, {"NumberOfValues", "3"}, {"NumberOfRows", "2"}, {"AnswerIsRequired", "1"}},
        {{"CmbVal1", ""}, {"CmbVal2", "It's A"}, {"CmbVal4", "C"}, {"CmbVal5", "never read"}},
-       "Combo,2,1,2,0,-1,-1", ". .It's A . .C"},
-      {"Combo", "3", "1",
+       "Combo,2,1,2,0,-1,-1",
+       ". .It's A . .C"},
+      {"Combo",
+       "3",
+       "1",
        {{"FirstValueIsEmpty", "2"}, {"NumberOfValues", "1"}, {"NumberOfRows", "5"}, {"AnswerIsRequired", "2"}},
        {{"CmbVal1", "A"}, {"CmbVal2", "never read"}},
-       "Combo,3,1,5,0,-1,0", ".A"},
+       "Combo,3,1,5,0,-1,0",
+       ".A"},
       // What the combo box before asked for must not reach these.
-      {"Boxes", "2", "2", {{"NumberOfValues", "2"}, {"LineRows", "1"}, {"AnswerIsRequired", "1"}}, two,
-       "Boxes,2,2,0,0,0,-1", ".Yes .No"},
-      {"Boxes", "3", "2", {{"NumberOfValues", "2"}, {"LineRows", "2"}, {"AnswerIsRequired", "2"}}, two,
-       "Boxes,3,2,0,0,-1,0", ".Yes .No"},
-      {"Radio", "2", "4", {{"NumberOfValues", "2"}, {"LineRows", "1"}, {"AnswerIsRequired", "2"}}, two,
-       "Radio,2,4,0,0,0,0", ".Yes .No"},
-      {"Radio", "3", "4", {{"NumberOfValues", "0"}, {"LineRows", "2"}, {"AnswerIsRequired", "1"}}, two,
-       "Radio,3,4,0,0,-1,-1", ""},
+      {"Boxes",
+       "2",
+       "2",
+       {{"NumberOfValues", "2"}, {"LineRows", "1"}, {"AnswerIsRequired", "1"}},
+       two,
+       "Boxes,2,2,0,0,0,-1",
+       ".Yes .No"},
+      {"Boxes",
+       "3",
+       "2",
+       {{"NumberOfValues", "2"}, {"LineRows", "2"}, {"AnswerIsRequired", "2"}},
+       two,
+       "Boxes,3,2,0,0,-1,0",
+       ".Yes .No"},
+      {"Radio",
+       "2",
+       "4",
+       {{"NumberOfValues", "2"}, {"LineRows", "1"}, {"AnswerIsRequired", "2"}},
+       two,
+       "Radio,2,4,0,0,0,0",
+       ".Yes .No"},
+      {"Radio",
+       "3",
+       "4",
+       {{"NumberOfValues", "0"}, {"LineRows", "2"}, {"AnswerIsRequired", "1"}},
+       two,
+       "Radio,3,4,0,0,-1,-1",
+       ""},
   };
   std::string layout;
   for (const Case& c : cases) {
