@@ -227,7 +227,8 @@ TEST_P(RecordSearch, NumberCriteriaArePrefixesToo) {
     Add(kStudent, {{"CompanyID", company}, {"LastName", Value("s" + std::to_string(company))}});
   }
   EXPECT_EQ(Listed(Search(records::kStudent, {{"CompanyID", "1"}, {"Lastname", "-1"}})), "s1 s10 s11 s12");
-  EXPECT_EQ(Listed(Search(records::kStudent, {{"CompanyID", "-1"}, {"Firstname", "-1"}})).size(), 30U)
+  EXPECT_EQ(Listed(Search(records::kStudent, {{"CompanyID", "-1"}, {"Firstname", "-1"}})),
+            "s1 s10 s11 s12 s2 s3 s4 s5 s6 s7")
       << "no student has a first name";
 }
 

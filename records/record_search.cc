@@ -1,0 +1,138 @@
+#include "records/record_search.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+namespace surva::records {
+namespace {
+
+using data::Name;
+using data::Number;
+using data::Pattern;
+using data::Piece;
+using data::Rows;
+using data::Text;
+
+// Up to so many rows are looked up and sorted; from there on the list is walked in its order, and of so many some are
+// soon met. The smaller number is tried first, so that a criterion that leaves next to nothing spares the counting.
+constexpr std::int64_t kVeryFew = 50;
+constexpr std::int64_t kFew = 1000;
+// Sorts behind every text that goes on from where it stands.
+constexpr std::string_view kLastCharacter = "\U0010FFFF";
+
+void Append(std::vector<Piece>& statement, std::initializer_list<Piece> pieces) {
+  statement.insert(statement.end(), pieces);
+}
+
+}  // namespace
+
+Search::Search(data::Connection& connection, const Description& record, const Session& session)
+    : connection_(connection), record_(record) {
+  for (const Criterion& criterion : record.criteria) {
+    std::string pattern = session[criterion.name].Text();
+    // A null matches whatever was typed, so that this one asks for nothing.
+    if (pattern == "%") continue;
+    Condition condition{&criterion, std::move(pattern), {}, {}, {}};
+    FindRange(condition);
+    conditions_.push_back(std::move(condition));
+  }
+  ChoosePlan();
+}
+
+void Search::FindRange(Condition& condition) {
+  const std::string prefix = condition.pattern.substr(0, condition.pattern.find_first_of("%_"));
+  if (prefix.empty()) return;
+  if (condition.criterion->kind == Criterion::Kind::kText) {
+    condition.least = prefix;
+    condition.most = prefix + std::string(kLastCharacter);
+    return;
+  }
+  // The numbers that begin with 12 are 12, 120 to 129, 1200 to 1299, and so on.
+  std::int64_t least = 0;
+  const auto [end, error] = std::from_chars(prefix.data(), prefix.data() + prefix.size(), least);
+  if (error != std::errc() || end != prefix.data() + prefix.size() || least <= 0) return;
+  for (std::int64_t most = least; least <= std::numeric_limits<std::int32_t>::max();
+       least *= 10, most = most * 10 + 9) {
+    condition.numbers.emplace_back(least, most);
+  }
+}
+
+void Search::AppendRange(std::vector<Piece>& statement, const Condition& condition) const {
+  const Piece& column = condition.criterion->column;
+  if (!condition.most.empty()) {
+    return Append(statement,
+                  {"(", column, ">=", Text(condition.least), " and ", column, "<=", Text(condition.most), ")"});
+  }
+  Append(statement, {"("});
+  for (const auto& [least, most] : condition.numbers) {
+    if (least != condition.numbers.front().first) Append(statement, {" or "});
+    Append(statement, {column, " between ", Number(least), " and ", Number(most)});
+  }
+  Append(statement, {")"});
+}
+
+void Search::ChoosePlan() {
+  FindFew(kVeryFew);
+  if (few_ == nullptr) FindFew(kFew);
+}
+
+// Looks how many rows each range holds, and how many the missing values add that match whatever was typed; neither is
+// counted further than it matters.
+void Search::FindFew(std::int64_t most) {
+  std::vector<Piece> statement;
+  std::vector<const Condition*> asked;
+  const Piece key = Name(record_.table.key());
+  for (const Condition& condition : conditions_) {
+    if (!condition.has_range()) continue;
+    asked.push_back(&condition);
+    Append(statement, {statement.empty() ? Piece("select ") : Piece(", "), "(select count(*) from (select ", key,
+                       " from ", Name(record_.table), " where "});
+    AppendRange(statement, condition);
+    Append(statement, {" limit ", Number(most + 1), ") as Matching), (select count(*) from (select ", key, " from ",
+                       Name(record_.table), " where ", condition.criterion->column, " is null limit ", Number(most + 1),
+                       ") as Missing)"});
+  }
+  if (asked.empty()) return;
+  const Rows counts = connection_.Query(data::Statement(statement));
+  std::int64_t fewest = most + 1;
+  for (std::size_t i = 0; i < asked.size(); ++i) {
+    const std::int64_t matching = counts.First()[static_cast<int>(2 * i)].Integer();
+    const std::int64_t missing = counts.First()[static_cast<int>(2 * i + 1)].Integer();
+    if (matching + missing < fewest) {
+      fewest = matching + missing;
+      few_ = asked[i];
+    }
+    if (asked[i]->criterion->walked && missing == 0) walked_ = asked[i];
+  }
+}
+
+Rows Search::ReadPage(std::int64_t page) {
+  std::vector<Piece> statement;
+  // Sorting must wait until the few are found, or an engine may walk through all in order instead.
+  if (few_ != nullptr) Append(statement, {"with Found as materialized ("});
+  Append(statement, {record_.search});
+  Piece link = record_.first_link;
+  for (const Condition& condition : conditions_) {
+    Append(statement, {link, "(", condition.criterion->column, " like ", Pattern(condition.pattern), " or ",
+                       condition.criterion->column, " is null)"});
+    link = " and ";
+  }
+  if (few_ != nullptr) {
+    const Piece& column = few_->criterion->column;
+    const Piece select[] = {"select ", Name(record_.table.key()), " from ", Name(record_.table), " where "};
+    Append(statement, {link, Name(record_.table.key()), " in ("});
+    statement.insert(statement.end(), std::begin(select), std::end(select));
+    AppendRange(statement, *few_);
+    Append(statement, {" union all "});
+    statement.insert(statement.end(), std::begin(select), std::end(select));
+    Append(statement, {column, " is null)) select * from Found"});
+  } else if (walked_ != nullptr) {
+    Append(statement, {link});
+    AppendRange(statement, *walked_);
+  }
+  Append(statement, {record_.order, " limit ", Number(kPageSize + 1), " offset ", Number((page - 1) * kPageSize)});
+  return connection_.Query(data::Statement(statement));
+}
+
+}  // namespace surva::records
