@@ -8,11 +8,17 @@
 #include <memory>
 #include <utility>
 
+#include "design/create_form.h"
 #include "filling/fill_form.h"
-#include "frame/empty_page.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
 #include "host/response_head.h"
+#include "records/record_page.h"
+#include "reporting/browse.h"
+#include "reporting/start_page.h"
+#include "reporting/stat.h"
+#include "scheduling/list.h"
+#include "scheduling/schedule.h"
 
 namespace surva::host {
 namespace {
@@ -24,9 +30,9 @@ std::unique_ptr<PageObject> Make(PageContext& context) {
   return std::make_unique<Page>(context);
 }
 
-template <const Menu& kMenu>
-std::unique_ptr<PageObject> MakeEmpty(PageContext& context) {
-  return std::make_unique<EmptyPage>(context, kMenu);
+template <const records::Description& kRecord>
+std::unique_ptr<PageObject> MakeRecordPage(PageContext& context) {
+  return std::make_unique<RecordPage>(context, kRecord);
 }
 
 std::string_view CookieOf(std::string_view header) {
@@ -108,16 +114,16 @@ HttpResponse AnswerOf(Response& response) {
 
 const PageService::Route PageService::kRoutes[11] = {
     {"/surva.asp", Make<FillForm>},
-    {"/admin/default.asp", MakeEmpty<menus::kDefault>},
-    {"/admin/createform.asp", MakeEmpty<menus::kCreateForm>},
-    {"/admin/schedule.asp", MakeEmpty<menus::kSchedule>},
-    {"/admin/list.asp", MakeEmpty<menus::kList>},
-    {"/admin/company.asp", MakeEmpty<menus::kCompany>},
-    {"/admin/student.asp", MakeEmpty<menus::kStudent>},
-    {"/admin/trainer.asp", MakeEmpty<menus::kTrainer>},
-    {"/admin/training.asp", MakeEmpty<menus::kTraining>},
-    {"/admin/stat.asp", MakeEmpty<menus::kStat>},
-    {"/admin/browse.asp", MakeEmpty<menus::kBrowse>},
+    {"/admin/default.asp", Make<StartPage>},
+    {"/admin/createform.asp", Make<CreateForm>},
+    {"/admin/schedule.asp", Make<Schedule>},
+    {"/admin/list.asp", Make<List>},
+    {"/admin/company.asp", MakeRecordPage<records::kCompany>},
+    {"/admin/student.asp", MakeRecordPage<records::kStudent>},
+    {"/admin/trainer.asp", MakeRecordPage<records::kTrainer>},
+    {"/admin/training.asp", MakeRecordPage<records::kTraining>},
+    {"/admin/stat.asp", Make<Stat>},
+    {"/admin/browse.asp", Make<Browse>},
 };
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
