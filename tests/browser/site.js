@@ -22,9 +22,10 @@ export class Site {
     #server;
     address;
 
-    static async start() {
+    static async start({ demo = true } = {}) {
         const site = new Site();
-        execFileSync(binary(), ["demo", "--dsn", site.#dsn]);
+        if (demo)
+            execFileSync(binary(), ["demo", "--dsn", site.#dsn]);
         await site.serve("127.0.0.1:0");
         return site;
     }
@@ -168,16 +169,20 @@ export class Form {
         }
     }
 
-    // Returns when the answer to the post is in the browser, its alert closed.
     async send() {
-        const loaded = this.page.waitForEvent("load");
-        await this.page.getByRole("button", { name: "Accept answers" }).click();
-        await loaded;
+        await press(this.page, "Accept answers");
     }
+}
+
+// Presses a button and returns when the page that comes of it has loaded and its alerts are closed.
+export async function press(page, button) {
+    const loaded = page.waitForEvent("load");
+    await page.getByRole("button", { name: button }).click();
+    await loaded;
 }
 
 export async function logOn(site, page, pin) {
     await page.goto(`${site.address}/surva.asp`);
     await page.locator("input[name=PIN]").fill(pin);
-    await page.getByRole("button", { name: "OK" }).click();
+    await press(page, "OK");
 }

@@ -155,6 +155,22 @@ TEST_P(Transactions, AFailedCommitLeavesNothingAndHarmsNobody) {
   EXPECT_EQ(Messages(), "one two");
 }
 
+TEST_P(Transactions, ACommitToMemoryIsOneRequestsOwn) {
+  for (const Durability durability : {Durability::kDisk, Durability::kMemory, Durability::kMemory, Durability::kDisk}) {
+    Connection db(*database);
+    db.SetDurability(durability);
+    Add(db);
+    const bool disk = durability == Durability::kDisk;
+    if (GetParam() == Dialect::kSqlite) {
+      EXPECT_EQ(db.Query({"select synchronous as s from pragma_synchronous"}).First()["s"].Text(), disk ? "2" : "1");
+    } else {
+      EXPECT_EQ(db.Query({"select current_setting('synchronous_commit') as s"}).First()["s"].Text(),
+                disk ? "on" : "off");
+    }
+    db.Commit();
+  }
+}
+
 TEST_P(Transactions, WritersSideBySideAllSucceed) {
   constexpr int kThreads = 8;
   constexpr int kRequests = 25;

@@ -186,13 +186,14 @@ TEST_P(Form, IncompleteComesBackWithItsAnswers) {
 TEST_P(Form, AcceptedSpendsThePin) {
   LogOn();
   seed.Participant(3, "5555");
-  Write({"insert into Mark (StudentID, ScheduleID, QuestionID) values (5, 8, 12)"});
-  Write({"insert into Mark (StudentID, ScheduleID, QuestionID) values (6, 7, 12)"});
-  Post(With(FullAnswers(), "32", nullptr));
+  Write({"insert into Mark (StudentID, ScheduleID, QuestionID, FieldValueID) values (5, 8, 12, 21)"});
+  Write({"insert into Mark (StudentID, ScheduleID, QuestionID, FieldValueID) values (6, 7, 12, 21)"});
+  EXPECT_EQ(Post(With(FullAnswers(), "32", nullptr)).Count("<SCRIPT"), 1) << "another event's answer does not count";
   const Answer answer = Post(FullAnswers());
   EXPECT_EQ(answer.redirect, "greetings/default1.asp");
   EXPECT_FALSE(answer.Holds("<TH")) << "the form is dropped";
-  EXPECT_EQ(Marks(), "5,8,12,-,- 6,7,12,-,- 5,7,12,22, 5,7,13,23, 5,7,15,26, 5,7,17,-1,Very good 5,7,19,27, 5,7,19,28,")
+  EXPECT_EQ(Marks(),
+            "5,8,12,21,- 6,7,12,21,- 5,7,12,22, 5,7,13,23, 5,7,15,26, 5,7,17,-1,Very good 5,7,19,27, 5,7,19,28,")
       << "other respondents' answers are left alone";
   EXPECT_EQ(Read({"select ParticipantID, PIN from Participant where FillDate is not null"}), "9,");
   EXPECT_EQ(Read({"select ParticipantID, PIN from Participant where FillDate is null"}), "10,5555");

@@ -20,13 +20,13 @@ void Require(bool holds) {
 
 // In a file, as every connection to a database in memory would see another one. Nothing is ever committed to it.
 data::Database& Scratch() {
-  static const std::string folder = [] {
+  struct Folder {
     std::string name = (std::filesystem::temp_directory_path() / "surva-fuzz-XXXXXX").string();
-    Require(mkdtemp(name.data()) != nullptr);
-    std::atexit([] { std::filesystem::remove_all(folder); });
-    return name;
-  }();
-  static data::Database database("sqlite:" + folder + "/fuzz.db");
+    Folder() { Require(mkdtemp(name.data()) != nullptr); }
+    ~Folder() { std::filesystem::remove_all(name); }
+  };
+  static const Folder folder;
+  static data::Database database("sqlite:" + folder.name + "/fuzz.db");
   static const bool ready = [] {
     database.BringUpToDate();
     return true;

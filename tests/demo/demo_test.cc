@@ -1,0 +1,96 @@
+// The demo data, on both engines: a database whose rows agree with each other and with the summary.
+#include "demo/demo.h"
+
+#include <gtest/gtest.h>
+
+#include "frame/data/connection.h"
+#include "tests/support/page_harness.h"
+#include "tests/support/seed.h"
+#include "tests/support/test_database.h"
+
+namespace surva::test {
+namespace {
+
+class DemoTest : public OnBothEngines {
+ protected:
+  DemoTest() : database_(GetParam()) {}
+
+  std::string Count(std::initializer_list<data::Piece> select) { return Read(*database_, select); }
+
+  TestDatabase database_;
+  StillClock clock_;
+};
+SURVA_ON_BOTH_ENGINES(DemoTest);
+
+TEST_P(DemoTest, FillsAnEmptyDatabaseAndKnowsItAgain) {
+  ASSERT_TRUE(demo::IsEmpty(*database_));
+  EXPECT_EQ(demo::Find(*database_, clock_), std::nullopt);
+  const demo::Summary filled = demo::Fill(*database_, clock_);
+  EXPECT_FALSE(demo::IsEmpty(*database_));
+  EXPECT_EQ(demo::Find(*database_, clock_), filled);
+  TestDatabase other(GetParam());
+  EXPECT_EQ(demo::Fill(*other, clock_), filled) << "the same day, the same data";
+}
+
+TEST_P(DemoTest, OtherDataIsNotTakenForIts) {
+  Write(*database_, {"insert into Message (StudentID, Message) values (1, 'a remark')"});
+  EXPECT_FALSE(demo::IsEmpty(*database_));
+  EXPECT_EQ(demo::Find(*database_, clock_), std::nullopt);
+}
+
+// Every day of a week, and days on which a month and a year are young.
+TEST(DemoDays, EveryDayHasOpenPinsOfBothSurvasForEventsThatHaveBegun) {
+  StillClock clock;
+  for (const DateTime day : {DateTime{2004, 3, 1}, DateTime{2004, 3, 2}, DateTime{2004, 3, 3}, DateTime{2004, 3, 4},
+                             DateTime{2004, 3, 5}, DateTime{2004, 3, 6}, DateTime{2004, 3, 7}, DateTime{2005, 1, 1}}) {
+    TestDatabase database(data::Dialect::kSqlite);
+    clock.now = day;
+    const demo::Summary summary = demo::Fill(*database, clock);
+    ASSERT_EQ(summary.pins.size(), 4U);
+    EXPECT_EQ(summary.pins[0].surva, summary.pins[1].surva);
+    EXPECT_EQ(summary.pins[2].surva, summary.pins[3].surva);
+    EXPECT_NE(summary.pins[0].surva, summary.pins[2].surva);
+    for (const demo::Summary::OpenPin& open : summary.pins) {
+      EXPECT_LE(open.begin_date, day);
+      EXPECT_LT(DaysBetween(open.begin_date, day), 7);
+    }
+    EXPECT_EQ(summary.links.size(), 1U);
+    EXPECT_EQ(Read(*database, {"select count(*) from Participant where FillDate>=", data::Bound(day)}), "0");
+  }
+}
+
+TEST_P(DemoTest, RowsAgreeWithEachOther) {
+  demo::Fill(*database_, clock_);
+  EXPECT_EQ(Count({"select count(*) from Participant where (PIN='') <> (FillDate is not null)"}), "0");
+  EXPECT_EQ(Count({"select PIN from Participant where PIN<>'' group by PIN having count(*)>1"}), "")
+      << "PINs are unique";
+  EXPECT_EQ(Count({"select ScheduleID, StudentID from Participant group by ScheduleID, StudentID having count(*)>1"}),
+            "");
+  EXPECT_EQ(Count({"select count(*) from Participant, Schedule where Participant.ScheduleID=Schedule.ScheduleID and "
+                   "FillDate<EndDate"}),
+            "0");
+  EXPECT_EQ(Count({"select count(*) from Mark where not exists (select 1 from Participant, Schedule, SurvaLayout where "
+                   "Participant.StudentID=Mark.StudentID and Participant.ScheduleID=Mark.ScheduleID and PIN='' and "
+                   "Schedule.ScheduleID=Mark.ScheduleID and SurvaLayout.SurvaVersionID=Schedule.SurvaVersionID and "
+                   "SurvaLayout.QuestionID=Mark.QuestionID)"}),
+            "0")
+      << "answers belong to a filled form that has the question";
+  EXPECT_EQ(Count({"select count(*) from Mark where FieldValueID<>-1 and not exists (select 1 from FieldValue where "
+                   "FieldValue.FieldValueID=Mark.FieldValueID and FieldValue.QuestionID=Mark.QuestionID)"}),
+            "0")
+      << "a choice is one of its question's";
+  EXPECT_EQ(Count({"select count(*) from Participant, Schedule, SurvaLayout, Question where "
+                   "Participant.ScheduleID=Schedule.ScheduleID and PIN='' and "
+                   "SurvaLayout.SurvaVersionID=Schedule.SurvaVersionID and SurvaLayout.QuestionID=Question.QuestionID "
+                   "and Required=-1 and not exists (select 1 from Mark where Mark.StudentID=Participant.StudentID and "
+                   "Mark.ScheduleID=Participant.ScheduleID and Mark.QuestionID=Question.QuestionID and (FieldValueID>0 "
+                   "or TextAnswer<>''))"}),
+            "0")
+      << "a filled form has all required answers";
+  EXPECT_EQ(Count({"select count(*) from AnonymousMark where not exists (select 1 from AnonymousStudent where "
+                   "AnonymousStudentID=AnonymousMark.StudentID and FillDate is not null)"}),
+            "0");
+}
+
+}  // namespace
+}  // namespace surva::test
