@@ -193,7 +193,9 @@ void Server::Listen() {
     if (!IsAbsent(error)) break;
   }
   if (listeners_.empty() || (failure && !IsAbsent(failure))) {
-    throw std::runtime_error("cannot listen on " + where + ": " + failure.message());
+    const bool taken = failure == asio::error::address_in_use;
+    throw std::runtime_error("cannot listen on " + where + ": " + failure.message() +
+                             (taken ? "; stop the program that has the port, or give another --listen" : ""));
   }
 }
 
