@@ -93,8 +93,7 @@ bool IsWhole(std::string_view answer, int& status) {
   const std::size_t head = answer.find("\r\n\r\n");
   if (head == std::string_view::npos) return false;
   const std::size_t at = answer.find("Content-Length: ");
-  const std::size_t length =
-      at < head ? std::strtoul(std::string(answer.substr(at + 16, 12)).c_str(), nullptr, 10) : 0;
+  const std::size_t length = at < head ? std::strtoul(std::string(answer.substr(at + 16, 12)).c_str(), nullptr, 10) : 0;
   status = std::atoi(std::string(answer.substr(9, 3)).c_str());
   return answer.size() >= head + 4 + length;
 }

@@ -30,10 +30,10 @@ struct LongestForm {
 };
 
 LongestForm FindLongestForm(data::Connection& db) {
-  const data::Rows rows = db.Query(
-      {"select Schedule.SurvaVersionID as Version, max(Schedule.ScheduleID) as Event, "
-       "(select count(*) from SurvaLayout where SurvaLayout.SurvaVersionID=Schedule.SurvaVersionID) as Cnt "
-       "from Schedule group by Schedule.SurvaVersionID order by Cnt desc, Version"});
+  const data::Rows rows =
+      db.Query({"select Schedule.SurvaVersionID as Version, max(Schedule.ScheduleID) as Event, "
+                "(select count(*) from SurvaLayout where SurvaLayout.SurvaVersionID=Schedule.SurvaVersionID) as Cnt "
+                "from Schedule group by Schedule.SurvaVersionID order by Cnt desc, Version"});
   return {rows.First()["Version"].Integer(), rows.First()["Event"].Integer()};
 }
 
@@ -42,8 +42,8 @@ std::string PostedForm(data::Connection& db, std::int64_t version) {
   std::string body = "FormAccepted=" + std::to_string(version) + "&AcceptButton=Accept+answers";
   for (const data::Row& row :
        db.Query({"select SurvaLayoutID, Question.QuestionID, QuestionType from SurvaLayout, Question "
-                 "where SurvaLayout.QuestionID=Question.QuestionID and SurvaVersionID=", Number(version),
-                 " order by PositionID"})) {
+                 "where SurvaLayout.QuestionID=Question.QuestionID and SurvaVersionID=",
+                 Number(version), " order by PositionID"})) {
     const std::int64_t kind = row["QuestionType"].Integer();
     const std::string name = row["SurvaLayoutID"].Text();
     if (kind == 3) body += "&" + name + "=The+training+was+well+prepared+and+worth+the+time.";
@@ -77,7 +77,8 @@ int Enrol(const std::string& file, int count) {
   // An event of its own, so that no stored answer is in the way.
   db.Execute({"insert into Schedule (ScheduleID, TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place) "
               "select ScheduleID + 1000000, TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place "
-              "from Schedule where ScheduleID=", Number(form.event)});
+              "from Schedule where ScheduleID=",
+              Number(form.event)});
   db.Commit();
   std::printf("form %lld\n%s\n", static_cast<long long>(form.version), PostedForm(db, form.version).c_str());
   database.Close();
@@ -154,7 +155,8 @@ int Loop(double seconds, Round round) {
     ++rounds;
     taken = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
-  std::printf("%.0f %.1f\n", static_cast<double>(rounds) / taken, (ProcessorTime() - processor) / static_cast<double>(rounds));
+  std::printf("%.0f %.1f\n", static_cast<double>(rounds) / taken,
+              (ProcessorTime() - processor) / static_cast<double>(rounds));
   return 0;
 }
 
@@ -163,9 +165,8 @@ constexpr const char* kLayout =
     "Required, DisplayMenu, ThankYouPage from SurvaLayout, SurvaVersion, Question "
     "where SurvaVersion.SurvaVersionID=SurvaLayout.SurvaVersionID and SurvaLayout.QuestionID=Question.QuestionID "
     "and SurvaLayout.SurvaVersionID=? order by PositionID, SurvaLayoutID";
-constexpr const char* kChoices =
-    "select FieldValueID, QuestionID, FieldValue from FieldValue where QuestionID in "
-    "(select QuestionID from SurvaLayout where SurvaVersionID=?) order by FieldValueID";
+constexpr const char* kChoices = "select FieldValueID, QuestionID, FieldValue from FieldValue where QuestionID in "
+                                 "(select QuestionID from SurvaLayout where SurvaVersionID=?) order by FieldValueID";
 constexpr const char* kMarks =
     "select Mark.QuestionID, Mark.TextAnswer, FieldValue.FieldValueID from Mark "
     "left join FieldValue on Mark.FieldValueID=FieldValue.FieldValueID where Mark.StudentID=? and Mark.ScheduleID=? "

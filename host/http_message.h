@@ -20,8 +20,8 @@ struct HttpRequest {
   std::string content_type;  // the header fields that the site asks for, empty when absent
   std::string cookie;
   std::string if_none_match;
-  std::string remote_addr;   // the visitor's address; a trusted proxy's word counts for it, for `https`, `server_name`
-  std::string server_name;   // host without a port, small letters; checked for form
+  std::string remote_addr;  // the visitor's address; a trusted proxy's word counts for it, for `https`, `server_name`
+  std::string server_name;  // host without a port, small letters; checked for form
   bool https = false;
 };
 

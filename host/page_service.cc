@@ -207,7 +207,8 @@ HttpResponse PageService::ServePage(const HttpRequest& http, MakePage make, Visi
   log_.Error(http.path + ": " + failure.what());
   const auto* fault = dynamic_cast<const Fault*>(&failure);
   const bool down = fault != nullptr && fault->number() == FaultNumber::kConnectionFailed;
-  return StatusPage(down ? 503 : 500, "The request could not be carried out, and nothing of it was stored. Please try again.");
+  return StatusPage(down ? 503 : 500,
+                    "The request could not be carried out, and nothing of it was stored. Please try again.");
 }
 
 HttpResponse PageService::Health() try {

@@ -58,7 +58,11 @@ Piece Bound(const Field& value) {
   return {std::visit(KindOf{}, value.content()), value};
 }
 
-Piece Name(const Table& table) { return Piece(table.name); }
-Piece Name(const Column& column) { return Piece(column.name); }
+Piece Name(const Table& table) {
+  return Piece(table.name);
+}
+Piece Name(const Column& column) {
+  return Piece(column.name);
+}
 
 }  // namespace surva::data

@@ -34,8 +34,7 @@ class Piece {
   };
 
   template <std::size_t kLength>
-  consteval Piece(const char (&literal)[kLength])
-      : kind_(Kind::kLiteral), literal_(literal, kLength - 1) {}
+  consteval Piece(const char (&literal)[kLength]) : kind_(Kind::kLiteral), literal_(literal, kLength - 1) {}
 
   Kind kind() const { return kind_; }
   std::string_view text() const {
@@ -67,7 +66,9 @@ using Statement = std::span<const Piece>;
 // A number place. A text is read as SQL reads a number.
 Piece Number(const Field& value);
 Piece Number(std::string_view text);
-inline Piece Number(const std::string& text) { return Number(std::string_view(text)); }
+inline Piece Number(const std::string& text) {
+  return Number(std::string_view(text));
+}
 inline Piece Number(std::integral auto number) {
   return Number(Field(static_cast<std::int64_t>(number)));
 }
