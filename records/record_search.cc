@@ -1,6 +1,5 @@
 #include "records/record_search.h"
 
-#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -17,7 +16,7 @@ using data::Text;
 // Up to so many rows are looked up and sorted; from there on the list is walked in its order, and of so many some are
 // soon met. The smaller number is tried first, so that a criterion that leaves next to nothing spares the counting.
 constexpr std::int64_t kVeryFew = 50;
-constexpr std::int64_t kFew = 1000;
+constexpr std::int64_t kFew = 250;
 // Sorts behind every text that goes on from where it stands.
 constexpr std::string_view kLastCharacter = "\U0010FFFF";
 
@@ -33,7 +32,7 @@ Search::Search(data::Connection& connection, const Description& record, const Se
     std::string pattern = session[criterion.name].Text();
     // A null matches whatever was typed, so that this one asks for nothing.
     if (pattern == "%") continue;
-    Condition condition{&criterion, std::move(pattern), {}, {}, {}};
+    Condition condition{.criterion = &criterion, .pattern = std::move(pattern)};
     FindRange(condition);
     conditions_.push_back(std::move(condition));
   }
@@ -46,6 +45,7 @@ void Search::FindRange(Condition& condition) {
   if (condition.criterion->kind == Criterion::Kind::kText) {
     condition.least = prefix;
     condition.most = prefix + std::string(kLastCharacter);
+    condition.range_is_all = condition.pattern == prefix + "%";
     return;
   }
   // The numbers that begin with 12 are 12, 120 to 129, 1200 to 1299, and so on.
@@ -75,6 +75,7 @@ void Search::AppendRange(std::vector<Piece>& statement, const Condition& conditi
 void Search::ChoosePlan() {
   FindFew(kVeryFew);
   if (few_ == nullptr) FindFew(kFew);
+  if (few_ != nullptr) walked_ = nullptr;
 }
 
 // Looks how many rows each range holds, and how many the missing values add that match whatever was typed; neither is
@@ -107,6 +108,27 @@ void Search::FindFew(std::int64_t most) {
   }
 }
 
+void Search::AppendCondition(std::vector<Piece>& statement, const Condition& condition) const {
+  if (&condition == walked_) {
+    AppendRange(statement, condition);
+    // A range that is all that was asked for spares an engine the guess how many rows a pattern leaves.
+    if (condition.range_is_all) return;
+    Append(statement, {" and "});
+  }
+  const Piece& column = condition.criterion->column;
+  Append(statement, {"(", column, " like ", Pattern(condition.pattern), " or ", column, " is null)"});
+}
+
+// The keys of the few rows, which have the range or no value.
+void Search::AppendFew(std::vector<Piece>& statement) const {
+  const Piece select[] = {"select ", Name(record_.table.key()), " from ", Name(record_.table), " where "};
+  statement.insert(statement.end(), std::begin(select), std::end(select));
+  AppendRange(statement, *few_);
+  Append(statement, {" union all "});
+  statement.insert(statement.end(), std::begin(select), std::end(select));
+  Append(statement, {few_->criterion->column, " is null"});
+}
+
 Rows Search::ReadPage(std::int64_t page) {
   std::vector<Piece> statement;
   // Sorting must wait until the few are found, or an engine may walk through all in order instead.
@@ -114,22 +136,14 @@ Rows Search::ReadPage(std::int64_t page) {
   Append(statement, {record_.search});
   Piece link = record_.first_link;
   for (const Condition& condition : conditions_) {
-    Append(statement, {link, "(", condition.criterion->column, " like ", Pattern(condition.pattern), " or ",
-                       condition.criterion->column, " is null)"});
+    Append(statement, {link});
+    AppendCondition(statement, condition);
     link = " and ";
   }
   if (few_ != nullptr) {
-    const Piece& column = few_->criterion->column;
-    const Piece select[] = {"select ", Name(record_.table.key()), " from ", Name(record_.table), " where "};
     Append(statement, {link, Name(record_.table.key()), " in ("});
-    statement.insert(statement.end(), std::begin(select), std::end(select));
-    AppendRange(statement, *few_);
-    Append(statement, {" union all "});
-    statement.insert(statement.end(), std::begin(select), std::end(select));
-    Append(statement, {column, " is null)) select * from Found"});
-  } else if (walked_ != nullptr) {
-    Append(statement, {link});
-    AppendRange(statement, *walked_);
+    AppendFew(statement);
+    Append(statement, {")) select * from Found"});
   }
   Append(statement, {record_.order, " limit ", Number(kPageSize + 1), " offset ", Number((page - 1) * kPageSize)});
   return connection_.Query(data::Statement(statement));

@@ -31,8 +31,9 @@ class Search {
     std::string pattern;
     // What the pattern's beginning leaves: texts between two bounds, or numbers between one of several. Without a
     // beginning, none.
-    std::string least, most;
-    std::vector<std::pair<std::int64_t, std::int64_t>> numbers;
+    std::string least = {}, most = {};
+    std::vector<std::pair<std::int64_t, std::int64_t>> numbers = {};
+    bool range_is_all = false;  // whether the range leaves nothing for the pattern to decide
 
     bool has_range() const { return !most.empty() || !numbers.empty(); }
   };
@@ -40,6 +41,8 @@ class Search {
   static void FindRange(Condition& condition);
   void ChoosePlan();
   void FindFew(std::int64_t most);
+  void AppendCondition(std::vector<data::Piece>& statement, const Condition& condition) const;
+  void AppendFew(std::vector<data::Piece>& statement) const;
   void AppendRange(std::vector<data::Piece>& statement, const Condition& condition) const;
 
   data::Connection& connection_;

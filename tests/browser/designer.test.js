@@ -31,8 +31,19 @@ class Designer {
         return this.page.goto(`${site.address}/admin/CreateForm.asp`);
     }
 
+    // Every button and link leads to another page; it is there when these return, and its alert is closed.
+    async follow(target) {
+        const loaded = this.page.waitForEvent("load");
+        await target.click();
+        await loaded;
+    }
+
     press(button) {
-        return this.page.getByRole("button", { name: button, exact: true }).click();
+        return this.follow(this.page.getByRole("button", { name: button, exact: true }));
+    }
+
+    pressPicture(alt) {
+        return this.follow(this.page.getByAltText(alt));
     }
 
     // The cell in which a row's buttons stand, by the row's text.
@@ -47,7 +58,7 @@ class Designer {
     }
 
     pressIn(text, alt) {
-        return this.row(text).getByAltText(alt).click();
+        return this.follow(this.row(text).getByAltText(alt));
     }
 
     // Goes through the wizard: at the end of the form, or above a row. `options` and `values` are filled in by their
@@ -56,7 +67,7 @@ class Designer {
         if (above)
             await this.pressIn(above, "Add new question or group above this one");
         else
-            await this.page.getByAltText("Add a new question or main group").click();
+            await this.pressPicture("Add a new question or main group");
         await this.page.locator("input[name=question]").fill(phrase);
         await this.press("Next");
         await this.page.locator("tr", { hasText: new RegExp(`^\\s*${role}`) }).last().locator("input").check();
@@ -86,7 +97,7 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     await designer.open();
     assert.equal(await page.locator("input[name=Number]").count(), 0);
 
-    await page.getByRole("link", { name: "an empty surva" }).click();
+    await designer.follow(page.getByRole("link", { name: "an empty surva" }));
     assert.equal(await page.locator("input[name=SurvaName]").inputValue(), "Empty Surva");
     await page.locator("input[name=SurvaName]").fill("Été – a first surva");
     await page.locator("input[name=RequireAuthorisation][value='0']").check();
@@ -98,7 +109,7 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     assert.equal(await page.getByRole("button", { name: "Delete selected" }).count(), 0);
 
     // A phrase left blank is asked for again.
-    await page.getByAltText("Add a new question or main group").click();
+    await designer.pressPicture("Add a new question or main group");
     await designer.press("Next");
     assert.deepEqual(alerts, ["You have not entered question phrase or a group name !"]);
     await picture(page, "wizard-phrase");
@@ -143,10 +154,11 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     await page.locator("input[name=Question]").fill("How was the \"blue\" room?");
     await page.locator("input[name=LineRows][value='0']").check();
     await designer.press("Save properties changes");
-    await page.getByAltText("Add new answer").click();
+    await designer.pressPicture("Add new answer");
     await page.locator("input[name=FV4]").fill("I was absent");
     await designer.press("Save answers changes");
-    await page.locator("tr", { has: page.locator("input[name=FV2]") }).last().getByAltText("Delete this answer").click();
+    await designer.follow(
+        page.locator("tr", { has: page.locator("input[name=FV2]") }).last().getByAltText("Delete this answer"));
     assert.deepEqual(await page.locator("input[name^=FV]").evaluateAll((all) => all.map((input) => input.value)),
         ["Good", "Poor", "I was absent"]);
     await picture(page, "question");
@@ -154,7 +166,7 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     assert.ok((await designer.rows()).includes("1. How was the \"blue\" room?*"));
 
     // A copy shares the questions, and goes.
-    await page.getByRole("link", { name: "an existing surva" }).click();
+    await designer.follow(page.getByRole("link", { name: "an existing surva" }));
     await page.locator("input[name=SurvaVersionID]").check();
     await designer.press("Next");
     assert.equal(await page.locator("input[name=SurvaName]").inputValue(), "Copy of: Été – a first surva");
@@ -171,7 +183,7 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     assert.equal(await page.getByAltText("Delete Surva").count(), 1, "the default cannot go");
     await page.locator("tr", { hasText: /^\s*Été – a first surva/ }).last().locator("input").check();
     await designer.press("Change");
-    await page.getByAltText("Delete Surva").click();
+    await designer.pressPicture("Delete Surva");
     assert.equal(await page.locator("input[name=Number]").count(), 1);
 
     const opened = context.waitForEvent("page");
@@ -182,7 +194,7 @@ test("a surva is built from nothing, opened to all and filled in", async () => {
     assert.equal(await preview.getByRole("button").count(), 0);
     await picture(preview, "preview");
 
-    await page.getByAltText("Modify Surva").click();
+    await designer.pressPicture("Modify Surva");
     const link = page.locator("a[target=_prev]");
     assert.match(await link.innerText(), /^http:\/\/127\.0\.0\.1\/surva\.asp\?version=1$/);
     // The link carries no port.
