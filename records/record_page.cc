@@ -141,7 +141,7 @@ void RecordPage::WriteList(const Rows& rows, const Value& page_number, bool has_
     if (column.unbroken) Write("<nobr>");
     Write(column.caption);
     if (column.unbroken) Write("</nobr>");
-    Write("</font></TH>");
+    Write("</Font></TH>");
   }
   Write("</tr>"
         "<tr><td bgcolor=#6699FF size=1 colspan=",

@@ -33,11 +33,11 @@ TEST_P(RecordSearch, ListOfCompanies) {
             "<Form Action=company.asp Method=POST><Input Type=Hidden Name=PageNo Value=1>"
             "<Input Type=Hidden Name=Action Value=P><Input Type=Hidden Name=Search Value=Search>"
             "<TABLE align=center BORDER=0 cellspacing=0 cellpadding=2><tr><td>&nbsp;</td></tr><TR>"
-            "<TH align=left width=150 nobr><Font color=navy>Company Name</font></TH>"
-            "<TH align=left width=90 nobr><Font color=navy>City</font></TH>"
-            "<TH align=left width=90 nobr><Font color=navy>Street</font></TH>"
-            "<TH align=left width=90 nobr><Font color=navy>Postcode</font></TH>"
-            "<TH align=left width=90 nobr><Font color=navy>Tax Number</font></TH></tr>"
+            "<TH align=left width=150 nobr><Font color=navy>Company Name</Font></TH>"
+            "<TH align=left width=90 nobr><Font color=navy>City</Font></TH>"
+            "<TH align=left width=90 nobr><Font color=navy>Street</Font></TH>"
+            "<TH align=left width=90 nobr><Font color=navy>Postcode</Font></TH>"
+            "<TH align=left width=90 nobr><Font color=navy>Tax Number</Font></TH></tr>"
             "<tr><td bgcolor=#6699FF size=1 colspan=6></td></tr><tr><td>&nbsp;</td></tr>"
             "<TR><TD><a href=company.asp?Modify=" +
                 std::to_string(first) +
@@ -59,10 +59,10 @@ TEST_P(RecordSearch, RowsOfTheOtherLists) {
       Add(kTraining, {{"TrainingName", "C++"}, {"Category", "IT"}, {"OfficialID", "O1"}, {"InternalID", "I1"}}));
 
   const std::string students = StaffBody(Search(records::kStudent).page);
-  EXPECT_NE(students.find("<TH align=left width=80 nobr><Font color=navy><nobr>Last name</nobr></font></TH>"
-                          "<TH align=left width=80 nobr><Font color=navy><nobr>First name</nobr></font></TH>"
-                          "<TH align=left width=80 nobr><Font color=navy><nobr>City</nobr></font></TH>"
-                          "<TH align=left width=110 nobr><Font color=navy><nobr>Company</nobr></font></TH></tr>"
+  EXPECT_NE(students.find("<TH align=left width=80 nobr><Font color=navy><nobr>Last name</nobr></Font></TH>"
+                          "<TH align=left width=80 nobr><Font color=navy><nobr>First name</nobr></Font></TH>"
+                          "<TH align=left width=80 nobr><Font color=navy><nobr>City</nobr></Font></TH>"
+                          "<TH align=left width=110 nobr><Font color=navy><nobr>Company</nobr></Font></TH></tr>"
                           "<tr><td bgcolor=#6699FF size=1 colspan=5></td></tr><tr><td>&nbsp;</td></tr>"
                           "<TR><TD><a href=Student.asp?Modify=" +
                           student +
@@ -72,10 +72,10 @@ TEST_P(RecordSearch, RowsOfTheOtherLists) {
             std::string::npos)
       << students;
   const std::string trainers = StaffBody(Search(records::kTrainer).page);
-  EXPECT_NE(trainers.find("<TH align=left width=150 nobr><Font color=navy><nobr>Last Name</nobr></font></TH>"
-                          "<TH align=left width=90 nobr><Font color=navy><nobr>First Name</nobr></font></TH>"
-                          "<TH align=left width=90 nobr><Font color=navy>e-mail</font></TH>"
-                          "<TH align=left width=90 nobr><Font color=navy>Phone</font></TH></tr>"),
+  EXPECT_NE(trainers.find("<TH align=left width=150 nobr><Font color=navy><nobr>Last Name</nobr></Font></TH>"
+                          "<TH align=left width=90 nobr><Font color=navy><nobr>First Name</nobr></Font></TH>"
+                          "<TH align=left width=90 nobr><Font color=navy>e-mail</Font></TH>"
+                          "<TH align=left width=90 nobr><Font color=navy>Phone</Font></TH></tr>"),
             std::string::npos)
       << trainers;
   EXPECT_NE(trainers.find("<TR><TD><a href=Trainer.asp?Modify=" + trainer +
@@ -83,10 +83,10 @@ TEST_P(RecordSearch, RowsOfTheOtherLists) {
             std::string::npos)
       << trainers;
   const std::string trainings = StaffBody(Search(records::kTraining).page);
-  EXPECT_NE(trainings.find("<TH align=left width=150 nobr><Font color=navy>Training Name</font></TH>"
-                           "<TH align=left width=70 nobr><Font color=navy>Category</font></TH>"
-                           "<TH align=left width=80 nobr><Font color=navy><nobr>Official ID</nobr></font></TH>"
-                           "<TH align=left width=80 nobr><Font color=navy><nobr>Internal ID</nobr></font></TH></tr>"),
+  EXPECT_NE(trainings.find("<TH align=left width=150 nobr><Font color=navy>Training Name</Font></TH>"
+                           "<TH align=left width=70 nobr><Font color=navy>Category</Font></TH>"
+                           "<TH align=left width=80 nobr><Font color=navy><nobr>Official ID</nobr></Font></TH>"
+                           "<TH align=left width=80 nobr><Font color=navy><nobr>Internal ID</nobr></Font></TH></tr>"),
             std::string::npos)
       << trainings;
   EXPECT_NE(trainings.find("<TR><TD><a href=training.asp?Modify=" + training +
