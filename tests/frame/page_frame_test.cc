@@ -1,7 +1,7 @@
 // The frames of the staff pages, and the error block in them.
 #include <functional>
 
-#include "frame/empty_page.h"
+#include "tests/support/empty_page.h"
 #include "tests/support/page_harness.h"
 #include "tests/support/test_database.h"
 

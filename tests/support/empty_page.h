@@ -1,4 +1,4 @@
-// EmptyPage: an address of the system whose page is not built yet. It answers with its frame and nothing in it.
+// EmptyPage: a page of nothing but its frame, with any of the menus.
 #pragma once
 
 #include "frame/page_object.h"
