@@ -31,7 +31,7 @@ class Response {
   void set_expires(int minutes) { expires_ = minutes; }
 
   // Names a script that stands inside the page just written, so that the host lets browsers run it and none that
-  // came in with a value. `source` is the text between the script tags, as it was written.
+  // came in with a value. `source` is the text between the script tags, or of an element's handler, as it was written.
   void AllowScript(std::string_view source) { scripts_.emplace_back(source); }
 
   const std::string& page() const { return page_; }

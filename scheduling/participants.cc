@@ -117,6 +117,7 @@ void Schedule::ShowParticipantPicker(std::string_view id) {
         // Browsers pass over a form inside a form: the controls below belong to the outer one.
         "<tr><td><form name=f1>");
   WriteFilterScript(response(), students);
+  response().AllowScript("lista()");
   Write("<input type=text name=filtr size=20  onkeyup=lista()>"
         "<font face=arial size=1 color=red>To find a student enter here first letters of his/her last name</font><BR>");
   WriteStudentList(response(), students);

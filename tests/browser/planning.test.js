@@ -49,11 +49,6 @@ async function open(page, address, criteria) {
     await page.waitForLoadState("load");
 }
 
-// The filter box's own onkeyup is refused by the security policy at each visit to an event; Events.js does its work.
-function withoutFilterBox(complaints) {
-    return complaints.filter((text) => !/Executing inline event handler/.test(text));
-}
-
 function deleteButton(page) {
     return page.getByRole("button", { name: "Delete", exact: true });
 }
@@ -62,7 +57,8 @@ function deleteButton(page) {
 const records = [
     {
         address: "company.asp",
-        values: { CompanyName: "Blåbær & Søn's Møbler", City: "Århus", PostCode: "8000", Email: "post@moebler.example" },
+        values: { CompanyName: "Blåbær & Søn's Møbler", City: "Århus", PostCode: "8000",
+            Email: "post@moebler.example" },
         found: { CompanyName: "Blåbær" }, shown: "Århus", change: { City: "Aalborg" },
     },
     {
@@ -72,12 +68,14 @@ const records = [
     },
     {
         address: "training.asp",
-        values: { TrainingName: "Zen of – minutes", SurvaVersionID: "Short workshop", Category: "Office", OfficialID: "ZM-1" },
+        values: { TrainingName: "Zen of – minutes", SurvaVersionID: "Short workshop", Category: "Office",
+            OfficialID: "ZM-1" },
         found: { TrainingName: "Zen" }, shown: "ZM-1", change: { OfficialID: "ZM-2" },
     },
     {
         address: "student.asp",
-        values: { FirstName: "Änne", LastName: "Zschöpe", City: "Köln", CompanyID: "Meyer", Description: "First\nsecond" },
+        values: { FirstName: "Änne", LastName: "Zschöpe", City: "Köln", CompanyID: "Sundström",
+            Description: "First\nsecond" },
         found: { LastName: "Zschö" }, shown: "Köln", change: { City: "Bonn" },
     },
 ];
@@ -85,8 +83,6 @@ const records = [
 for (const { address, values, found, shown, change } of records) {
     test(`${address} adds a record, finds, changes and deletes it`, async () => {
         const { page, alerts, complaints } = await openVisit(browser);
-        if (values.CompanyID)
-            values.CompanyID = site.value("select CompanyName from Company order by CompanyID limit 1");
         await add(page, address, values);
         assert.ok(await page.getByText(saved).isVisible());
 
@@ -136,7 +132,8 @@ test("a company stays as long as it has a student", async () => {
 // Adds an event in March 2027 and returns its key; its two frames are then on the page.
 async function addEvent(page, values) {
     await add(page, "schedule.asp", {
-        Place: "Quai d'Été 5", BDay: "2", BMonth: "March", BYear: "2027", EDay: "3", EMonth: "March", EYear: "2027", ...values,
+        Place: "Quai d'Été 5", BDay: "2", BMonth: "March", BYear: "2027",
+        EDay: "3", EMonth: "March", EYear: "2027", ...values,
     });
     assert.deepEqual(page.frames().slice(1).map((frame) => frame.name()), ["top", "bottom"]);
     return new URL(page.frame("top").url()).searchParams.get("ModUp");
@@ -164,7 +161,7 @@ test("an event takes its training's surva or a chosen one, stands in the calenda
     await page.goto(calendar);
     assert.equal(await entries.count(), before - 1);
     assert.equal(await page.locator(`a[href$='ModSch0=${chosen}']`).count(), 0);
-    assert.deepEqual(withoutFilterBox(complaints), []);
+    assert.deepEqual(complaints, []);
 });
 
 test("a student is picked by letters, gets a printed PIN and fills in the form", async () => {
@@ -177,7 +174,7 @@ test("a student is picked by letters, gets a printed PIN and fills in the form",
     assert.equal(await bottom.getByRole("button", { name: "Delete" }).count(), 0);
 
     const picked = () => top.locator("select[name=StudentID] option:checked").innerText();
-    for (const [letters, name] of [["żü", /^Żürcher\s+Zoé/], ["zür", /^Zürcher\s+Zoé/], ["zürq", /^Zürcher\s+Zoé/]]) {
+    for (const [letters, name] of [["żü", /^Żürcher/], ["zür", /^Zürcher/], ["zürq", /^Zürcher/]]) {
         await top.locator("input[name=filtr]").fill("");
         await top.locator("input[name=filtr]").pressSequentially(letters);
         assert.match(await picked(), name, letters);
@@ -215,5 +212,5 @@ test("a student is picked by letters, gets a printed PIN and fills in the form",
     await open(page, "student.asp", { LastName: "Zürcher" });
     assert.equal(await deleteButton(page).count(), 0, "so does its student");
     assert.deepEqual(alerts, []);
-    assert.deepEqual([...withoutFilterBox(complaints), ...respondent.complaints], []);
+    assert.deepEqual([...complaints, ...respondent.complaints], []);
 });
