@@ -138,12 +138,20 @@ void FillForm::WriteFormEnd(std::string_view button_row_end) {
 void FillForm::ShowBlankForm(std::string_view surva) {
   response().Clear();
   data::Connection& db = OpenConnection();
-  // Going back to the blank form starts from nothing.
+  // Going back to the blank form starts from nothing. Most visits have stored nothing yet, and asking first spares them
+  // a writer's turn.
+  const Value& student = session()["StudentID"];
   if (session()["anonymous"].Is(1)) {
-    db.Execute({"delete from AnonymousMark where StudentID=", Number(session()["StudentID"])});
+    const data::Piece marks[] = {" from AnonymousMark where StudentID=", Number(student)};
+    if (!db.Query({"select AnonymousMarkID", marks[0], marks[1], " limit 1"}).empty()) {
+      db.Execute({"delete", marks[0], marks[1]});
+    }
   } else {
-    db.Execute({"delete from Mark where StudentID=", Number(session()["StudentID"]),
-                " and ScheduleID=", Number(session()["ScheduleID"])});
+    const data::Piece marks[] = {" from Mark where StudentID=", Number(student),
+                                 " and ScheduleID=", Number(session()["ScheduleID"])};
+    if (!db.Query({"select MarkID", marks[0], marks[1], marks[2], marks[3], " limit 1"}).empty()) {
+      db.Execute({"delete", marks[0], marks[1], marks[2], marks[3]});
+    }
   }
   FormWalk walk(*this, db, surva);
   const bool display_menu = walk.Version()["DisplayMenu"].IsTrue();
