@@ -12,33 +12,27 @@ namespace surva::data {
 
 struct WriteWaiter {
   std::condition_variable turn;
-  bool come = false;
 };
 
 bool WriteGate::Enter(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
-  if (!taken_) {
-    taken_ = true;
-    return true;
+  if (taken_) {
+    WriteWaiter waiter;
+    waiting_.push_back(&waiter);
+    const bool free = waiter.turn.wait_for(lock, patience, [&] { return !taken_; });
+    std::erase(waiting_, &waiter);
+    if (!free) return false;
   }
-  WriteWaiter waiter;
-  waiting_.push_back(&waiter);
-  if (waiter.turn.wait_for(lock, patience, [&] { return waiter.come; })) return true;
-  std::erase(waiting_, &waiter);
-  return false;
+  taken_ = true;
+  return true;
 }
 
+// Who has waited longest is woken; a writer who comes meanwhile may go first, so that the gate need not stand idle
+// until a thread has woken up.
 void WriteGate::Leave() {
   const std::lock_guard lock(mutex_);
-  if (waiting_.empty()) {
-    taken_ = false;
-    return;
-  }
-  // The gate stays taken: it passes to the next in line.
-  WriteWaiter* next = waiting_.front();
-  waiting_.erase(waiting_.begin());
-  next->come = true;
-  next->turn.notify_one();
+  taken_ = false;
+  if (!waiting_.empty()) waiting_.front()->turn.notify_one();
 }
 
 Database::Database(std::string dsn, Wrap wrap) : dsn_(std::move(dsn)), wrap_(std::move(wrap)) {

@@ -13,7 +13,7 @@
 
 namespace surva::data {
 
-// Lets the writers of one process through one after the other, in the order of their coming.
+// Lets the writers of one process through one after the other, the longest waiting first as a rule.
 class WriteGate {
  public:
   // False if the turn did not come within the time.
