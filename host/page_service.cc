@@ -12,13 +12,13 @@
 #include "filling/fill_form.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
-#include "host/response_head.h"
 #include "records/record_page.h"
 #include "reporting/browse.h"
 #include "reporting/start_page.h"
 #include "reporting/stat.h"
 #include "scheduling/list.h"
 #include "scheduling/schedule.h"
+#include "wire/response_head.h"
 
 namespace surva::host {
 namespace {
@@ -82,31 +82,31 @@ std::string ContentSecurityPolicy(const std::vector<std::string>& scripts) {
   return policy;
 }
 
-HttpResponse Redirection(std::string location) {
-  HttpResponse answer;
+wire::HttpResponse Redirection(std::string location) {
+  wire::HttpResponse answer;
   answer.status = 302;
   answer.headers.emplace_back("Location", std::move(location));
   return answer;
 }
 
-HttpResponse Overrun() {
-  HttpResponse answer = StatusPage(503, "The server is busy. Please try again in a moment.");
+wire::HttpResponse Overrun() {
+  wire::HttpResponse answer = wire::StatusPage(503, "The server is busy. Please try again in a moment.");
   answer.headers.emplace_back("Retry-After", "2");
   return answer;
 }
 
-HttpResponse AnswerOf(Response& response) {
+wire::HttpResponse AnswerOf(Response& response) {
   if (response.redirect()) {
-    HttpResponse answer = Redirection(LocationOf(*response.redirect()));
+    wire::HttpResponse answer = Redirection(LocationOf(*response.redirect()));
     answer.headers.emplace_back("Cache-Control", "no-store");
     return answer;
   }
-  HttpResponse answer;
+  wire::HttpResponse answer;
   answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
   answer.headers = response.headers();
   answer.headers.emplace_back("Cache-Control", response.cache_control().empty() ? "private" : response.cache_control());
   if (const auto minutes = response.expires()) {
-    answer.headers.emplace_back("Expires", HttpDate(std::time(nullptr) + 60 * *minutes));
+    answer.headers.emplace_back("Expires", wire::HttpDate(std::time(nullptr) + 60 * *minutes));
   }
   answer.headers.emplace_back("Content-Security-Policy", ContentSecurityPolicy(response.scripts()));
   return answer;
@@ -129,7 +129,7 @@ const PageService::Route PageService::kRoutes[11] = {
 };
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
-                         Log& log, const Clock& clock)
+                         wire::Log& log, const Clock& clock)
     : options_(std::move(options)),
       database_(database),
       files_(files),
@@ -140,20 +140,20 @@ PageService::PageService(Options options, data::Database& database, const Static
   if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
 }
 
-void PageService::Handle(HttpRequest request, Respond respond) {
+void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   const std::string path = LowerName(request.path);
   const auto* const route =
       std::find_if(std::begin(kRoutes), std::end(kRoutes), [&](const Route& r) { return r.path == path; });
   if (route != std::end(kRoutes)) {
     // Shared with the job, which may be dropped for want of room.
     struct Order {
-      HttpRequest request;
-      Respond respond;
+      wire::HttpRequest request;
+      wire::Respond respond;
     };
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond)});
     const bool taken =
         sessions_.Run(CookieOf(order->request.cookie), [this, order, make = route->make](std::shared_ptr<Visit> visit) {
-          HttpResponse answer = ServePage(order->request, make, *visit);
+          wire::HttpResponse answer = ServePage(order->request, make, *visit);
           // The turn ends first: who asks again at once finds his session free.
           visit.reset();
           order->respond(std::move(answer));
@@ -162,7 +162,7 @@ void PageService::Handle(HttpRequest request, Respond respond) {
     return;
   }
   if (path == "/healthz") {
-    auto shared = std::make_shared<Respond>(std::move(respond));
+    auto shared = std::make_shared<wire::Respond>(std::move(respond));
     if (!workers_.TryPost([this, shared] { (*shared)(Health()); })) (*shared)(Overrun());
     return;
   }
@@ -171,17 +171,17 @@ void PageService::Handle(HttpRequest request, Respond respond) {
     if (!request.query.empty()) location += "?" + request.query;
     return respond(Redirection(LocationOf(location)));
   }
-  std::optional<HttpResponse> file = files_.Answer(request);
-  respond(file ? std::move(*file) : StatusPage(404));
+  std::optional<wire::HttpResponse> file = files_.Answer(request);
+  respond(file ? std::move(*file) : wire::StatusPage(404));
 }
 
-HttpResponse PageService::ServePage(const HttpRequest& http, MakePage make, Visit& visit) try {
+wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, MakePage make, Visit& visit) try {
   DecodedForm query = DecodeUrlEncoded(http.query);
-  if (query.refusal != 0) return StatusPage(query.refusal);
+  if (query.refusal != 0) return wire::StatusPage(query.refusal);
   DecodedForm form;
-  if (http.method == HttpRequest::Method::kPost) {
+  if (http.method == wire::HttpRequest::Method::kPost) {
     form = DecodeBody(http.content_type, http.body);
-    if (form.refusal != 0) return StatusPage(form.refusal);
+    if (form.refusal != 0) return wire::StatusPage(form.refusal);
   }
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
@@ -199,7 +199,7 @@ HttpResponse PageService::ServePage(const HttpRequest& http, MakePage make, Visi
   connection.Commit();
   visit.Keep();
 
-  HttpResponse answer = AnswerOf(response);
+  wire::HttpResponse answer = AnswerOf(response);
   if (!visit.new_token().empty()) {
     answer.headers.emplace_back("Set-Cookie", std::string(kCookie) + "=" + visit.new_token() +
                                                   "; Path=/; HttpOnly; SameSite=Lax" + (http.https ? "; Secure" : ""));
@@ -209,21 +209,21 @@ HttpResponse PageService::ServePage(const HttpRequest& http, MakePage make, Visi
   log_.Error(http.path + ": " + failure.what());
   const auto* fault = dynamic_cast<const Fault*>(&failure);
   const bool down = fault != nullptr && fault->number() == FaultNumber::kConnectionFailed;
-  return StatusPage(down ? 503 : 500,
-                    "The request could not be carried out, and nothing of it was stored. Please try again.");
+  return wire::StatusPage(down ? 503 : 500,
+                          "The request could not be carried out, and nothing of it was stored. Please try again.");
 }
 
-HttpResponse PageService::Health() try {
+wire::HttpResponse PageService::Health() try {
   data::Connection connection(database_);
   connection.Query({"select 1 as Alive"});
-  HttpResponse answer;
+  wire::HttpResponse answer;
   answer.content_type = "text/plain";
   answer.body = "ok\n";
   answer.headers.emplace_back("Cache-Control", "no-store");
   return answer;
 } catch (const std::exception& failure) {
   log_.Error(std::string("/healthz: ") + failure.what());
-  return StatusPage(503, "The database does not answer.");
+  return wire::StatusPage(503, "The database does not answer.");
 }
 
 void PageService::Purge() {

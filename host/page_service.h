@@ -7,15 +7,15 @@
 
 #include "frame/data/database.h"
 #include "frame/page_object.h"
-#include "host/http_message.h"
-#include "host/logging.h"
 #include "host/static_site.h"
 #include "host/visitor_sessions.h"
 #include "host/worker_pool.h"
+#include "wire/http_message.h"
+#include "wire/log.h"
 
 namespace surva::host {
 
-class PageService final : public Site {
+class PageService final : public wire::Site {
  public:
   struct Options {
     Owner owner;
@@ -23,10 +23,10 @@ class PageService final : public Site {
   };
 
   // All but the options outlive the service.
-  PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers, Log& log,
+  PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers, wire::Log& log,
               const Clock& clock = Clock::System());
 
-  void Handle(HttpRequest request, Respond respond) override;
+  void Handle(wire::HttpRequest request, wire::Respond respond) override;
 
   // Deletes what visits that have ended left behind; to be called now and then.
   void Purge();
@@ -39,13 +39,13 @@ class PageService final : public Site {
   };
   static const Route kRoutes[11];
 
-  HttpResponse ServePage(const HttpRequest& request, MakePage make, Visit& visit);
-  HttpResponse Health();
+  wire::HttpResponse ServePage(const wire::HttpRequest& request, MakePage make, Visit& visit);
+  wire::HttpResponse Health();
 
   const Options options_;
   data::Database& database_;
   const StaticSite& files_;
-  Log& log_;
+  wire::Log& log_;
   const Clock& clock_;
   WorkerPool& workers_;
   VisitorSessions sessions_;

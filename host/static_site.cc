@@ -137,16 +137,16 @@ const StaticSite::File* StaticSite::FindHelp(std::string_view query) const {
   return Find("help/index.html");
 }
 
-std::optional<HttpResponse> StaticSite::Answer(const HttpRequest& request) const {
+std::optional<wire::HttpResponse> StaticSite::Answer(const wire::HttpRequest& request) const {
   std::string name = LowerName(std::string_view(request.path).substr(1));
   constexpr std::string_view kAdmin = "admin/";
   if (name.starts_with(kAdmin)) name.erase(0, kAdmin.size());
   const File* file = name == "help.asp" ? FindHelp(request.query) : Find(name);
   if (file == nullptr) return std::nullopt;
 
-  HttpResponse response;
-  if (request.method == HttpRequest::Method::kPost) {
-    response = StatusPage(405);
+  wire::HttpResponse response;
+  if (request.method == wire::HttpRequest::Method::kPost) {
+    response = wire::StatusPage(405);
     response.headers.emplace_back("Allow", "GET, HEAD");
     return response;
   }

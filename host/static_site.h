@@ -9,7 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "host/http_message.h"
+#include "wire/http_message.h"
 
 namespace surva::host {
 
@@ -25,7 +25,7 @@ class StaticSite {
 
   // The answer to a request, or nothing if its path names no file here. An answer's bytes are this object's: it must
   // outlive what it answers.
-  std::optional<HttpResponse> Answer(const HttpRequest& request) const;
+  std::optional<wire::HttpResponse> Answer(const wire::HttpRequest& request) const;
 
  private:
   struct File {

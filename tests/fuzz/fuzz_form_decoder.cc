@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "host/form_decoder.h"
-#include "host/request_target.h"
+#include "wire/request_target.h"
 
 namespace {
 
@@ -24,12 +24,12 @@ void CheckForm(const surva::host::DecodedForm& form) {
 }
 
 void CheckTarget(std::string_view text) {
-  const auto target = surva::host::ReadTarget(text);
+  const auto target = surva::wire::ReadTarget(text);
   if (!target) return;
   const std::string& path = target->path;
   Check(path.starts_with('/') && path.find("//") == std::string::npos && path.find("/../") == std::string::npos);
   Check(!path.ends_with("/..") && path.find("/./") == std::string::npos && path.find('\0') == std::string::npos);
-  surva::host::ReadHost(target->authority);
+  surva::wire::ReadHost(target->authority);
 }
 
 }  // namespace
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   CheckForm(surva::host::DecodeUrlEncoded(text));
   CheckTarget(text);
-  surva::host::ReadHost(text);
+  surva::wire::ReadHost(text);
   // The content type is the first line, the rest the body.
   const std::size_t line = text.find('\n');
   if (line != std::string_view::npos) {

@@ -13,16 +13,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-HttpResponse Ask(const StaticSite& site, const std::string& path, const std::string& query = "",
-                 const std::string& if_none_match = "") {
-  HttpRequest request;
+wire::HttpResponse Ask(const StaticSite& site, const std::string& path, const std::string& query = "",
+                       const std::string& if_none_match = "") {
+  wire::HttpRequest request;
   request.path = path;
   request.query = query;
   request.if_none_match = if_none_match;
-  return site.Answer(request).value_or(HttpResponse{.status = 404});
+  return site.Answer(request).value_or(wire::HttpResponse{.status = 404});
 }
 
-std::string Header(const HttpResponse& response, std::string_view name) {
+std::string Header(const wire::HttpResponse& response, std::string_view name) {
   for (const auto& [known, value] : response.headers) {
     if (known == name) return value;
   }
@@ -60,12 +60,12 @@ class SiteDirectory : public ::testing::Test {
 TEST_F(SiteDirectory, IsServedTwiceWithoutRegardToCase) {
   const StaticSite site(root_);
   for (const char* path : {"/logo.gif", "/LOGO.gif", "/admin/Logo.GIF", "/ADMIN/logo.gif", "/alias.gif"}) {
-    const HttpResponse response = Ask(site, path);
+    const wire::HttpResponse response = Ask(site, path);
     EXPECT_EQ(response.static_body, "picture") << path;
     EXPECT_EQ(response.content_type, "image/gif");
     EXPECT_EQ(Header(response, "Cache-Control"), "public, max-age=3600");
   }
-  const HttpResponse greeting = Ask(site, "/greetings/default0.asp");
+  const wire::HttpResponse greeting = Ask(site, "/greetings/default0.asp");
   EXPECT_EQ(greeting.content_type, "text/html; charset=windows-1252");
   EXPECT_EQ(Header(greeting, "Cache-Control"), "no-cache");
   EXPECT_EQ(Ask(site, "/empty.css").status, 200U);
@@ -73,9 +73,9 @@ TEST_F(SiteDirectory, IsServedTwiceWithoutRegardToCase) {
                            "/help", "/admin/admin/logo.gif", "/none.gif", "/help/"}) {
     EXPECT_EQ(Ask(site, path).status, 404U) << path;
   }
-  HttpRequest post;
+  wire::HttpRequest post;
   post.path = "/logo.gif";
-  post.method = HttpRequest::Method::kPost;
+  post.method = wire::HttpRequest::Method::kPost;
   EXPECT_EQ(site.Answer(post)->status, 405U);
 }
 
@@ -84,7 +84,7 @@ TEST_F(SiteDirectory, IsNotSentAgainToWhoHasIt) {
   const std::string etag = Header(Ask(site, "/logo.gif"), "ETag");
   EXPECT_NE(etag, Header(Ask(site, "/empty.css"), "ETag"));
   for (const std::string& match : {etag, "W/" + etag, "\"x\", " + etag, etag + ",\"y\"", std::string("*")}) {
-    const HttpResponse response = Ask(site, "/logo.gif", "", match);
+    const wire::HttpResponse response = Ask(site, "/logo.gif", "", match);
     EXPECT_EQ(response.status, 304U) << match;
     EXPECT_EQ(Header(response, "ETag"), etag);
     EXPECT_TRUE(response.static_body.empty());
@@ -110,8 +110,8 @@ TEST(StaticSite, HoldsTheFilesOfTheProgram) {
   ASSERT_FALSE(SiteFiles().empty());
   for (const SiteFile& file : SiteFiles()) {
     const std::string name = file.name;
-    const fs::path source = fs::path(__FILE__).parent_path() / "../../site" / name;
-    EXPECT_EQ(Ask(site, "/" + name).static_body.size(), fs::file_size(source)) << name;
+    // Tests run in the folder of the sources.
+    EXPECT_EQ(Ask(site, "/" + name).static_body.size(), fs::file_size(fs::path("site") / name)) << name;
     EXPECT_NE(Ask(site, "/" + name).content_type, "application/octet-stream") << name;
   }
   EXPECT_THROW(StaticSite("/nonexistent"), std::runtime_error);

@@ -1,0 +1,100 @@
+#include "program/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <map>
+#include <vector>
+
+namespace surva::program {
+
+namespace {
+
+struct Subcommand {
+  CommandLine::Command command;
+  const char* name;
+  const char* help;
+};
+
+constexpr std::array kSubcommands{
+    Subcommand{CommandLine::Command::kServe, "serve", "Serve the pages; makes or upgrades the tables first"},
+    Subcommand{CommandLine::Command::kInit, "init", "Make or upgrade the tables; harmless when they stand"},
+    Subcommand{CommandLine::Command::kDemo, "demo", "Fill an empty database with a year of example data"},
+};
+
+// What was given on the command line, by setting.
+struct Given {
+  std::string config;
+  std::map<const Setting*, std::vector<std::string>> texts;
+  std::map<const Setting*, bool> flags;
+};
+
+bool TakesPart(const Setting& setting, const Subcommand& subcommand) {
+  return !setting.only_serve || subcommand.command == CommandLine::Command::kServe;
+}
+
+void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
+  app.add_option("--config", given.config, "TOML file with keys named as these options")->type_name("FILE");
+  for (const Setting& setting : Settings()) {
+    if (!TakesPart(setting, subcommand)) continue;
+    const std::string option = std::string("--") + setting.name;
+    if (std::holds_alternative<bool Configuration::*>(setting.member)) {
+      app.add_flag(option, given.flags[&setting], setting.help);
+      continue;
+    }
+    CLI::Option* added = app.add_option(option, given.texts[&setting], setting.help);
+    const bool is_list = std::holds_alternative<std::vector<std::string> Configuration::*>(setting.member);
+    const bool is_number = std::holds_alternative<Setting::Number>(setting.member);
+    added->expected(1)->type_name(is_number ? "NUMBER" : "TEXT");
+    added->multi_option_policy(is_list ? CLI::MultiOptionPolicy::TakeAll : CLI::MultiOptionPolicy::TakeLast);
+  }
+}
+
+}  // namespace
+
+CommandLine ReadCommandLine(int argc, const char* const* argv) {
+  CLI::App app("surva: evaluates courses and trainers", "surva");
+  app.set_version_flag("--version", "surva " SURVA_VERSION);
+  app.set_help_flag("--help", "Print this help and exit");
+  app.require_subcommand(0, 1);
+  Given given;
+  for (const Subcommand& subcommand : kSubcommands) {
+    CLI::App* added = app.add_subcommand(subcommand.name, subcommand.help);
+    added->set_help_flag("--help", "Print this help and exit");
+    AddOptions(*added, subcommand, given);
+  }
+
+  CommandLine result;
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    result.text = app.help();
+    return result;
+  } catch (const CLI::CallForVersion&) {
+    result.text = app.version() + "\n";
+    return result;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(std::string(error.what()) + "; \"surva --help\" and \"surva serve --help\" list what there is");
+  }
+  if (app.get_subcommands().empty()) throw UsageError("say what to do: surva serve, surva init or surva demo");
+
+  const std::string name = app.get_subcommands().front()->get_name();
+  for (const Subcommand& subcommand : kSubcommands) {
+    if (name == subcommand.name) result.command = subcommand.command;
+  }
+  if (!given.config.empty()) ReadFile(given.config, result.configuration);
+  for (const Setting& setting : Settings()) {
+    const std::string where = std::string("--") + setting.name;
+    if (given.flags[&setting]) Apply(setting, "true", where, result.configuration);
+    const std::vector<std::string>& texts = given.texts[&setting];
+    if (texts.empty()) continue;
+    // A list on the command line stands in place of the file's.
+    if (const auto* list = std::get_if<std::vector<std::string> Configuration::*>(&setting.member)) {
+      (result.configuration.**list).clear();
+    }
+    for (const std::string& text : texts) Apply(setting, text, where, result.configuration);
+  }
+  if (result.command == CommandLine::Command::kServe) CheckForServing(result.configuration);
+  return result;
+}
+
+}  // namespace surva::program

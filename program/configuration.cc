@@ -1,0 +1,176 @@
+#include "program/configuration.h"
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <array>
+#include <boost/asio/ip/address.hpp>
+#include <charconv>
+
+#include "frame/values/text.h"
+
+namespace surva::program {
+
+namespace {
+
+using C = Configuration;
+
+constexpr std::array<std::string_view, 4> kLogLevels{"debug", "info", "warning", "error"};
+constexpr std::size_t kUnlimited = 1'000'000;
+
+constexpr std::array kSettings{
+    Setting{"dsn", &C::dsn, false, "The database: sqlite:PATH or a postgresql:// address"},
+    Setting{"listen", &C::listen, true, "HOST:PORT on which to serve"},
+    Setting{"site", &C::site, true, "Directory of the static files, in place of those in the program"},
+    Setting{"no-staff-guard", &C::no_staff_guard, true,
+            "Serve beyond this machine: something in front guards /admin/ from strangers"},
+    Setting{"tls-certificate", &C::tls_certificate, true, "PEM file of the certificate chain; serves HTTPS"},
+    Setting{"tls-key", &C::tls_key, true, "PEM file of the certificate's private key"},
+    Setting{"trusted-proxy", &C::trusted_proxies, true,
+            "Address or range (10.0.0.0/8) whose X-Forwarded headers count; may be given several times"},
+    Setting{"homepage", &Owner::homepage, false, "Address behind the link in the footer"},
+    Setting{"author", &Owner::author, false, "The owner's name in the author line of each page"},
+    Setting{"notice", &Owner::notice, false, "Text of the link in the footer"},
+    Setting{"official", &Owner::official, false, "Address of the owner's web site"},
+    Setting{"workers", Setting::Number{&C::workers, 0, 1024}, true,
+            "Threads that work on pages; 0 is two for each processor, at least four"},
+    Setting{"queue", Setting::Number{&C::queue, 1, kUnlimited}, true,
+            "Requests that may wait for a worker before others are turned away"},
+    Setting{"max-connections", Setting::Number{&C::max_connections, 1, kUnlimited}, true, "Most open connections"},
+    Setting{"max-connections-per-address", Setting::Number{&C::max_connections_per_address, 1, kUnlimited}, true,
+            "Most open connections from one address, trusted proxies aside"},
+    Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, true,
+            "Idle minutes after which a visit ends"},
+    Setting{"access-log", &C::access_log, true, "File of the access log; - is the standard output, off is none"},
+    Setting{"error-log", &C::error_log, false, "File of the error log; - is the standard error, off is none"},
+    Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, false, "debug, info, warning or error"},
+};
+
+template <class... Cases>
+struct Overloaded : Cases... {
+  using Cases::operator()...;
+};
+template <class... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
+
+// Texts of settings stand in pages, header fields and lines of the log.
+void SetText(std::string& member, const std::string& text, const std::string& where) {
+  const auto control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+  if (std::any_of(text.begin(), text.end(), control)) {
+    throw UsageError(where + " holds a control character; write it on one line, without tabs");
+  }
+  member = text;
+}
+
+std::string Joined(std::span<const std::string_view> words) {
+  std::string text;
+  for (const std::string_view word : words) text.append(text.empty() ? "" : ", ").append(word);
+  return text;
+}
+
+// The value of a key as the text that the command line would have given.
+std::string TextOf(const toml::node& node, const Setting& setting, const std::string& where) {
+  const bool is_number = std::holds_alternative<Setting::Number>(setting.member);
+  const bool is_flag = std::holds_alternative<bool Configuration::*>(setting.member);
+  if (is_number) {
+    if (const auto number = node.value_exact<std::int64_t>()) return std::to_string(*number);
+    throw UsageError(where + " must be a whole number");
+  }
+  if (is_flag) {
+    if (const auto flag = node.value_exact<bool>()) return *flag ? "true" : "false";
+    throw UsageError(where + " must be true or false");
+  }
+  if (auto text = node.value_exact<std::string>()) return *text;
+  throw UsageError(where + " must be a text in quotes");
+}
+
+bool IsLoopback(const std::string& host) {
+  if (EqualNames(host, "localhost")) return true;
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(host, error);
+  return !error && address.is_loopback();
+}
+
+}  // namespace
+
+std::span<const Setting> Settings() {
+  return kSettings;
+}
+
+void Apply(const Setting& setting, const std::string& text, const std::string& where, Configuration& configuration) {
+  std::visit(Overloaded{[&](std::string Configuration::*member) { SetText(configuration.*member, text, where); },
+                        [&](std::string Owner::*member) { SetText(configuration.owner.*member, text, where); },
+                        [&](bool Configuration::*member) { configuration.*member = text == "true"; },
+                        [&](std::vector<std::string> Configuration::*member) {
+                          SetText((configuration.*member).emplace_back(), text, where);
+                        },
+                        [&](const Setting::Number& number) {
+                          std::size_t value = 0;
+                          const char* end = text.data() + text.size();
+                          const auto [stop, error] = std::from_chars(text.data(), end, value);
+                          if (error != std::errc() || stop != end || value < number.least || value > number.most) {
+                            throw UsageError(where + " must be a whole number from " + std::to_string(number.least) +
+                                             " to " + std::to_string(number.most));
+                          }
+                          configuration.*number.member = value;
+                        },
+                        [&](const Setting::Choice& choice) {
+                          if (std::find(choice.words.begin(), choice.words.end(), text) == choice.words.end()) {
+                            throw UsageError(where + " must be one of " + Joined(choice.words));
+                          }
+                          configuration.*choice.member = text;
+                        }},
+             setting.member);
+}
+
+void ReadFile(const std::filesystem::path& file, Configuration& configuration) {
+  toml::table table;
+  try {
+    table = toml::parse_file(file.string());
+  } catch (const toml::parse_error& error) {
+    const auto line = error.source().begin.line;
+    throw UsageError("configuration file " + file.string() + (line > 0 ? ", line " + std::to_string(line) : "") + ": " +
+                     std::string(error.description()));
+  }
+  for (const auto& [key, node] : table) {
+    const std::string where = "configuration file " + file.string() + ", line " +
+                              std::to_string(node.source().begin.line) + ": " + std::string(key.str());
+    const auto setting = std::find_if(kSettings.begin(), kSettings.end(),
+                                      [&name = key](const Setting& known) { return name.str() == known.name; });
+    if (setting == kSettings.end()) throw UsageError(where + " is no key; \"surva serve --help\" lists them");
+    if (const toml::array* list = node.as_array();
+        list != nullptr && std::holds_alternative<std::vector<std::string> Configuration::*>(setting->member)) {
+      for (const toml::node& item : *list) Apply(*setting, TextOf(item, *setting, where), where, configuration);
+    } else {
+      Apply(*setting, TextOf(node, *setting, where), where, configuration);
+    }
+  }
+}
+
+ListenAddress ReadListenAddress(const std::string& listen) {
+  const std::size_t colon = listen.rfind(':');
+  std::string host = listen.substr(0, colon);
+  const std::string port = colon == std::string::npos ? "" : listen.substr(colon + 1);
+  unsigned number = 0;
+  const auto [stop, error] = std::from_chars(port.data(), port.data() + port.size(), number);
+  const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+  if (bracketed) host = host.substr(1, host.size() - 2);
+  if (host.empty() || error != std::errc() || stop != port.data() + port.size() || number > 65535 ||
+      bracketed != (host.find(':') != std::string::npos)) {
+    throw UsageError("listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not \"" + listen + "\"");
+  }
+  return {host, port};
+}
+
+void CheckForServing(const Configuration& configuration) {
+  const ListenAddress address = ReadListenAddress(configuration.listen);
+  if (!configuration.no_staff_guard && !IsLoopback(address.host)) {
+    throw UsageError("listening on " + configuration.listen +
+                     " would open /admin/ to the network; listen on 127.0.0.1, or put a proxy in front that guards "
+                     "/admin/ and say so with --no-staff-guard");
+  }
+  if (configuration.tls_certificate.empty() != configuration.tls_key.empty()) {
+    throw UsageError("TLS needs both tls-certificate and tls-key");
+  }
+}
+
+}  // namespace surva::program

@@ -1,0 +1,83 @@
+// Configuration: one table of settings, from which come both the options of the command line and the keys of the
+// configuration file.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "frame/page_object.h"
+
+namespace surva::program {
+
+// The program was started wrongly; the text is one line that says what to do. Exit code 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct Configuration {
+  std::string dsn = "sqlite:surva.db";
+  std::string listen = "127.0.0.1:8080";
+  std::string site;  // a directory, or empty for the files in the binary
+  bool no_staff_guard = false;
+  std::string tls_certificate;
+  std::string tls_key;
+  std::vector<std::string> trusted_proxies;
+  Owner owner;
+  std::size_t workers = 0;  // 0: two for each processor, at least four
+  std::size_t queue = 256;
+  std::size_t max_connections = 10'000;
+  std::size_t max_connections_per_address = 2'500;
+  std::size_t session_minutes = 120;
+  std::string access_log = "-";
+  std::string error_log = "-";
+  std::string log_level = "info";
+};
+
+struct Setting {
+  struct Number {
+    std::size_t Configuration::*member;
+    std::size_t least;
+    std::size_t most;
+  };
+  struct Choice {
+    std::string Configuration::*member;
+    std::span<const std::string_view> words;
+  };
+  using Member = std::variant<std::string Configuration::*, std::string Owner::*, bool Configuration::*,
+                              std::vector<std::string> Configuration::*, Number, Choice>;
+
+  const char* name;  // of the option, after "--", and of the key
+  Member member;
+  bool only_serve;  // says nothing to `init` and `demo`
+  const char* help;
+};
+
+std::span<const Setting> Settings();
+
+// Sets what the text says; a list grows by it. Throws a UsageError that begins with `where` if it is no value for the
+// setting.
+void Apply(const Setting& setting, const std::string& text, const std::string& where, Configuration& configuration);
+
+// Sets what a TOML file says. Throws a UsageError for a file that cannot be read, an unknown key, a wrong type or
+// value.
+void ReadFile(const std::filesystem::path& file, Configuration& configuration);
+
+// What no setting can see alone: throws a UsageError for a listener beyond this machine without `no-staff-guard`, and
+// for half a pair of TLS files.
+void CheckForServing(const Configuration& configuration);
+
+// The host and the port of "HOST:PORT" or "[ADDRESS]:PORT". Throws a UsageError if it is neither.
+struct ListenAddress {
+  std::string host;
+  std::string port;
+};
+ListenAddress ReadListenAddress(const std::string& listen);
+
+}  // namespace surva::program

@@ -1,0 +1,76 @@
+// surva: evaluates courses and trainers.
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "demo/demo.h"
+#include "frame/data/database.h"
+#include "frame/data/schema.h"
+#include "frame/values/fault.h"
+#include "program/command_line.h"
+#include "program/serve.h"
+
+namespace {
+
+using namespace surva;
+using program::CommandLine;
+using program::UsageError;
+
+int Init(const program::Configuration& configuration) {
+  data::Database database(configuration.dsn);
+  database.BringUpToDate();
+  database.Close();
+  return 0;
+}
+
+int Demo(const program::Configuration& configuration) {
+  data::Database database(configuration.dsn);
+  database.BringUpToDate();
+  std::optional<demo::Summary> summary = demo::Find(database);
+  if (!summary) {
+    if (!demo::IsEmpty(database))
+      throw UsageError("the database holds data already; give demo an empty one with --dsn");
+    summary = demo::Fill(database, Clock::System());
+  }
+  database.Close();
+  std::cout << demo::Text(*summary, "http://" + configuration.listen);
+  return 0;
+}
+
+int Run(int argc, char** argv) {
+  const CommandLine command_line = program::ReadCommandLine(argc, argv);
+  switch (command_line.command) {
+    case CommandLine::Command::kServe:
+      return program::Serve(command_line.configuration);
+    case CommandLine::Command::kInit:
+      return Init(command_line.configuration);
+    case CommandLine::Command::kDemo:
+      return Demo(command_line.configuration);
+    case CommandLine::Command::kTell:
+      std::cout << command_line.text;
+      return 0;
+  }
+  return 2;
+}
+
+// One line, whatever an engine had to say.
+int Refuse(std::string message) {
+  for (char& c : message) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  std::cerr << "surva: " << message << std::endl;
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const Fault& fault) {
+    return Refuse("the database cannot be opened; see that --dsn names one that may be written (" +
+                  (fault.detail().empty() ? fault.description() : fault.detail()) + ")");
+  } catch (const std::exception& failure) {
+    return Refuse(failure.what());
+  }
+}

@@ -1,0 +1,232 @@
+// What goes over one connection: requests in all their forms, answers in order.
+#include <latch>
+
+#include "tests/wire/loopback.h"
+
+namespace surva::wire {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kHost = "Host: localhost\r\n";
+
+TEST(Connection, ServesOneRequestAfterTheOther) {
+  Loopback loopback;
+  Client client(loopback.port());
+  EXPECT_EQ(client.Get("/a?b=%20c").body, "/a|b=%20c||127.0.0.1|localhost|off");
+  EXPECT_EQ(client.Get("/worker").body, "/worker|||127.0.0.1|localhost|off");
+  const Answer answer = client.Get("/static");
+  EXPECT_EQ(answer.body, "unmoved");
+  EXPECT_TRUE(answer.Says("Content-Length: 7"));
+  EXPECT_TRUE(answer.Says("X-Content-Type-Options: nosniff"));
+  EXPECT_FALSE(answer.Says("Connection: close"));
+
+  // The same head for HEAD, and nothing behind it.
+  client.Send("HEAD /static HTTP/1.1\r\n" + kHost + "\r\nGET /after HTTP/1.1\r\n" + kHost + "\r\n");
+  EXPECT_TRUE(client.Read(true).Says("Content-Length: 7"));
+  EXPECT_TRUE(client.Read().body.starts_with("/after|"));
+
+  EXPECT_TRUE(client.Ask("GET / HTTP/1.1\r\nConnection: close\r\n" + kHost + "\r\n").Says("Connection: close"));
+  EXPECT_TRUE(client.IsClosed());
+}
+
+TEST(Connection, KeepsTheOrderOfPipelinedRequests) {
+  Loopback loopback;
+  Client client(loopback.port());
+  std::string requests;
+  for (int i = 0; i < 50; ++i) {
+    // Every other one is answered by another thread; bodies and stray line breaks stand between.
+    requests += i % 2 == 0
+                    ? "GET /worker?" + std::to_string(i) + " HTTP/1.1\r\n" + kHost + "\r\n"
+                    : "POST /p?" + std::to_string(i) + " HTTP/1.1\r\n" + kHost + "Content-Length: 4\r\n\r\nbody\r\n";
+  }
+  client.Send(requests);
+  client.EndSending();
+  for (int i = 0; i < 50; ++i) {
+    const std::string number = std::to_string(i);
+    ASSERT_TRUE(client.Read().body.starts_with(i % 2 == 0 ? "/worker|" + number + "||" : "/p|" + number + "|body|"));
+  }
+  EXPECT_TRUE(client.IsClosed());
+}
+
+TEST(Connection, ReadsBodiesInAllCodings) {
+  Loopback loopback;
+  Client client(loopback.port());
+  const std::string post = "POST /p HTTP/1.1\r\n" + kHost;
+  const std::string chunked = post + "Transfer-Encoding: chunked\r\n\r\n";
+  EXPECT_TRUE(client.Ask(chunked + "3\r\nabc\r\n4;x=y\r\ndefg\r\n0\r\nX-Trailer: z\r\nCookie: no\r\n\r\n")
+                  .body.starts_with("/p||abcdefg|"));
+  const std::string large(300'000, 'x');
+  EXPECT_EQ(client.Ask(post + "Content-Length: 300000\r\n\r\n" + large).body.substr(4, 300'000), large);
+  // A byte at a time.
+  for (const char c : chunked + "1\r\nq\r\n0\r\n\r\n") client.Send({&c, 1});
+  EXPECT_TRUE(client.Read().body.starts_with("/p||q|"));
+
+  client.Send(post + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+  EXPECT_EQ(client.Read().status, 100U);
+  EXPECT_TRUE(client.Ask("ok").body.starts_with("/p||ok|"));
+  // Who has sent the body already needs no leave.
+  EXPECT_EQ(client.Ask(post + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\nok").status, 200U);
+  EXPECT_EQ(client.Ask(post + "Content-Length: 2\r\nExpect: wonders\r\n\r\nok").status, 417U);
+}
+
+TEST(Connection, SpeaksHttp10) {
+  Loopback loopback;
+  Client once(loopback.port());
+  const Answer answer = once.Ask("GET /a HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(answer.status, 200U);
+  EXPECT_TRUE(answer.Says("Connection: close"));
+  EXPECT_TRUE(once.IsClosed());
+
+  Client twice(loopback.port());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(twice.Ask("GET /a HTTP/1.0\r\nConnection: keep-alive\r\n\r\n").Says("Connection: keep-alive"));
+  }
+}
+
+TEST(Connection, NothingSplitsAHeader) {
+  Loopback loopback;
+  Client client(loopback.port());
+  const Answer answer = client.Get("/split?x");
+  EXPECT_TRUE(answer.Says("Location: xaSet-Cookie: b<html>"));
+  EXPECT_EQ(answer.head.find("Worse"), std::string::npos);
+  EXPECT_TRUE(answer.body.starts_with("/split|x|"));
+}
+
+TEST(Connection, RefusesWhatIsMalformed) {
+  struct Case {
+    std::string request;
+    unsigned status;
+    bool stays;  // the connection goes on
+  };
+  const std::string get = "GET / HTTP/1.1\r\n";
+  const std::string post = "POST / HTTP/1.1\r\n" + kHost;
+  const Case cases[] = {
+      {"GET / HTTP/1.1\r\n\r\n", 400, true},
+      {get + "Host: \r\n\r\n", 400, true},
+      {get + "Host: a b\r\n\r\n", 400, true},
+      {get + "Host: a\r\nHost: a\r\n\r\n", 400, true},
+      {get + "Host: [::1\r\n\r\n", 400, true},
+      {get + "Host: a:99999999\r\n\r\n", 400, true},
+      {"GET /%zz HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
+      {"GET /%00 HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
+      {"GET /../x HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
+      {"GET http:/// HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
+      {"GET http://h@x/ HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
+      {"OPTIONS * HTTP/1.1\r\n" + kHost + "\r\n", 405, true},
+      {"PUT / HTTP/1.1\r\n" + kHost + "\r\n", 405, true},
+      {"PUT / HTTP/1.1\r\n" + kHost + "Content-Length: 3\r\n\r\nabc", 405, false},
+      {"FLY / HTTP/1.1\r\n" + kHost + "\r\n", 501, true},
+      {post + "Content-Length: 1\r\nContent-Length: 1\r\n\r\na", 400, false},
+      {post + "Content-Length: 1, 1\r\n\r\na", 400, false},
+      {post + "Content-Length: -1\r\n\r\na", 400, false},
+      {post + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
+      {post + "Transfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
+      {post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 400, false},
+      {post + "Transfer-Encoding: identity\r\n\r\n", 400, false},
+      {"POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400, false},
+      {post + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", 400, false},
+      {post + "Content-Length : 1\r\n\r\na", 400, false},
+      {std::string("GET /\0 HTTP/1.1\r\n", 16) + kHost + "\r\n", 400, false},
+      {"GET /\x01 HTTP/1.1\r\n" + kHost + "\r\n", 400, false},
+      {"GET / HTTP/7.0\r\n" + kHost + "\r\n", 400, false},
+      {"\x16\x03\x01\x02\x01\x01\x01\r\n\r\n", 400, false},
+  };
+  Loopback loopback;
+  for (const Case& tried : cases) {
+    SCOPED_TRACE(tried.request);
+    Client client(loopback.port());
+    const Answer answer = client.Ask(tried.request);
+    EXPECT_EQ(answer.status, tried.status);
+    EXPECT_EQ(answer.Says("Connection: close"), !tried.stays);
+    EXPECT_EQ(answer.Says("Allow: GET, HEAD, POST"), tried.status == 405);
+    if (tried.stays) {
+      EXPECT_EQ(client.Get("/next").status, 200U);
+    } else {
+      client.EndSending();
+      EXPECT_TRUE(client.IsClosed());
+    }
+  }
+}
+
+TEST(Connection, SurvivesASiteThatFails) {
+  Loopback loopback;
+  Client client(loopback.port());
+  EXPECT_EQ(client.Get("/throw").status, 500U);
+  EXPECT_EQ(client.Get("/drop").status, 500U);
+  EXPECT_EQ(client.Get("/ok").status, 200U);
+}
+
+TEST(Connection, SurvivesAPeerThatDisappears) {
+  std::latch gone(1);
+  std::latch answered(1);
+  Loopback loopback;
+  loopback.site.wait = [&] {
+    gone.wait();
+    answered.count_down();
+  };
+  {
+    Client client(loopback.port());
+    client.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
+    // Reset rather than closed in peace, once the worker has the request.
+    std::this_thread::sleep_for(50ms);
+    const linger reset{1, 0};
+    ::setsockopt(client.socket(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
+  }
+  gone.count_down();
+  answered.wait();
+  {
+    // Gone in the middle of a large answer.
+    Client client(loopback.port());
+    client.Send("GET /large HTTP/1.1\r\n" + kHost + "\r\n");
+  }
+  loopback.site.wait = nullptr;
+  Client client(loopback.port());
+  EXPECT_EQ(client.Get("/worker").status, 200U);
+  EXPECT_EQ(client.Get("/large").body.size(), 8U * 1024 * 1024);
+}
+
+TEST(Connection, StopsWithARequestUnderWay) {
+  std::latch begun(1);
+  std::latch stopping(1);
+  Loopback loopback;
+  loopback.site.wait = [&] {
+    begun.count_down();
+    stopping.wait();
+  };
+  Client idle(loopback.port());
+  EXPECT_EQ(idle.Get("/").status, 200U);
+  Client busy(loopback.port());
+  busy.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
+  begun.wait();
+  loopback.server().Stop();
+  EXPECT_TRUE(idle.IsClosed());
+  EXPECT_FALSE(Client(loopback.port()).Get("/").status != 0);
+  stopping.count_down();
+  const Answer answer = busy.Read();
+  EXPECT_EQ(answer.status, 200U);
+  EXPECT_TRUE(answer.Says("Connection: close"));
+  EXPECT_TRUE(busy.IsClosed());
+  EXPECT_LT(loopback.Stop(), 1s);
+}
+
+TEST(Connection, StopsThoughARequestHangs) {
+  ServerOptions options;
+  options.limits.stop = 200ms;
+  std::latch begun(1);
+  std::latch release(1);
+  Loopback loopback(std::move(options));
+  loopback.site.wait = [&] {
+    begun.count_down();
+    release.wait();
+  };
+  Client client(loopback.port());
+  client.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
+  begun.wait();
+  EXPECT_LT(loopback.Stop(), 1s);
+  EXPECT_TRUE(client.IsClosed());
+  release.count_down();  // its answer is dropped
+}
+
+}  // namespace
+}  // namespace surva::wire

@@ -1,0 +1,195 @@
+// What a visitor may take, each limit with its answer.
+#include <sys/resource.h>
+
+#include <vector>
+
+#include "tests/wire/loopback.h"
+
+namespace surva::wire {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kHost = "Host: localhost\r\n";
+
+// Deadlines short enough to wait for, long enough for a busy machine.
+ServerOptions ShortLimits() {
+  ServerOptions options;
+  options.limits.header = 300ms;
+  options.limits.transfer = 300ms;
+  options.limits.stall = 400ms;
+  options.limits.idle = 300ms;
+  options.limits.linger = 300ms;
+  options.limits.sweep = 20ms;
+  options.limits.body_bytes = 10'000;
+  return options;
+}
+
+TEST(Limits, RefuseWhatIsTooLong) {
+  struct Case {
+    std::string request;
+    unsigned status;
+  };
+  const std::string get = "GET / HTTP/1.1\r\n" + kHost;
+  const std::string post = "POST / HTTP/1.1\r\n" + kHost;
+  const Case cases[] = {
+      {get + "Cookie: a=" + std::string(15'000, 'c') + "\r\n\r\n", 200},
+      {get + "Cookie: a=" + std::string(16'400, 'c') + "\r\n\r\n", 431},
+      {get + "Cookie: a=" + std::string(100'000, 'c'), 431},
+      {"GET /" + std::string(20'000, 'a') + " HTTP/1.1\r\n" + kHost + "\r\n", 431},
+      {post + "Content-Length: 10000\r\n\r\n" + std::string(10'000, 'b'), 200},
+      {post + "Content-Length: 10001\r\n\r\n", 413},
+      // Told at once, not after leave to send it.
+      {post + "Content-Length: 10001\r\nExpect: 100-continue\r\n\r\n", 413},
+      {post + "Content-Length: 99999999999999999999999\r\n\r\n", 400},
+      {post + "Transfer-Encoding: chunked\r\n\r\n1388\r\n" + std::string(5000, 'b') + "\r\n1389\r\n" +
+           std::string(5001, 'b') + "\r\n0\r\n\r\n",
+       413},
+      {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(30'000, 'x'), 400},
+  };
+  ServerOptions options;
+  options.limits.body_bytes = 10'000;
+  Loopback loopback(std::move(options));
+  for (const Case& tried : cases) {
+    SCOPED_TRACE(tried.request.substr(0, 120));
+    Client client(loopback.port());
+    const Answer answer = client.Ask(tried.request);
+    EXPECT_EQ(answer.status, tried.status);
+    EXPECT_EQ(answer.Says("Connection: close"), tried.status != 200);
+  }
+}
+
+TEST(Limits, OneDeadlineForTheWholeHeader) {
+  Loopback loopback(ShortLimits());
+  Client client(loopback.port());
+  const auto begin = std::chrono::steady_clock::now();
+  client.Send("GET / HTTP/1.1\r\n");
+  // Going on with it wins no time.
+  for (int i = 0; i < 20; ++i) {
+    client.Send("X: y\r\n");
+    std::this_thread::sleep_for(20ms);
+  }
+  const Answer answer = client.Read();
+  EXPECT_EQ(answer.status, 408U);
+  EXPECT_TRUE(answer.Says("Connection: close"));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 1500ms);
+
+  // The second header has its own, which does not begin before its first byte.
+  Client second(loopback.port());
+  EXPECT_EQ(second.Get("/").status, 200U);
+  std::this_thread::sleep_for(200ms);
+  second.Send("GET / HT");
+  std::this_thread::sleep_for(200ms);
+  EXPECT_EQ(second.Ask("TP/1.1\r\n" + kHost + "\r\n").status, 200U);
+}
+
+TEST(Limits, ABodyMustComeAtARate) {
+  ServerOptions options = ShortLimits();
+  options.limits.bytes_per_second = 1000;
+  Loopback loopback(std::move(options));
+  const std::string head = "POST / HTTP/1.1\r\n" + kHost + "Content-Length: 10000\r\n\r\n";
+  Client slow(loopback.port());
+  slow.Send(head + "b");
+  EXPECT_EQ(slow.Read().status, 408U);
+
+  // Five times the head start in all, but at twice the rate.
+  Client steady(loopback.port());
+  steady.Send(head);
+  for (int i = 0; i < 15; ++i) {
+    steady.Send(std::string(200, 'b'));
+    std::this_thread::sleep_for(100ms);
+  }
+  steady.Send(std::string(7000, 'b'));
+  EXPECT_EQ(steady.Read().status, 200U);
+}
+
+TEST(Limits, AnAnswerMustBeTaken) {
+  Loopback loopback(ShortLimits());
+  Client steady(loopback.port());
+  steady.Send("GET /large HTTP/1.1\r\n" + kHost + "\r\n");
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(steady.Read().body.size(), 8U * 1024 * 1024);
+  // What the sockets' buffers took at once does not buy a long pause.
+  Client late(loopback.port());
+  late.Send("GET /large HTTP/1.1\r\n" + kHost + "\r\n");
+  std::this_thread::sleep_for(1s);
+  EXPECT_LT(late.Read().body.size(), 8U * 1024 * 1024);
+}
+
+TEST(Limits, IdleConnectionsAreClosedInSilence) {
+  Loopback loopback(ShortLimits());
+  Client unused(loopback.port());
+  Client used(loopback.port());
+  EXPECT_EQ(used.Get("/").status, 200U);
+  EXPECT_TRUE(used.IsClosed());
+  EXPECT_TRUE(unused.IsClosed());
+}
+
+TEST(Limits, ConnectionsInAllAndPerAddress) {
+  for (const auto& [in_all, per_address, status] : {std::tuple(2, 100, 503U), std::tuple(100, 2, 429U)}) {
+    ServerOptions options;
+    options.limits.connections = static_cast<std::size_t>(in_all);
+    options.limits.connections_per_address = static_cast<std::size_t>(per_address);
+    Loopback loopback(options);
+    Client first(loopback.port());
+    EXPECT_EQ(first.Get("/").status, 200U);
+    {
+      Client second(loopback.port());
+      EXPECT_EQ(second.Get("/").status, 200U);
+      Client third(loopback.port());
+      const Answer refused = third.Get("/");
+      EXPECT_EQ(refused.status, status);
+      EXPECT_TRUE(refused.Says("Retry-After: 5"));
+      EXPECT_TRUE(third.IsClosed());
+    }
+    // There is room again as soon as the server has seen the others go.
+    Answer again;
+    for (int i = 0; i < 100 && again.status != 200; ++i) {
+      std::this_thread::sleep_for(10ms);
+      again = Client(loopback.port()).Get("/");
+    }
+    EXPECT_EQ(again.status, 200U);
+    EXPECT_EQ(first.Get("/").status, 200U);
+  }
+
+  ServerOptions options;
+  options.limits.connections_per_address = 1;
+  options.trusted_proxies = TrustedProxies({"127.0.0.0/8"});
+  Loopback behind_proxy(std::move(options));
+  Client first(behind_proxy.port());
+  Client second(behind_proxy.port());
+  EXPECT_EQ(first.Get("/").status, 200U);
+  EXPECT_EQ(second.Get("/").status, 200U);
+}
+
+TEST(Limits, RunningOutOfDescriptorsPassesBy) {
+  Loopback loopback;
+  Client client(loopback.port());
+  EXPECT_EQ(client.Get("/").status, 200U);
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  // The next client takes the last descriptor that there is; the server finds none for its end.
+  const int next = ::dup(0);
+  ::close(next);
+  rlimit low = limit;
+  low.rlim_cur = static_cast<rlim_t>(next) + 1;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+  Client waiting(loopback.port());
+  EXPECT_TRUE(waiting.connected());
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(client.Get("/").status, 200U);
+  rusage before{};
+  getrusage(RUSAGE_SELF, &before);
+  std::this_thread::sleep_for(300ms);
+  rusage after{};
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_utime.tv_usec + after.ru_stime.tv_usec +
+                1'000'000 * (after.ru_utime.tv_sec + after.ru_stime.tv_sec) - before.ru_utime.tv_usec -
+                before.ru_stime.tv_usec - 1'000'000 * (before.ru_utime.tv_sec + before.ru_stime.tv_sec),
+            150'000);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(waiting.Get("/").status, 200U);
+}
+
+}  // namespace
+}  // namespace surva::wire

@@ -1,0 +1,171 @@
+// A server on the loopback interface with a small site behind it, and a client that speaks bytes.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "host/worker_pool.h"
+#include "wire/server.h"
+
+namespace surva::wire {
+
+struct Answer {
+  unsigned status = 0;  // 0 if none came
+  std::string head;
+  std::string body;
+
+  bool Says(std::string_view line) const { return head.find("\r\n" + std::string(line) + "\r\n") != std::string::npos; }
+};
+
+// One connection. Reads wait for two seconds at most.
+class Client {
+ public:
+  explicit Client(unsigned short port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    connected_ = ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  }
+  ~Client() { ::close(socket_); }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  bool connected() const { return connected_; }
+  int socket() const { return socket_; }
+
+  void Send(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (sent <= 0) return;
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+  }
+  void EndSending() { ::shutdown(socket_, SHUT_WR); }
+
+  // The next answer; `bodiless` for one to HEAD.
+  Answer Read(bool bodiless = false) {
+    Answer answer;
+    std::size_t end = 0;
+    while ((end = received_.find("\r\n\r\n")) == std::string::npos) {
+      if (!Receive()) return answer;
+    }
+    answer.head = received_.substr(0, end + 2);
+    received_.erase(0, end + 4);
+    answer.status = static_cast<unsigned>(std::atoi(answer.head.substr(9, 3).c_str()));
+    const std::size_t field = answer.head.find("\r\nContent-Length: ");
+    const std::size_t length =
+        bodiless || field == std::string::npos ? 0 : std::strtoul(answer.head.c_str() + field + 18, nullptr, 10);
+    while (received_.size() < length && Receive()) {
+    }
+    answer.body = received_.substr(0, length);
+    received_.erase(0, length);
+    return answer;
+  }
+  Answer Ask(std::string_view bytes) {
+    Send(bytes);
+    return Read();
+  }
+  Answer Get(std::string_view target) {
+    return Ask("GET " + std::string(target) + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  }
+
+  // Whether the server closes the connection without another byte.
+  bool IsClosed() { return !Receive() && received_.empty() && ended_; }
+
+ private:
+  bool Receive() {
+    pollfd ready{socket_, POLLIN, 0};
+    if (::poll(&ready, 1, 2000) <= 0) return false;
+    char bytes[65536];
+    const ssize_t count = ::recv(socket_, bytes, sizeof(bytes), 0);
+    ended_ = count <= 0;
+    if (count > 0) received_.append(bytes, static_cast<std::size_t>(count));
+    return count > 0;
+  }
+
+  int socket_;
+  bool connected_ = false;
+  bool ended_ = false;
+  std::string received_;
+};
+
+// Answers with what it was told of the request; /worker from another thread, /throw and /drop not at all.
+class EchoSite : public Site {
+ public:
+  void Handle(HttpRequest request, Respond respond) override {
+    if (request.path == "/throw") throw std::runtime_error("a page fails");
+    if (request.path == "/drop") return;
+    HttpResponse response;
+    response.content_type = "text/plain";
+    response.body = request.path + "|" + request.query + "|" + request.body + "|" + request.remote_addr + "|" +
+                    request.server_name + "|" + (request.https ? "on" : "off");
+    if (request.path == "/split") {
+      response.headers.emplace_back("Location", request.query + "a\r\nSet-Cookie: b\n\r\n<html>");
+      response.headers.emplace_back("X-Bad\r\nX-Worse", "c");
+    }
+    if (request.path == "/large") response.body.assign(8 * 1024 * 1024, 'l');
+    if (request.path == "/static") response.static_body = "unmoved";
+    if (request.path != "/worker") return respond(std::move(response));
+    workers_.TryPost([wait = wait, response, respond] {
+      if (wait) wait();
+      respond(response);
+    });
+  }
+
+  std::function<void()> wait;  // what /worker does before it answers
+
+ private:
+  host::WorkerPool workers_{2, 16};
+};
+
+class SilentLog final : public Log {
+ public:
+  void Access(const AccessEntry&) override {}
+  void Info(std::string_view) override {}
+  void Warning(std::string_view) override {}
+  void Error(std::string_view) override {}
+};
+
+class Loopback {
+ public:
+  explicit Loopback(ServerOptions options = {}) : server_(std::make_unique<Server>(std::move(options), site, log_)) {
+    thread_ = std::thread([this] { server_->Run(); });
+  }
+  ~Loopback() { Stop(); }
+
+  unsigned short port() const { return server_->port(); }
+  Server& server() { return *server_; }
+  // Stops the server and gives the time that it took.
+  std::chrono::milliseconds Stop() {
+    const auto begin = std::chrono::steady_clock::now();
+    server_->Stop();
+    if (thread_.joinable()) thread_.join();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+  }
+
+ private:
+  SilentLog log_;
+
+ public:
+  EchoSite site;
+
+ private:
+  std::unique_ptr<Server> server_;
+  std::thread thread_;
+};
+
+}  // namespace surva::wire

@@ -1,0 +1,117 @@
+// What is read out of a request: its target, its host, what a proxy says of it.
+#include <gtest/gtest.h>
+
+#include "tests/wire/loopback.h"
+#include "wire/proxy.h"
+#include "wire/request_target.h"
+
+namespace surva::wire {
+namespace {
+
+TEST(RequestTarget, IsDecodedAndResolved) {
+  struct Case {
+    std::string_view target, path, query, authority;
+  };
+  const Case cases[] = {
+      {"/", "/", "", ""},
+      {"/a/b.asp?x=%zz&y=../", "/a/b.asp", "x=%zz&y=../", ""},
+      {"/a%2Fb%20c", "/a/b c", "", ""},
+      {"/a%e9", "/a\xe9", "", ""},
+      {"/a/./b/../c", "/a/c", "", ""},
+      {"/a/..", "/", "", ""},
+      {"/a/b/..", "/a/", "", ""},
+      {"/a/.", "/a/", "", ""},
+      {"//a///b//", "/a/b/", "", ""},
+      {"/a/%2e%2E/b", "/b", "", ""},
+      {"/.a/..b/c..", "/.a/..b/c..", "", ""},
+      {"/a\\..\\b", "/a\\..\\b", "", ""},
+      {"http://Host:80/a?b", "/a", "b", "Host:80"},
+      {"HTTPS://host", "/", "", "host"},
+      {"http://host?b", "/", "b", "host"},
+  };
+  for (const Case& tried : cases) {
+    SCOPED_TRACE(tried.target);
+    const auto target = ReadTarget(tried.target);
+    ASSERT_TRUE(target);
+    EXPECT_EQ(target->path, tried.path);
+    EXPECT_EQ(target->query, tried.query);
+    EXPECT_EQ(target->authority, tried.authority);
+  }
+  for (const std::string_view refused :
+       {"", "*", "a", "/..", "/a/../..", "/%2e%2e/", "/..%2f", "/%", "/%4", "/%4g", "/%00", "/%0a", "/%7f", "/\t",
+        "/?a\x01", "ftp://host/", "http://", "http:///a", "host:80"}) {
+    EXPECT_FALSE(ReadTarget(refused)) << refused;
+  }
+}
+
+TEST(RequestHost, IsCheckedAndLosesItsPort) {
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"Example.ORG", "example.org"},     {"a_b-c:8080", "a_b-c"}, {"127.0.0.1:", "127.0.0.1"}, {"[::1]:80", "[::1]"},
+      {"[2001:DB8::1]", "[2001:db8::1]"},
+  };
+  for (const auto& [host, name] : cases) EXPECT_EQ(ReadHost(host).value_or(""), name) << host;
+  const std::string long_name(256, 'a');
+  for (const std::string_view refused : {"", ":80", "a:b", "a:1:2", "a/b", "a b", "a@b", "a,b", ".a", "[::1", "[x]",
+                                         "[::1]x", "[fe80::1%eth0]", "a:123456", "\xe9", long_name.c_str()}) {
+    EXPECT_FALSE(ReadHost(refused)) << refused;
+  }
+}
+
+TEST(TrustedProxies, KnowAddressesAndRanges) {
+  const TrustedProxies proxies({"10.2.0.0/15", "192.0.2.7", "fd00::/8", "2001:db8::5"});
+  const std::pair<const char*, bool> cases[] = {
+      {"10.3.2.3", true},     {"10.1.255.255", false},   {"10.4.0.0", false}, {"192.0.2.7", true},
+      {"192.0.2.8", false},   {"fdff::1", true},         {"fe00::1", false},  {"2001:db8::5", true},
+      {"2001:db8::6", false}, {"::ffff:10.2.2.3", true},
+  };
+  for (const auto& [address, trusted] : cases) {
+    EXPECT_EQ(proxies.Contains(boost::asio::ip::make_address(address)), trusted) << address;
+  }
+  for (const char* refused : {"", "proxy", "10.0.0.0/33", "10.0.0.0/", "10.0.0.0/x", "::/129", "10.0.0"}) {
+    EXPECT_THROW(TrustedProxies({refused}), std::invalid_argument) << refused;
+  }
+}
+
+TEST(TrustedProxies, TheirWordCounts) {
+  struct Case {
+    std::string_view forwarded_for, proto, host;
+    std::string_view remote_addr, server_name;
+    bool https;
+  };
+  const Case cases[] = {
+      {"", "", "", "10.0.0.1", "inner", false},
+      {"203.0.113.9", "https", "Outer.example:443", "203.0.113.9", "outer.example", true},
+      {"203.0.113.9:1234", "HTTPS", "", "203.0.113.9", "inner", true},
+      {"\"x\", [2001:db8::9]:80", "http", "", "2001:db8::9", "inner", false},
+      // What stands left of the first stranger may be made up by him.
+      {"1.1.1.1, 203.0.113.9, 10.0.0.2", "", "", "203.0.113.9", "inner", false},
+      {"10.0.0.3 ,10.0.0.2", "", "", "10.0.0.3", "inner", false},
+      {"1.1.1.1, unknown", "gopher", "a b", "10.0.0.1", "inner", false},
+      {"1.1.1.1,", "", "", "10.0.0.1", "inner", false},
+      {"<script>", "", "evil, good", "10.0.0.1", "good", false},
+  };
+  const TrustedProxies proxies({"10.0.0.0/8"});
+  for (const Case& tried : cases) {
+    SCOPED_TRACE(tried.forwarded_for);
+    Visitor visitor{"10.0.0.1", "inner", false};
+    proxies.Correct(visitor, tried.forwarded_for, tried.proto, tried.host);
+    EXPECT_EQ(visitor.remote_addr, tried.remote_addr);
+    EXPECT_EQ(visitor.server_name, tried.server_name);
+    EXPECT_EQ(visitor.https, tried.https);
+  }
+}
+
+TEST(TrustedProxies, OthersAreNotHeard) {
+  const std::string request =
+      "GET http://Inner:80/ HTTP/1.1\r\nHost: other\r\nX-Forwarded-For: 1.1.1.1\r\nX-Forwarded-For: 203.0.113.9\r\n"
+      "X-Forwarded-Proto: https\r\nX-Forwarded-Host: outer\r\n\r\n";
+  Loopback direct;
+  EXPECT_EQ(Client(direct.port()).Ask(request).body, "/|||127.0.0.1|inner|off");
+  ServerOptions options;
+  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
+  Loopback proxied(std::move(options));
+  EXPECT_EQ(Client(proxied.port()).Ask(request).body, "/|||203.0.113.9|outer|on");
+}
+
+}  // namespace
+}  // namespace surva::wire

@@ -1,0 +1,24 @@
+// A request's target and its host, read and checked (RFC 9112, section 3.2; RFC 3986).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace surva::wire {
+
+struct RequestTarget {
+  std::string path;            // percent-decoded, dot segments resolved, doubled slashes made one; begins with "/"
+  std::string_view query;      // as it was sent, without the "?"
+  std::string_view authority;  // of an absolute address, else empty
+};
+
+// Reads "/path?query" or "http://host/path?query". Nothing if it is malformed: an escape that is none, a control
+// character, a path that climbs above its root. The views point into `target`.
+std::optional<RequestTarget> ReadTarget(std::string_view target);
+
+// The server's name in "host", "host:port" or "[address]:port", in small letters and without the port. Nothing if it is
+// no host by form.
+std::optional<std::string> ReadHost(std::string_view host);
+
+}  // namespace surva::wire
