@@ -39,16 +39,21 @@ std::string DecodeEscapes(std::string_view text) {
 }
 
 DecodedForm Refused(unsigned status) {
-  return {{}, status};
+  return {.values = {}, .refusal = status};
 }
 
-// Adds a field in windows-1252; gives the status that refuses it, or 0.
-unsigned AddField(NameValues& values, std::string name, std::string value) {
+std::string Letters(std::string bytes, FormRules rules) {
+  if (IsAscii(bytes)) return bytes;
+  // Bytes that are no UTF-8 were written by something older.
+  if (rules.letters == FormRules::Letters::kUtf8 && IsUtf8(bytes)) return WithReferences(bytes);
+  return FromWindows1252(bytes);
+}
+
+// Adds a field; gives the status that refuses it, or 0.
+unsigned AddField(NameValues& values, std::string name, std::string value, FormRules rules) {
   if (values.size() >= kMostFields) return 413;
   if (name.find('\0') != std::string::npos || value.find('\0') != std::string::npos) return 400;
-  if (!IsAscii(name)) name = FromWindows1252(name);
-  if (!IsAscii(value)) value = FromWindows1252(value);
-  values.emplace_back(std::move(name), std::move(value));
+  values.emplace_back(Letters(std::move(name), rules), Letters(std::move(value), rules));
   return 0;
 }
 
@@ -114,7 +119,7 @@ std::string_view Disposition(std::string_view head) {
 }
 
 // RFC 7578, read as RFC 2046 has it.
-DecodedForm DecodeMultipart(std::string_view body, const std::string& boundary) {
+DecodedForm DecodeMultipart(std::string_view body, const std::string& boundary, FormRules rules) {
   DecodedForm form;
   const std::string delimiter = "\r\n--" + boundary;
   std::string_view rest = body;
@@ -141,15 +146,21 @@ DecodedForm DecodeMultipart(std::string_view body, const std::string& boundary) 
 
     const std::string* name = disposition.Find("name");
     if (!EqualNames(disposition.word(), "form-data") || name == nullptr) return Refused(400);
-    if (disposition.Find("filename") != nullptr || disposition.Find("filename*") != nullptr) return Refused(415);
-    if (const unsigned refusal = AddField(form.values, *name, std::string(content))) return Refused(refusal);
+    const std::string* file_name = disposition.Find("filename");
+    if (file_name != nullptr && rules.files) {
+      if (form.files.size() >= kMostFields) return Refused(413);
+      form.files.push_back({Letters(*name, rules), Letters(*file_name, rules), std::string(content)});
+      continue;
+    }
+    if (file_name != nullptr || disposition.Find("filename*") != nullptr) return Refused(415);
+    if (const unsigned refusal = AddField(form.values, *name, std::string(content), rules)) return Refused(refusal);
   }
   return form;
 }
 
 }  // namespace
 
-DecodedForm DecodeUrlEncoded(std::string_view text) {
+DecodedForm DecodeUrlEncoded(std::string_view text, FormRules rules) {
   DecodedForm form;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('&'), text.size());
@@ -158,21 +169,22 @@ DecodedForm DecodeUrlEncoded(std::string_view text) {
     if (pair.empty()) continue;
     const std::size_t equals = std::min(pair.find('='), pair.size());
     const std::string_view value = pair.substr(std::min(equals + 1, pair.size()));
-    if (const unsigned refusal = AddField(form.values, DecodeEscapes(pair.substr(0, equals)), DecodeEscapes(value))) {
+    if (const unsigned refusal =
+            AddField(form.values, DecodeEscapes(pair.substr(0, equals)), DecodeEscapes(value), rules)) {
       return Refused(refusal);
     }
   }
   return form;
 }
 
-DecodedForm DecodeBody(std::string_view content_type, std::string_view body) {
+DecodedForm DecodeBody(std::string_view content_type, std::string_view body, FormRules rules) {
   const Parameters type(content_type);
   if (body.empty() && content_type.empty()) return {};
-  if (EqualNames(type.word(), "application/x-www-form-urlencoded")) return DecodeUrlEncoded(body);
+  if (EqualNames(type.word(), "application/x-www-form-urlencoded")) return DecodeUrlEncoded(body, rules);
   if (EqualNames(type.word(), "multipart/form-data")) {
     const std::string* boundary = type.Find("boundary");
     if (boundary == nullptr || boundary->empty() || boundary->size() > kLongestBoundary) return Refused(400);
-    return DecodeMultipart(body, *boundary);
+    return DecodeMultipart(body, *boundary, rules);
   }
   return Refused(415);
 }

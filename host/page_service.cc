@@ -8,32 +8,14 @@
 #include <memory>
 #include <utility>
 
-#include "design/create_form.h"
-#include "filling/fill_form.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
-#include "records/record_page.h"
-#include "reporting/browse.h"
-#include "reporting/start_page.h"
-#include "reporting/stat.h"
-#include "scheduling/list.h"
-#include "scheduling/schedule.h"
 #include "wire/response_head.h"
 
 namespace surva::host {
 namespace {
 
 constexpr std::string_view kCookie = "surva_visit";
-
-template <class Page>
-std::unique_ptr<PageObject> Make(PageContext& context) {
-  return std::make_unique<Page>(context);
-}
-
-template <const records::Description& kRecord>
-std::unique_ptr<PageObject> MakeRecordPage(PageContext& context) {
-  return std::make_unique<RecordPage>(context, kRecord);
-}
 
 std::string_view CookieOf(std::string_view header) {
   while (!header.empty()) {
@@ -114,20 +96,6 @@ wire::HttpResponse AnswerOf(Response& response) {
 
 }  // namespace
 
-const PageService::Route PageService::kRoutes[11] = {
-    {"/surva.asp", Make<FillForm>},
-    {"/admin/default.asp", Make<StartPage>},
-    {"/admin/createform.asp", Make<CreateForm>},
-    {"/admin/schedule.asp", Make<Schedule>},
-    {"/admin/list.asp", Make<List>},
-    {"/admin/company.asp", MakeRecordPage<records::kCompany>},
-    {"/admin/student.asp", MakeRecordPage<records::kStudent>},
-    {"/admin/trainer.asp", MakeRecordPage<records::kTrainer>},
-    {"/admin/training.asp", MakeRecordPage<records::kTraining>},
-    {"/admin/stat.asp", Make<Stat>},
-    {"/admin/browse.asp", Make<Browse>},
-};
-
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
                          wire::Log& log, const Clock& clock)
     : options_(std::move(options)),
@@ -142,22 +110,24 @@ PageService::PageService(Options options, data::Database& database, const Static
 
 void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   const std::string path = LowerName(request.path);
-  const auto* const route =
-      std::find_if(std::begin(kRoutes), std::end(kRoutes), [&](const Route& r) { return r.path == path; });
-  if (route != std::end(kRoutes)) {
+  if (const Route* route = FindRoute(path); route != nullptr) {
     // Shared with the job, which may be dropped for want of room.
     struct Order {
       wire::HttpRequest request;
       wire::Respond respond;
     };
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond)});
-    const bool taken =
-        sessions_.Run(CookieOf(order->request.cookie), [this, order, make = route->make](std::shared_ptr<Visit> visit) {
-          wire::HttpResponse answer = ServePage(order->request, make, *visit);
-          // The turn ends first: who asks again at once finds his session free.
-          visit.reset();
-          order->respond(std::move(answer));
-        });
+    bool taken = false;
+    if (route->make != nullptr) {
+      taken = sessions_.Run(CookieOf(order->request.cookie), [this, order, route](std::shared_ptr<Visit> visit) {
+        wire::HttpResponse answer = ServePage(order->request, *route, *visit);
+        // The turn ends first: who asks again at once finds his session free.
+        visit.reset();
+        order->respond(std::move(answer));
+      });
+    } else {
+      taken = workers_.TryPost([this, order, route] { order->respond(ServeDesk(order->request, *route)); });
+    }
     if (!taken) order->respond(Overrun());
     return;
   }
@@ -175,7 +145,7 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   respond(file ? std::move(*file) : wire::StatusPage(404));
 }
 
-wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, MakePage make, Visit& visit) try {
+wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const Route& route, Visit& visit) try {
   DecodedForm query = DecodeUrlEncoded(http.query);
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
   DecodedForm form;
@@ -193,7 +163,7 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, MakePag
   PageContext context{request, response, session, connection, options_.owner, clock_, [&](const Fault& fault) {
                         log_.Warning(http.path + ": " + fault.description() + " " + fault.detail());
                       }};
-  make(context)->Serve();
+  route.make(context)->Serve();
 
   visit.Save(connection);
   connection.Commit();
@@ -206,6 +176,32 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, MakePag
   }
   return answer;
 } catch (const std::exception& failure) {
+  return Failed(http, failure);
+}
+
+wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const Route& route) try {
+  constexpr FormRules kRules{.letters = FormRules::Letters::kUtf8, .files = true};
+  DecodedForm query = DecodeUrlEncoded(http.query, kRules);
+  if (query.refusal != 0) return wire::StatusPage(query.refusal);
+  DecodedForm form;
+  if (http.method == wire::HttpRequest::Method::kPost) {
+    form = DecodeBody(http.content_type, http.body, kRules);
+    if (form.refusal != 0) return wire::StatusPage(form.refusal);
+  }
+  const Request request(std::move(query.values), std::move(form.values),
+                        {http.remote_addr, http.path, http.server_name, http.https});
+  const guard::Person person;
+  data::Connection connection(database_);
+  desk::Context context{http,           request, form.files, connection,         database_,
+                        options_.owner, clock_,  person,     MenuOf(person.role)};
+  wire::HttpResponse answer = route.desk(context);
+  connection.Commit();
+  return answer;
+} catch (const std::exception& failure) {
+  return Failed(http, failure);
+}
+
+wire::HttpResponse PageService::Failed(const wire::HttpRequest& http, const std::exception& failure) {
   log_.Error(http.path + ": " + failure.what());
   const auto* fault = dynamic_cast<const Fault*>(&failure);
   const bool down = fault != nullptr && fault->number() == FaultNumber::kConnectionFailed;

@@ -7,6 +7,7 @@
 
 #include "frame/data/database.h"
 #include "frame/page_object.h"
+#include "host/routes.h"
 #include "host/static_site.h"
 #include "host/visitor_sessions.h"
 #include "host/worker_pool.h"
@@ -32,14 +33,10 @@ class PageService final : public wire::Site {
   void Purge();
 
  private:
-  using MakePage = std::unique_ptr<PageObject> (*)(PageContext&);
-  struct Route {
-    std::string_view path;  // in small letters
-    MakePage make;
-  };
-  static const Route kRoutes[11];
-
-  wire::HttpResponse ServePage(const wire::HttpRequest& request, MakePage make, Visit& visit);
+  wire::HttpResponse ServePage(const wire::HttpRequest& request, const Route& route, Visit& visit);
+  wire::HttpResponse ServeDesk(const wire::HttpRequest& request, const Route& route);
+  // The answer to a request that could not be carried out.
+  wire::HttpResponse Failed(const wire::HttpRequest& request, const std::exception& failure);
   wire::HttpResponse Health();
 
   const Options options_;

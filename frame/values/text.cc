@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 
 namespace surva {
@@ -186,6 +187,59 @@ std::string ToWindows1252(std::string_view text) {
     }
   }
   return bytes;
+}
+
+bool IsUtf8(std::string_view text) {
+  text.remove_prefix(AsciiPrefix(text));
+  while (!text.empty()) {
+    const std::int32_t code = TakeCharacter(text);
+    if (code >= 0xDC80 && code <= 0xDCFF) return false;
+  }
+  return true;
+}
+
+std::string WithReferences(std::string_view text) {
+  return IsAscii(text) ? std::string(text) : FromWindows1252(ToWindows1252(text));
+}
+
+std::string WithLetters(std::string_view text) {
+  std::string plain;
+  while (!text.empty()) {
+    const std::size_t at = std::min(text.find("&#"), text.size());
+    plain += text.substr(0, at);
+    text.remove_prefix(at);
+    if (text.empty()) break;
+    std::uint32_t code = 0;
+    const auto [end, error] = std::from_chars(text.data() + 2, text.data() + text.size(), code);
+    std::array<utf8proc_uint8_t, 4> letter{};
+    const bool is_letter = error == std::errc() && end != text.data() + text.size() && *end == ';' && code > 0xFF &&
+                           utf8proc_codepoint_valid(static_cast<utf8proc_int32_t>(code));
+    if (!is_letter) {
+      plain += "&#";
+      text.remove_prefix(2);
+      continue;
+    }
+    const auto length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(code), letter.data());
+    plain.append(reinterpret_cast<const char*>(letter.data()), static_cast<std::size_t>(length));
+    text.remove_prefix(static_cast<std::size_t>(end + 1 - text.data()));
+  }
+  return plain;
+}
+
+std::string PercentEncoded(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : text) {
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+                       c == '.' || c == '_' || c == '~';
+    const auto byte = static_cast<unsigned char>(c);
+    if (plain) {
+      encoded += c;
+    } else {
+      encoded += {'%', kDigits[byte / 16], kDigits[byte % 16]};
+    }
+  }
+  return encoded;
 }
 
 }  // namespace surva

@@ -27,5 +27,14 @@ std::string FromWindows1252(std::string_view bytes);
 // What windows-1252 lacks becomes a decimal character reference.
 std::string ToWindows1252(std::string_view text);
 bool IsAscii(std::string_view text);
+bool IsUtf8(std::string_view text);
+
+// Letters that windows-1252 lacks come from browsers, and stand in the database, as decimal character references
+// ("&#322;"). WithReferences makes of any text what a browser would have posted; WithLetters gives the letters back.
+std::string WithReferences(std::string_view text);
+std::string WithLetters(std::string_view text);
+
+// A text as a part of an address's path or query: all but letters, digits, "-", ".", "_" and "~" as %XX.
+std::string PercentEncoded(std::string_view text);
 
 }  // namespace surva

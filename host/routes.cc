@@ -1,0 +1,124 @@
+#include "host/routes.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "design/create_form.h"
+#include "filling/fill_form.h"
+#include "records/record_page.h"
+#include "reporting/browse.h"
+#include "reporting/start_page.h"
+#include "reporting/stat.h"
+#include "scheduling/list.h"
+#include "scheduling/schedule.h"
+
+namespace surva::host {
+namespace {
+
+using guard::Role;
+using guard::Roles;
+
+template <class Page>
+std::unique_ptr<PageObject> Make(PageContext& context) {
+  return std::make_unique<Page>(context);
+}
+
+template <const records::Description& kRecord>
+std::unique_ptr<PageObject> MakeRecordPage(PageContext& context) {
+  return std::make_unique<RecordPage>(context, kRecord);
+}
+
+constexpr Roles kPlanner{Role::kPlanner};
+constexpr Roles kDesigner{Role::kDesigner};
+constexpr Roles kAnalyst{Role::kAnalyst};
+
+constexpr Route kRoutes[] = {
+    {.path = "/surva.asp", .roles = {}, .make = Make<FillForm>},
+    {.path = "/admin/default.asp",
+     .roles = Roles::All(),
+     .make = Make<StartPage>,
+     .group = "Start",
+     .caption = "Start",
+     .address = "/admin/default.asp"},
+    {.path = "/admin/createform.asp",
+     .roles = kDesigner,
+     .make = Make<CreateForm>,
+     .group = "Survas",
+     .caption = "Survas",
+     .address = "/admin/CreateForm.asp"},
+    {.path = "/admin/schedule.asp",
+     .roles = kPlanner,
+     .make = Make<Schedule>,
+     .group = "Planning",
+     .caption = "Events",
+     .address = "/admin/schedule.asp?Action=P"},
+    // The PIN list belongs to one event and is reached from there.
+    {.path = "/admin/list.asp", .roles = kPlanner, .make = Make<List>},
+    {.path = "/admin/company.asp",
+     .roles = kPlanner,
+     .make = MakeRecordPage<records::kCompany>,
+     .group = "Records",
+     .caption = "Companies",
+     .address = "/admin/company.asp?Action=P"},
+    {.path = "/admin/student.asp",
+     .roles = kPlanner,
+     .make = MakeRecordPage<records::kStudent>,
+     .group = "Records",
+     .caption = "Students",
+     .address = "/admin/student.asp?Action=P"},
+    {.path = "/admin/trainer.asp",
+     .roles = kPlanner,
+     .make = MakeRecordPage<records::kTrainer>,
+     .group = "Records",
+     .caption = "Trainers",
+     .address = "/admin/Trainer.asp?Action=P"},
+    {.path = "/admin/training.asp",
+     .roles = kPlanner,
+     .make = MakeRecordPage<records::kTraining>,
+     .group = "Records",
+     .caption = "Trainings",
+     .address = "/admin/training.asp?Action=P"},
+    {.path = "/admin/stat.asp",
+     .roles = kAnalyst,
+     .make = Make<Stat>,
+     .group = "Reports",
+     .caption = "Statistics",
+     .address = "/admin/stat.asp?Action=P"},
+    {.path = "/admin/browse.asp",
+     .roles = kAnalyst,
+     .make = Make<Browse>,
+     .group = "Reports",
+     .caption = "Filled forms",
+     .address = "/admin/browse.asp"},
+    {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
+};
+
+std::vector<desk::PageLink> MakeMenu(Role role) {
+  std::vector<desk::PageLink> menu;
+  for (const Route& route : kRoutes) {
+    if (!route.caption.empty() && route.roles.Contains(role)) {
+      menu.push_back({route.address, route.caption, route.group});
+    }
+  }
+  return menu;
+}
+
+}  // namespace
+
+std::span<const Route> Routes() {
+  return kRoutes;
+}
+
+const Route* FindRoute(std::string_view path) {
+  const auto* const found = std::ranges::find(kRoutes, path, &Route::path);
+  return found == std::end(kRoutes) ? nullptr : found;
+}
+
+const std::vector<desk::PageLink>& MenuOf(Role role) {
+  static const std::array<std::vector<desk::PageLink>, 4> menus = {MakeMenu(Role::kOwner), MakeMenu(Role::kPlanner),
+                                                                   MakeMenu(Role::kDesigner), MakeMenu(Role::kAnalyst)};
+  return menus[static_cast<std::size_t>(role)];
+}
+
+}  // namespace surva::host
