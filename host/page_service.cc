@@ -11,6 +11,7 @@
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
 #include "wire/response_head.h"
+#include "wire/status_page.h"
 
 namespace surva::host {
 namespace {
@@ -72,9 +73,7 @@ wire::HttpResponse Redirection(std::string location) {
 }
 
 wire::HttpResponse Overrun() {
-  wire::HttpResponse answer = wire::StatusPage(503, "The server is busy. Please try again in a moment.");
-  answer.headers.emplace_back("Retry-After", "2");
-  return answer;
+  return wire::StatusPage(503, "The server is busy. Please try again in a moment.", std::chrono::seconds(2));
 }
 
 wire::HttpResponse AnswerOf(Response& response) {
@@ -119,12 +118,13 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond)});
     bool taken = false;
     if (route->make != nullptr) {
-      taken = sessions_.Run(CookieOf(order->request.cookie), [this, order, route](std::shared_ptr<Visit> visit) {
-        wire::HttpResponse answer = ServePage(order->request, *route, *visit);
-        // The turn ends first: who asks again at once finds his session free.
-        visit.reset();
-        order->respond(std::move(answer));
-      });
+      taken =
+          sessions_.Run(CookieOf(order->request.Header("Cookie")), [this, order, route](std::shared_ptr<Visit> visit) {
+            wire::HttpResponse answer = ServePage(order->request, *route, *visit);
+            // The turn ends first: who asks again at once finds his session free.
+            visit.reset();
+            order->respond(std::move(answer));
+          });
     } else {
       taken = workers_.TryPost([this, order, route] { order->respond(ServeDesk(order->request, *route)); });
     }
@@ -150,7 +150,7 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const R
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
   DecodedForm form;
   if (http.method == wire::HttpRequest::Method::kPost) {
-    form = DecodeBody(http.content_type, http.body);
+    form = DecodeBody(http.Header("Content-Type"), http.body);
     if (form.refusal != 0) return wire::StatusPage(form.refusal);
   }
   const Request request(std::move(query.values), std::move(form.values),
@@ -185,7 +185,7 @@ wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const R
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
   DecodedForm form;
   if (http.method == wire::HttpRequest::Method::kPost) {
-    form = DecodeBody(http.content_type, http.body, kRules);
+    form = DecodeBody(http.Header("Content-Type"), http.body, kRules);
     if (form.refusal != 0) return wire::StatusPage(form.refusal);
   }
   const Request request(std::move(query.values), std::move(form.values),

@@ -11,6 +11,7 @@
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
 #include "host/site_files.h"
+#include "wire/status_page.h"
 
 namespace surva::host {
 
@@ -153,7 +154,7 @@ std::optional<wire::HttpResponse> StaticSite::Answer(const wire::HttpRequest& re
   response.content_type = file->content_type;
   response.headers.emplace_back("ETag", file->etag);
   response.headers.emplace_back("Cache-Control", file->cache_control);
-  if (NamesTag(request.if_none_match, file->etag)) {
+  if (NamesTag(request.Header("If-None-Match"), file->etag)) {
     response.status = 304;
   } else {
     response.static_body = file->bytes;

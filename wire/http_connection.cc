@@ -8,8 +8,10 @@
 #include <type_traits>
 #include <utility>
 
+#include "wire/body_stream.h"
 #include "wire/response_head.h"
 #include "wire/server.h"
+#include "wire/status_page.h"
 
 namespace surva::wire {
 
@@ -24,6 +26,9 @@ constexpr std::size_t kSmallBody = 15 * 1024;
 // A chunked body may bring this many bytes of framing for each byte that it is allowed.
 constexpr std::size_t kMostFraming = 8;
 constexpr std::size_t kMostLogged = 300;
+constexpr std::string_view kChunkEnd = "\r\n";
+constexpr std::string_view kLastChunk = "0\r\n\r\n";
+constexpr std::string_view kChunkEndAndLast = "\r\n0\r\n\r\n";
 constexpr std::size_t kMostDiscarded = 16 * 1024 * 1024;
 
 }  // namespace
@@ -265,14 +270,24 @@ void HttpConnection<Stream>::Answer(HttpResponse response) {
   state_ = State::kWriting;
   response_ = std::move(response);
   if (server_.stopping()) keep_alive_ = false;
+  const bool bodiless = IsBodiless(response_.status) || method_ == "HEAD";
+  Framing framing = Framing::kLength;
+  if (response_.stream) {
+    framing = http10_ ? Framing::kUntilClosed : Framing::kChunked;
+    if (http10_) keep_alive_ = false;
+  }
   Persistence persistence = Persistence::kUnsaid;
   if (!keep_alive_) persistence = Persistence::kClose;
   if (keep_alive_ && http10_) persistence = Persistence::kKeepAlive;
   head_.clear();
-  AppendHead(head_, response_, server_.date(), persistence);
+  AppendHead(head_, response_, server_.date(), framing, persistence);
 
-  std::string_view body = BodyOf(response_);
-  if (IsBodiless(response_.status) || method_ == "HEAD") body = {};
+  std::string_view body = response_.stream ? std::string_view() : BodyOf(response_);
+  if (bodiless) {
+    body = {};
+    response_.stream.reset();
+  }
+  body_bytes_ = body.size();
   if constexpr (kTls) {
     if (body.size() <= kSmallBody) {
       head_.append(body);
@@ -301,8 +316,45 @@ void HttpConnection<Stream>::Write() {
       return self->Close();
     }
     if (asio::buffer_size(self->to_write_) > 0) return self->Write();
+    if (self->response_.stream) return self->TakePiece();
     self->OnWritten();
   });
+}
+
+template <class Stream>
+void HttpConnection<Stream>::TakePiece() {
+  using BodyState = BodySource::State;
+  const BodyState state = response_.stream->Take(piece_, server_.Resumption(shared_from_this()));
+  if (piece_.empty() && state == BodyState::kGoesOn) {
+    // The time that the maker takes is not the peer's.
+    state_ = State::kAwaitingBody;
+    waiting_since_ = std::chrono::steady_clock::now();
+    return Disarm();
+  }
+  if (state == BodyState::kBrokenOff) {
+    NoteAccess();
+    return Abort();
+  }
+  body_bytes_ += piece_.size();
+  head_.clear();
+  std::string_view end;
+  if (!http10_) {
+    if (!piece_.empty()) AppendChunkHead(head_, piece_.size());
+    end = kChunkEnd;
+    if (state == BodyState::kFinished) end = piece_.empty() ? kLastChunk : kChunkEndAndLast;
+  }
+  if (state == BodyState::kFinished) response_.stream.reset();
+  to_write_ = {asio::buffer(head_), asio::buffer(piece_), asio::buffer(end)};
+  if (asio::buffer_size(to_write_) == 0) return OnWritten();
+  Write();
+}
+
+template <class Stream>
+void HttpConnection<Stream>::Resume() {
+  if (state_ != State::kAwaitingBody) return;
+  state_ = State::kWriting;
+  transfer_started_ += std::chrono::steady_clock::now() - waiting_since_;
+  TakePiece();
 }
 
 template <class Stream>
@@ -311,6 +363,7 @@ void HttpConnection<Stream>::OnWritten() {
   const bool large = head_.capacity() > 1024;
   if (large) std::string().swap(head_);
   response_ = {};
+  std::string().swap(piece_);
   method_.clear();
   target_.clear();
   remote_addr_.clear();
@@ -321,12 +374,11 @@ void HttpConnection<Stream>::OnWritten() {
 template <class Stream>
 void HttpConnection<Stream>::NoteAccess() {
   const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - started_;
-  const bool bodiless = IsBodiless(response_.status) || method_ == "HEAD";
   server_.log().Access({.remote_addr = remote_addr_,
                         .method = method_,
                         .target = target_,
                         .status = response_.status,
-                        .bytes = bodiless ? 0 : BodyOf(response_).size(),
+                        .bytes = body_bytes_,
                         .milliseconds = time.count()});
 }
 
@@ -367,6 +419,13 @@ void HttpConnection<Stream>::Discard() {
 }
 
 template <class Stream>
+void HttpConnection<Stream>::Abort() {
+  error_code ignored;
+  socket().set_option(asio::socket_base::linger(true, 0), ignored);
+  Close();
+}
+
+template <class Stream>
 void HttpConnection<Stream>::Expire() {
   Disarm();
   const bool reading = state_ == State::kHeader || state_ == State::kBody;
@@ -387,6 +446,7 @@ template <class Stream>
 void HttpConnection<Stream>::Close() {
   if (state_ == State::kClosed) return;
   state_ = State::kClosed;
+  response_.stream.reset();
   Disarm();
   error_code ignored;
   socket().close(ignored);

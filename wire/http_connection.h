@@ -41,6 +41,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   virtual void Refuse(HttpResponse response) = 0;
   // The answer to the request under way; of no effect if there is none.
   virtual void Answer(HttpResponse response) = 0;
+  // More of the body that the answer streams is there.
+  virtual void Resume() = 0;
   // The deadline has passed.
   virtual void Expire() = 0;
   // The server stops: closes if no request is under way, else after its answer.
@@ -65,6 +67,7 @@ class HttpConnection final : public Connection {
   void Start() override;
   void Refuse(HttpResponse response) override;
   void Answer(HttpResponse response) override;
+  void Resume() override;
   void Expire() override;
   void Drain() override;
   void Close() override;
@@ -81,7 +84,8 @@ class HttpConnection final : public Connection {
     kBody,
     kWorking,  // the site has the request
     kWriting,
-    kLingering,  // the last answer is written, the peer may still be sending
+    kAwaitingBody,  // what is there of a streamed answer is written
+    kLingering,     // the last answer is written, the peer may still be sending
     kClosed,
   };
 
@@ -97,12 +101,15 @@ class HttpConnection final : public Connection {
   void RefuseRequest(HttpResponse response, bool last);
   void OnParseError(boost::system::error_code error);
   void Write();
+  void TakePiece();
   void OnWritten();
   void NoteAccess();
   void BeginNext();
   void Finish();
   void Linger();
   void Discard();
+  // Closes so that the peer cannot take what it has got for a whole answer.
+  void Abort();
 
   void ArmIn(std::chrono::milliseconds time);
   // For a transfer under way since `since`: a head start and the time that its bytes may take, but no long pause.
@@ -141,7 +148,10 @@ class HttpConnection final : public Connection {
   std::string remote_addr_;
   HttpResponse response_;
   std::string head_;
-  std::array<boost::asio::const_buffer, 2> to_write_;
+  std::string piece_;           // of a streamed body
+  std::size_t body_bytes_ = 0;  // sent, or about to be
+  SteadyTime waiting_since_;    // for the next piece
+  std::array<boost::asio::const_buffer, 3> to_write_;
 
   std::array<char, kSmallBuffer> small_buffer_;
 };

@@ -1,40 +1,15 @@
 #include "wire/http_message.h"
 
-#include <boost/beast/http/status.hpp>
-#include <ostream>
-#include <string>
+#include <algorithm>
+
+#include "frame/values/text.h"
 
 namespace surva::wire {
 
-HttpResponse StatusPage(unsigned status, std::string_view explanation) {
-  const std::string_view reason = boost::beast::http::obsolete_reason(boost::beast::http::int_to_status(status));
-  HttpResponse response;
-  response.status = status;
-  std::string& page = response.body;
-  const std::string title = std::to_string(status) + " " + std::string(reason);
-  page.append("<!DOCTYPE html>\n<html><head><title>").append(title).append("</title></head>\n<body><h1>");
-  page.append(title).append("</h1>");
-  if (!explanation.empty()) {
-    page.append("<p>");
-    for (const char c : explanation) {
-      switch (c) {
-        case '<':
-          page.append("&lt;");
-          break;
-        case '>':
-          page.append("&gt;");
-          break;
-        case '&':
-          page.append("&amp;");
-          break;
-        default:
-          page.push_back(c);
-      }
-    }
-    page.append("</p>");
-  }
-  page.append("</body></html>\n");
-  return response;
+std::string_view HttpRequest::Header(std::string_view name) const {
+  const auto found =
+      std::find_if(headers.begin(), headers.end(), [name](const auto& field) { return EqualNames(field.first, name); });
+  return found == headers.end() ? std::string_view() : found->second;
 }
 
 }  // namespace surva::wire

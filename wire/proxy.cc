@@ -37,6 +37,12 @@ std::optional<ip::address> ReadAddress(std::string_view text) {
   return address;
 }
 
+// An IPv4 address that came through an IPv6 socket in its IPv4 form.
+ip::address Unmapped(const ip::address& address) {
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address;
+  return ip::make_address_v4(ip::v4_mapped, address.to_v6());
+}
+
 }  // namespace
 
 TrustedProxies::Bytes TrustedProxies::BytesOf(const ip::address& address) {
@@ -79,7 +85,7 @@ void TrustedProxies::Correct(Visitor& visitor, std::string_view forwarded_for, s
   while (!forwarded_for.empty()) {
     const std::optional<ip::address> hop = ReadAddress(LastOf(forwarded_for));
     if (!hop) break;
-    visitor.remote_addr = AddressText(*hop);
+    visitor.address = *hop;
     if (!Contains(*hop)) break;
     const std::size_t comma = forwarded_for.rfind(',');
     forwarded_for = forwarded_for.substr(0, comma == std::string_view::npos ? 0 : comma);
@@ -87,14 +93,25 @@ void TrustedProxies::Correct(Visitor& visitor, std::string_view forwarded_for, s
   const std::string_view proto = LastOf(forwarded_proto);
   if (EqualNames(proto, "https")) visitor.https = true;
   if (EqualNames(proto, "http")) visitor.https = false;
-  if (std::optional<std::string> host = ReadHost(LastOf(forwarded_host))) visitor.server_name = std::move(*host);
+  if (const std::string_view host = LastOf(forwarded_host); ReadHost(host)) visitor.host = host;
 }
 
 std::string AddressText(const ip::address& address) {
-  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
-    return ip::make_address_v4(ip::v4_mapped, address.to_v6()).to_string();
+  return Unmapped(address).to_string();
+}
+
+std::string NetworkOf(const ip::address& address) {
+  const ip::address plain = Unmapped(address);
+  if (plain.is_v4()) {
+    const auto bytes = plain.to_v4().to_bytes();
+    return {bytes.begin(), bytes.end()};
   }
-  return address.to_string();
+  const auto bytes = plain.to_v6().to_bytes();
+  return {bytes.begin(), bytes.begin() + 8};
+}
+
+bool IsLoopback(const ip::address& address) {
+  return Unmapped(address).is_loopback();
 }
 
 }  // namespace surva::wire

@@ -11,8 +11,8 @@ namespace surva::wire {
 
 // Who asks, by what way, and for which server.
 struct Visitor {
-  std::string remote_addr;
-  std::string server_name;
+  boost::asio::ip::address address;
+  std::string host;  // with a port if one was told; well-formed or empty
   bool https = false;
 };
 
@@ -44,5 +44,10 @@ class TrustedProxies {
 
 // The address as text; an IPv4 address that came through an IPv6 socket in its IPv4 form.
 std::string AddressText(const boost::asio::ip::address& address);
+
+// Whom rates and counts are kept for: the bytes of an IPv4 address, or of an IPv6 network of the size that one line
+// gets (/64).
+std::string NetworkOf(const boost::asio::ip::address& address);
+bool IsLoopback(const boost::asio::ip::address& address);
 
 }  // namespace surva::wire

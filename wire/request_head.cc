@@ -13,6 +13,9 @@ namespace {
 
 namespace http = boost::beast::http;
 
+// More header fields than any browser and its proxies send.
+constexpr std::size_t kMostFields = 200;
+
 // The header fields that matter here; views into the parser's.
 struct Fields {
   unsigned hosts = 0;
@@ -21,18 +24,13 @@ struct Fields {
   std::string_view host;
   std::string_view length;
   std::string_view coding;
-  std::string_view expect;
-  // Proxies may add to a list by a line of their own.
-  std::string forwarded_for;
-  std::string_view forwarded_proto;
-  std::string_view forwarded_host;
 };
 
 std::string_view View(boost::beast::string_view text) {
   return {text.data(), text.size()};
 }
 
-Fields Gather(const http::request_header<>& header, const Peer& peer, HttpRequest& request) {
+Fields Gather(const http::request_header<>& header) {
   Fields fields;
   for (const auto& field : header) {
     const std::string_view value = View(field.value());
@@ -46,38 +44,38 @@ Fields Gather(const http::request_header<>& header, const Peer& peer, HttpReques
       case http::field::transfer_encoding:
         ++fields.codings, fields.coding = value;
         break;
-      case http::field::expect:
-        fields.expect = value;
-        break;
-      case http::field::content_type:
-        request.content_type = value;
-        break;
-      case http::field::cookie:
-        // HTTP/2 front ends may split the cookies into several fields.
-        if (!request.cookie.empty()) request.cookie.append("; ");
-        request.cookie.append(value);
-        break;
-      case http::field::if_none_match:
-        request.if_none_match = value;
-        break;
-      case http::field::unknown: {
-        if (!peer.trusted) break;
-        const std::string_view name = View(field.name_string());
-        if (EqualNames(name, "X-Forwarded-For")) {
-          if (!fields.forwarded_for.empty()) fields.forwarded_for.append(",");
-          fields.forwarded_for.append(value);
-        } else if (EqualNames(name, "X-Forwarded-Proto")) {
-          fields.forwarded_proto = value;
-        } else if (EqualNames(name, "X-Forwarded-Host")) {
-          fields.forwarded_host = value;
-        }
-        break;
-      }
       default:
         break;
     }
   }
   return fields;
+}
+
+// All fields, each name once; false if there are too many of them.
+bool TakeHeaders(const http::request_header<>& header, HeaderFields& headers) {
+  std::size_t count = 0;
+  for (const auto& field : header) {
+    if (++count > kMostFields) return false;
+    const std::string_view name = View(field.name_string());
+    const auto known = std::find_if(headers.begin(), headers.end(),
+                                    [name](const auto& earlier) { return EqualNames(earlier.first, name); });
+    if (known == headers.end()) {
+      headers.emplace_back(name, View(field.value()));
+    } else {
+      // HTTP/2 front ends may split the cookies into several fields, proxies add to a list by a line of their own.
+      known->second.append(field.name() == http::field::cookie ? "; " : ", ").append(View(field.value()));
+    }
+  }
+  return true;
+}
+
+bool IsForwarded(const HeaderFields& headers) {
+  static constexpr std::string_view kPrefix = "X-Forwarded-";
+  return std::any_of(headers.begin(), headers.end(), [](const auto& field) {
+    const std::string_view name = field.first;
+    return EqualNames(name.substr(0, kPrefix.size()), kPrefix) || EqualNames(name, "Forwarded") ||
+           EqualNames(name, "Via") || EqualNames(name, "X-Real-IP");
+  });
 }
 
 // Whether peers and proxies could disagree about where the request ends (RFC 9112, section 6.3).
@@ -105,7 +103,7 @@ std::optional<HttpRequest::Method> MethodOf(http::verb verb) {
 RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, const TrustedProxies& proxies) {
   RequestHead head;
   const bool http11 = header.version() >= 11;
-  const Fields fields = Gather(header, peer, head.request);
+  const Fields fields = Gather(header);
   HttpRequest& request = head.request;
 
   request.remote_addr = peer.address_text;
@@ -114,20 +112,29 @@ RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, con
     head.broken_framing = true;
     return head;
   }
+  if (!TakeHeaders(header, request.headers)) {
+    head.refusal = 431;
+    return head;
+  }
 
   const std::optional<RequestTarget> target = ReadTarget(View(header.target()));
-  std::optional<std::string> server_name;
-  if (fields.hosts == 1) server_name = ReadHost(fields.host);
+  std::string_view host = fields.host;
   const bool host_missing = fields.hosts == 0 && http11;
-  const bool host_false = fields.hosts > 1 || (fields.hosts == 1 && !server_name);
-  if (target && !target->authority.empty()) server_name = ReadHost(target->authority);
+  const bool host_false = fields.hosts > 1 || (fields.hosts == 1 && !ReadHost(host));
+  if (target && !target->authority.empty()) host = target->authority;
+  const std::optional<std::string> server_name = ReadHost(host);
 
-  Visitor visitor{peer.address_text, server_name.value_or("localhost"), peer.tls};
+  Visitor visitor{peer.address, std::string(server_name ? host : ""), peer.tls};
   if (peer.trusted) {
-    proxies.Correct(visitor, fields.forwarded_for, fields.forwarded_proto, fields.forwarded_host);
+    proxies.Correct(visitor, request.Header("X-Forwarded-For"), request.Header("X-Forwarded-Proto"),
+                    request.Header("X-Forwarded-Host"));
   }
-  request.remote_addr = std::move(visitor.remote_addr);
-  request.server_name = std::move(visitor.server_name);
+  request.forwarded = IsForwarded(request.headers);
+  request.from_this_machine = IsLoopback(peer.address) && !request.forwarded;
+  request.remote_addr = AddressText(visitor.address);
+  request.network = NetworkOf(visitor.address);
+  request.server_name = ReadHost(visitor.host).value_or("localhost");
+  request.host = std::move(visitor.host);
   request.https = visitor.https;
 
   const std::optional<HttpRequest::Method> method = MethodOf(header.method());
@@ -143,8 +150,9 @@ RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, con
   request.path = target->path;
   request.query = target->query;
 
-  if (!fields.expect.empty() && http11) {
-    if (EqualNames(fields.expect, "100-continue")) {
+  const std::string_view expect = request.Header("Expect");
+  if (!expect.empty() && http11) {
+    if (EqualNames(expect, "100-continue")) {
       head.expects_continue = true;
     } else {
       head.refusal = 417;

@@ -35,25 +35,30 @@ bool IsToken(std::string_view name) {
   });
 }
 
-void AppendDecimal(std::string& head, std::size_t number) {
+void AppendNumber(std::string& head, std::size_t number, int base = 10) {
   std::array<char, 24> digits;
-  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number, base);
   head.append(digits.data(), end);
 }
 
 }  // namespace
 
-void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Persistence persistence) {
+void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Framing framing,
+                Persistence persistence) {
   head.append("HTTP/1.1 ");
-  AppendDecimal(head, response.status);
+  AppendNumber(head, response.status);
   const auto reason = http::obsolete_reason(http::int_to_status(response.status));
   head.append(" ").append(reason.data(), reason.size());
   head.append("\r\nServer: surva\r\nDate: ").append(date);
   if (!IsBodiless(response.status)) {
     head.append("\r\nContent-Type: ");
     AppendValue(head, response.content_type);
-    head.append("\r\nContent-Length: ");
-    AppendDecimal(head, BodyOf(response).size());
+    if (framing == Framing::kLength) {
+      head.append("\r\nContent-Length: ");
+      AppendNumber(head, BodyOf(response).size());
+    } else if (framing == Framing::kChunked) {
+      head.append("\r\nTransfer-Encoding: chunked");
+    }
   }
   head.append("\r\nX-Content-Type-Options: nosniff\r\nX-Frame-Options: SAMEORIGIN\r\nReferrer-Policy: same-origin\r\n");
   for (const auto& [name, value] : response.headers) {
@@ -65,6 +70,11 @@ void AppendHead(std::string& head, const HttpResponse& response, std::string_vie
   if (persistence == Persistence::kClose) head.append("Connection: close\r\n");
   if (persistence == Persistence::kKeepAlive) head.append("Connection: keep-alive\r\n");
   head.append("\r\n");
+}
+
+void AppendChunkHead(std::string& text, std::size_t size) {
+  AppendNumber(text, size, 16);
+  text.append("\r\n");
 }
 
 std::string HttpDate(std::time_t time) {

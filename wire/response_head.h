@@ -10,11 +10,16 @@
 
 namespace surva::wire {
 
+// How the peer finds the body's end (RFC 9112, section 6).
+enum class Framing { kLength, kChunked, kUntilClosed };
 enum class Persistence { kUnsaid, kClose, kKeepAlive };  // what the answer says of the connection
 
 // Appends the head. Nothing in the response can end a line before its time: control characters are dropped from values,
 // fields whose name is no token are left out.
-void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Persistence persistence);
+void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Framing framing,
+                Persistence persistence);
+
+void AppendChunkHead(std::string& text, std::size_t size);
 
 // The bytes of the body that go with the head, also in answer to HEAD.
 inline std::string_view BodyOf(const HttpResponse& response) {

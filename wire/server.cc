@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "wire/response_head.h"
+#include "wire/status_page.h"
 
 namespace surva::wire {
 
@@ -29,6 +30,7 @@ using boost::system::error_code;
 
 // Refused connections that may stay for a moment to read why, beyond the limit.
 constexpr std::size_t kMostRefused = 64;
+constexpr std::chrono::seconds kRetryAfter{5};
 constexpr std::chrono::milliseconds kAcceptPause{200};
 constexpr std::chrono::minutes kComplaintPause{1};
 
@@ -49,31 +51,15 @@ bool IsAbsent(error_code error) {
   return error == asio::error::address_family_not_supported || error.value() == EADDRNOTAVAIL;
 }
 
-// One visitor's key in the count of connections: an IPv4 address, or an IPv6 network of the size that one line gets.
-std::string CountingKey(const asio::ip::address& address) {
-  if (address.is_v4()) {
-    const auto bytes = address.to_v4().to_bytes();
-    return {bytes.begin(), bytes.end()};
-  }
-  const auto bytes = address.to_v6().to_bytes();
-  if (address.to_v6().is_v4_mapped()) return {bytes.begin() + 12, bytes.end()};
-  return {bytes.begin(), bytes.begin() + 8};
-}
-
-HttpResponse Overloaded(unsigned status) {
-  HttpResponse response = StatusPage(status);
-  response.headers.emplace_back("Retry-After", "5");
-  return response;
-}
-
 }  // namespace
 
-// The answers on their way from the workers to the I/O thread. The first of a batch wakes it, the others ride along.
+// The answers and pieces of them on their way from the workers to the I/O thread. The first of a batch wakes it, the
+// others ride along.
 class Server::AnswerQueue {
  public:
   struct Item {
     std::weak_ptr<Connection> connection;
-    HttpResponse response;
+    std::optional<HttpResponse> response;  // none: more of a streamed body is there
   };
 
   explicit AnswerQueue(Server& server) : server_(&server) {}
@@ -273,7 +259,7 @@ void Server::Welcome(Socket socket, const asio::ip::address& address) {
   Peer peer{address, AddressText(address), options_.trusted_proxies.Contains(address), tls_.has_value()};
   const std::size_t open = connections_.size();
   if (open >= limits().connections + kMostRefused) return;
-  std::size_t& of_address = connections_of_[CountingKey(address)];
+  std::size_t& of_address = connections_of_[NetworkOf(address)];
   unsigned refusal = 0;
   if (!peer.trusted && of_address >= limits().connections_per_address) refusal = 429;
   if (open >= limits().connections) refusal = 503;
@@ -292,14 +278,14 @@ void Server::Welcome(Socket socket, const asio::ip::address& address) {
   connection->place = connections_.size();
   connections_.push_back(connection);
   if (refusal != 0) {
-    connection->Refuse(Overloaded(refusal));
+    connection->Refuse(StatusPage(refusal, {}, kRetryAfter));
   } else {
     connection->Start();
   }
 }
 
 void Server::Remove(Connection& connection) {
-  const auto count = connections_of_.find(CountingKey(connection.peer().address));
+  const auto count = connections_of_.find(NetworkOf(connection.peer().address));
   if (--count->second == 0) connections_of_.erase(count);
   const std::size_t place = connection.place;
   // Whoever called still needs the connection.
@@ -357,8 +343,20 @@ void Server::Handle(HttpRequest request, const std::shared_ptr<Connection>& conn
   }
 }
 
+std::function<void()> Server::Resumption(const std::shared_ptr<Connection>& connection) {
+  return [answers = answers_, connection = std::weak_ptr<Connection>(connection)] {
+    answers->Push({connection, std::nullopt});
+  };
+}
+
 void Server::DeliverAnswers() {
-  for (AnswerQueue::Item& item : answers_->TakeAll()) Deliver(item.connection, std::move(item.response));
+  for (AnswerQueue::Item& item : answers_->TakeAll()) {
+    if (item.response) {
+      Deliver(item.connection, std::move(*item.response));
+    } else if (const auto connection = item.connection.lock()) {
+      connection->Resume();
+    }
+  }
 }
 
 void Server::Deliver(const std::weak_ptr<Connection>& receiver, HttpResponse response) {

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <ctime>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,6 +61,8 @@ class Server {
   std::string_view date();
   // Hands the request to the site; the connection gets exactly one Answer, or none if it is gone by then.
   void Handle(HttpRequest request, const std::shared_ptr<Connection>& connection);
+  // A call for any thread, also after the server's end, that wakes the connection: more of a streamed body is there.
+  std::function<void()> Resumption(const std::shared_ptr<Connection>& connection);
   // Sees to it that a sweep comes soon after the deadline.
   void Watch(SteadyTime deadline);
   void Remove(Connection& connection);

@@ -18,7 +18,7 @@ wire::HttpResponse Ask(const StaticSite& site, const std::string& path, const st
   wire::HttpRequest request;
   request.path = path;
   request.query = query;
-  request.if_none_match = if_none_match;
+  request.headers = {{"if-none-match", if_none_match}};
   return site.Answer(request).value_or(wire::HttpResponse{.status = 404});
 }
 

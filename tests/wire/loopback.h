@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -16,14 +18,16 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
-#include "host/worker_pool.h"
+#include "wire/body_stream.h"
 #include "wire/server.h"
 
 namespace surva::wire {
 
 struct Answer {
   unsigned status = 0;  // 0 if none came
+  bool whole = false;   // all of the body has come
   std::string head;
   std::string body;
 
@@ -46,6 +50,7 @@ class Client {
 
   bool connected() const { return connected_; }
   int socket() const { return socket_; }
+  int last_error() const { return last_error_; }  // of the last read
 
   void Send(std::string_view bytes) {
     while (!bytes.empty()) {
@@ -59,21 +64,24 @@ class Client {
   // The next answer; `bodiless` for one to HEAD.
   Answer Read(bool bodiless = false) {
     Answer answer;
-    std::size_t end = 0;
-    while ((end = received_.find("\r\n\r\n")) == std::string::npos) {
-      if (!Receive()) return answer;
-    }
-    answer.head = received_.substr(0, end + 2);
-    received_.erase(0, end + 4);
+    if (!ReceiveUpTo("\r\n\r\n", answer.head)) return answer;
+    answer.head.erase(answer.head.size() - 2);
     answer.status = static_cast<unsigned>(std::atoi(answer.head.substr(9, 3).c_str()));
+    if (!bodiless && answer.Says("Transfer-Encoding: chunked")) {
+      answer.whole = ReadChunks(answer.body);
+      return answer;
+    }
     const std::size_t field = answer.head.find("\r\nContent-Length: ");
     const std::size_t length =
         bodiless || field == std::string::npos ? 0 : std::strtoul(answer.head.c_str() + field + 18, nullptr, 10);
-    while (received_.size() < length && Receive()) {
-    }
-    answer.body = received_.substr(0, length);
-    received_.erase(0, length);
+    answer.whole = Take(length, answer.body);
     return answer;
+  }
+  // All that comes until the server closes the connection.
+  std::string ReadToEnd() {
+    while (Receive()) {
+    }
+    return std::exchange(received_, {});
   }
   Answer Ask(std::string_view bytes) {
     Send(bytes);
@@ -87,12 +95,39 @@ class Client {
   bool IsClosed() { return !Receive() && received_.empty() && ended_; }
 
  private:
+  bool ReceiveUpTo(std::string_view mark, std::string& text) {
+    std::size_t at = 0;
+    while ((at = received_.find(mark)) == std::string::npos) {
+      if (!Receive()) return false;
+    }
+    return Take(at + mark.size(), text);
+  }
+  bool Take(std::size_t length, std::string& text) {
+    while (received_.size() < length && Receive()) {
+    }
+    text = received_.substr(0, length);
+    received_.erase(0, length);
+    return text.size() == length;
+  }
+  bool ReadChunks(std::string& body) {
+    std::string line;
+    std::string chunk;
+    while (ReceiveUpTo("\r\n", line)) {
+      const std::size_t length = std::strtoul(line.c_str(), nullptr, 16);
+      if (!Take(length, chunk)) return false;
+      body += chunk;
+      if (!Take(2, line) || line != "\r\n") return false;
+      if (length == 0) return true;
+    }
+    return false;
+  }
   bool Receive() {
     pollfd ready{socket_, POLLIN, 0};
     if (::poll(&ready, 1, 2000) <= 0) return false;
     char bytes[65536];
     const ssize_t count = ::recv(socket_, bytes, sizeof(bytes), 0);
     ended_ = count <= 0;
+    last_error_ = count < 0 ? errno : 0;
     if (count > 0) received_.append(bytes, static_cast<std::size_t>(count));
     return count > 0;
   }
@@ -100,10 +135,11 @@ class Client {
   int socket_;
   bool connected_ = false;
   bool ended_ = false;
+  int last_error_ = 0;
   std::string received_;
 };
 
-// Answers with what it was told of the request; /worker from another thread, /throw and /drop not at all.
+// Answers with what it was told of the request; /worker and /stream from another thread, /throw and /drop not at all.
 class EchoSite : public Site {
  public:
   void Handle(HttpRequest request, Respond respond) override {
@@ -118,18 +154,44 @@ class EchoSite : public Site {
       response.headers.emplace_back("X-Bad\r\nX-Worse", "c");
     }
     if (request.path == "/large") response.body.assign(8 * 1024 * 1024, 'l');
+    if (request.path == "/facts") {
+      response.body = request.host + "|" + std::string(request.Header("x-TEST")) + "|" +
+                      (request.forwarded ? "forwarded" : "direct") + "|" +
+                      (request.from_this_machine ? "own" : "other");
+    }
     if (request.path == "/static") response.static_body = "unmoved";
-    if (request.path != "/worker") return respond(std::move(response));
-    workers_.TryPost([wait = wait, response, respond] {
-      if (wait) wait();
-      respond(response);
-    });
+    if (request.path == "/worker") {
+      workers_.emplace_back([wait = wait, response, respond] {
+        if (wait) wait();
+        respond(response);
+      });
+    } else if (request.path == "/stream") {
+      workers_.emplace_back([this, respond] { Stream(respond); });
+    } else {
+      respond(std::move(response));
+    }
   }
 
   std::function<void()> wait;  // what /worker does before it answers
+  // What /stream sends, and how much of it the writer could write.
+  std::vector<std::string> pieces;
+  bool finishes = true;
+  std::atomic<std::size_t> written = 0;
 
  private:
-  host::WorkerPool workers_{2, 16};
+  void Stream(const Respond& respond) {
+    BodyWriter writer;
+    HttpResponse response;
+    response.stream = writer.source();
+    respond(std::move(response));
+    for (const std::string& piece : pieces) {
+      if (!writer.Write(piece)) return;
+      written += piece.size();
+    }
+    if (finishes) writer.Finish();
+  }
+
+  std::vector<std::jthread> workers_;
 };
 
 class SilentLog final : public Log {

@@ -75,12 +75,12 @@ TEST(TrustedProxies, KnowAddressesAndRanges) {
 TEST(TrustedProxies, TheirWordCounts) {
   struct Case {
     std::string_view forwarded_for, proto, host;
-    std::string_view remote_addr, server_name;
+    std::string_view remote_addr, host_told;
     bool https;
   };
   const Case cases[] = {
       {"", "", "", "10.0.0.1", "inner", false},
-      {"203.0.113.9", "https", "Outer.example:443", "203.0.113.9", "outer.example", true},
+      {"203.0.113.9", "https", "Outer.example:443", "203.0.113.9", "Outer.example:443", true},
       {"203.0.113.9:1234", "HTTPS", "", "203.0.113.9", "inner", true},
       {"\"x\", [2001:db8::9]:80", "http", "", "2001:db8::9", "inner", false},
       // What stands left of the first stranger may be made up by him.
@@ -93,10 +93,10 @@ TEST(TrustedProxies, TheirWordCounts) {
   const TrustedProxies proxies({"10.0.0.0/8"});
   for (const Case& tried : cases) {
     SCOPED_TRACE(tried.forwarded_for);
-    Visitor visitor{"10.0.0.1", "inner", false};
+    Visitor visitor{boost::asio::ip::make_address("10.0.0.1"), "inner", false};
     proxies.Correct(visitor, tried.forwarded_for, tried.proto, tried.host);
-    EXPECT_EQ(visitor.remote_addr, tried.remote_addr);
-    EXPECT_EQ(visitor.server_name, tried.server_name);
+    EXPECT_EQ(AddressText(visitor.address), tried.remote_addr);
+    EXPECT_EQ(visitor.host, tried.host_told);
     EXPECT_EQ(visitor.https, tried.https);
   }
 }
@@ -111,6 +111,30 @@ TEST(TrustedProxies, OthersAreNotHeard) {
   options.trusted_proxies = TrustedProxies({"127.0.0.1"});
   Loopback proxied(std::move(options));
   EXPECT_EQ(Client(proxied.port()).Ask(request).body, "/|||203.0.113.9|outer|on");
+}
+
+TEST(RequestHeaders, TellWhoAsksAndHow) {
+  Loopback loopback;
+  Client client(loopback.port());
+  const auto facts = [&client](const std::string& fields) {
+    return client.Ask("GET /facts HTTP/1.1\r\nHost: LocalHost:81\r\n" + fields + "\r\n").body;
+  };
+  EXPECT_EQ(facts("X-Test: a\r\n"), "LocalHost:81|a|direct|own");
+  // One that a proxy or a forger has doubled is neither.
+  EXPECT_EQ(facts("x-test: a\r\nX-TEST: b\r\n"), "LocalHost:81|a, b|direct|own");
+  for (const char* proxy :
+       {"x-forwarded-for: 127.0.0.1", "X-Forwarded-Whatever: y", "Forwarded: for=x", "VIA: 1.1 p"}) {
+    EXPECT_EQ(facts(std::string(proxy) + "\r\n"), "LocalHost:81||forwarded|other") << proxy;
+  }
+  std::string many;
+  for (int i = 0; i < 201; ++i) many += "a" + std::to_string(i) + ":\r\n";
+  EXPECT_EQ(client.Ask("GET / HTTP/1.1\r\nHost: a\r\n" + many + "\r\n").status, 431U);
+
+  const auto network = [](const char* address) { return NetworkOf(boost::asio::ip::make_address(address)); };
+  EXPECT_EQ(network("2001:db8:1:2::5"), network("2001:db8:1:2:ffff::"));
+  EXPECT_NE(network("2001:db8:1:2::5"), network("2001:db8:1:3::5"));
+  EXPECT_EQ(network("::ffff:10.0.0.1"), network("10.0.0.1"));
+  EXPECT_NE(network("10.0.0.2"), network("10.0.0.1"));
 }
 
 }  // namespace
