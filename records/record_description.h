@@ -17,13 +17,14 @@ struct Choices {
   std::size_t last_characters = 0;                   // the text loses its beginning where it is longer; 0 keeps it all
 };
 
-// A control of the search form.
+// A control of the search form. Controls stand in pairs, captions over them.
 struct SearchControl {
   std::string_view caption;
   std::string_view name;
   int maxlength = 0;
   int size = 0;
   const Choices* list = nullptr;  // behind "All"
+  bool alone = false;             // across both columns
 };
 
 // A criterion, kept in the session under its name, which is also its parameter's.
@@ -46,7 +47,7 @@ struct ListColumn {
   bool mail_link = false;
 };
 
-// A control of the add and modify forms.
+// A control of the add and modify forms, in pairs likewise.
 struct FormControl {
   std::string_view caption;
   bool required = false;
@@ -55,6 +56,7 @@ struct FormControl {
   int maxlength = 0;
   std::string_view text_area = {};       // the measures of one
   const Choices* list = nullptr;         // or of a list
+  bool alone = false;                    // across both columns
   std::string_view name_on_modify = {};  // where another control stands under the caption there
 };
 

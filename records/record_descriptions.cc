@@ -37,7 +37,7 @@ constexpr FormControl kCompanyForm[] = {
     {"Fax", false, "Fax", 20, 25},
     {"e-mail", false, "Email", 30, 50},
     {"Tax number", false, "TAXNumber", 30, 30},
-    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=50"},
+    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=50", .alone = true},
 };
 constexpr std::string_view kCompanyWritten[] = {"CompanyName", "Street", "PostCode",  "City",       "Phone",
                                                 "FAX",         "eMail",  "TaxNumber", "Description"};
@@ -92,8 +92,8 @@ constexpr FormControl kStudentForm[] = {
     {"e-mail&nbsp;", false, "email", 30, 50},
     {"Phone&nbsp;", false, "Phone", 20, 45},
     {"Fax&nbsp;", false, "Fax", 20, 45},
-    {.caption = "Company", .name = "CompanyID", .list = &kAllCompanies},
-    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=40"},
+    {.caption = "Company", .name = "CompanyID", .list = &kAllCompanies, .alone = true},
+    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=40", .alone = true},
 };
 constexpr std::string_view kStudentWritten[] = {"FirstName", "LastName", "Phone",  "Fax",         "email",
                                                 "Postcode",  "City",     "Street", "Description", "CompanyID"};
@@ -123,7 +123,7 @@ constexpr FormControl kTrainerForm[] = {
     {"Last name&nbsp;", true, "LastName", 40, 90},
     {"e-mail", false, "email", 30, 50},
     {"Phone", false, "Phone", 30, 50},
-    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=50"},
+    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=50", .alone = true},
 };
 constexpr std::string_view kTrainerWritten[] = {"FirstName", "LastName", "eMail", "Phone", "Description"};
 
@@ -150,7 +150,7 @@ constexpr SearchControl kTrainingSearch[] = {
     {.caption = "Training category", .name = "Category", .list = &kCategories},
     {"Official number", "OfficialID", 15, 10},
     {"Internal number", "InternalID", 15, 10},
-    {.caption = "Associated Surva", .name = "SurvaVersionId", .list = &kTrainingsSurvas},
+    {.caption = "Associated Surva", .name = "SurvaVersionId", .list = &kTrainingsSurvas, .alone = true},
 };
 constexpr Criterion kTrainingCriteria[] = {
     {.name = "TrainingName", .column = "TrainingName", .walked = true},
@@ -162,15 +162,37 @@ constexpr Criterion kTrainingCriteria[] = {
 constexpr ListColumn kTrainingColumns[] = {
     {"Training Name", 150}, {"Category", 70}, {"Official ID", 80, true}, {"Internal ID", 80, true}};
 constexpr FormControl kTrainingForm[] = {
-    {"Training name&nbsp;", true, "TrainingName", 100, 200},
+    {.caption = "Training name&nbsp;",
+     .required = true,
+     .name = "TrainingName",
+     .size = 100,
+     .maxlength = 200,
+     .alone = true},
     {.caption = "Default Surva", .name = "SurvaVersionID", .list = &kAllSurvas},
     {"Category", false, "Category", 50, 90},
     {"Official ID", false, "OfficialID", 10, 15},
     {"Internal ID", false, "InternalID", 10, 15},
-    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=40"},
+    {.caption = "Description", .name = "Description", .text_area = "rows=5 cols=40", .alone = true},
 };
 constexpr std::string_view kTrainingWritten[] = {"TrainingName", "Category",    "OfficialID",
                                                  "InternalID",   "Description", "SurvaVersionID"};
+
+// None is left without its partner.
+template <class Control>
+constexpr bool Paired(std::span<const Control> controls) {
+  std::size_t in_pair = 0;
+  for (const Control& control : controls) {
+    if (control.alone && in_pair % 2 != 0) return false;
+    if (!control.alone) ++in_pair;
+  }
+  return in_pair % 2 == 0;
+}
+template <class Control, std::size_t kCount>
+constexpr bool Paired(const Control (&controls)[kCount]) {
+  return Paired(std::span<const Control>(controls));
+}
+static_assert(Paired(kCompanySearch) && Paired(kStudentSearch) && Paired(kTrainerSearch) && Paired(kTrainingSearch));
+static_assert(Paired(kCompanyForm) && Paired(kStudentForm) && Paired(kTrainerForm) && Paired(kTrainingForm));
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 #include "records/record_page.h"
 
+#include <span>
 #include <string>
 
 #include "frame/values/numbers.h"
@@ -16,12 +17,29 @@ using data::Rows;
 
 constexpr std::size_t kPageSize = records::Search::kPageSize;
 constexpr std::string_view kSpacer = "<tr><td>&nbsp;</td></tr>";
+constexpr std::string_view kRule = "<tr><td bgcolor=#6699FF size=1 colspan=2></td></tr>";
 constexpr std::string_view kStar = "<font color=red><b>*</b></font>";
 
 double NumericValue(const Value& value) {
   const auto number = ReadNumeric(value.Text());
   if (!number) throw Fault::TypeMismatch();
   return *number;
+}
+
+// Controls stand two and two, but for those that stand alone.
+template <class Control, class WriteRow>
+void WritePairs(std::span<const Control> controls, const WriteRow& write_row) {
+  while (!controls.empty()) {
+    const std::size_t count = controls.front().alone ? 1 : 2;
+    write_row(controls.first(count));
+    controls = controls.subspan(count);
+  }
+}
+
+// What a row's cells say of their width.
+template <class Control>
+std::string_view Across(std::span<const Control> row) {
+  return row.front().alone ? " colspan=2" : "";
 }
 
 }  // namespace
@@ -55,20 +73,26 @@ void RecordPage::ShowSearchForm() {
         " Method=POST>"
         "<Input Type=Hidden Name=Action Value=P>"
         "<Table align=right border=0 cellspacing=0 cellpadding=2>");
-  for (const records::SearchControl& control : record_.search_form) {
-    Write("<TR><TH colspan=2 align=left><Font color=navy>", control.caption,
-          "</Font></TH></TR>"
-          "<tr><td bgcolor=#6699FF size=1 colspan=2></td></tr>"
-          "<TR><TD colspan=2>");
-    if (control.list != nullptr) {
-      Write("<select name=", control.name, " size=1><option value=-1 selected>All</option>");
-      WriteOptions(*control.list, OpenConnection(), {});
-      Write("</select>");
-    } else {
-      Write("<INPUT TYPE=text Name=", control.name, " maxlength=", control.maxlength, " size=", control.size, ">");
+  WritePairs<records::SearchControl>(record_.search_form, [&](std::span<const records::SearchControl> row) {
+    const std::string_view across = Across(row);
+    Write("<TR>");
+    for (const auto& control : row) {
+      Write("<TH", across, " align=left><Font color=navy>", control.caption, "</Font></TH>");
     }
-    Write("</TD></TR>");
-  }
+    Write("</TR>", kRule, "<TR>");
+    for (const auto& control : row) {
+      Write("<TD", across, ">");
+      if (control.list != nullptr) {
+        Write("<select name=", control.name, " size=1><option value=-1 selected>All</option>");
+        WriteOptions(*control.list, OpenConnection(), {});
+        Write("</select>");
+      } else {
+        Write("<INPUT TYPE=text Name=", control.name, " maxlength=", control.maxlength, " size=", control.size, ">");
+      }
+      Write("</TD>");
+    }
+    Write("</TR>");
+  });
   Write("<TR><TD colspan=2 align=right><INPUT TYPE=Submit Name=Search Value=Search></TD></TR></table></form>");
   WriteFooters();
 }
@@ -206,26 +230,36 @@ void RecordPage::WriteKey(std::string_view id) {
 }
 
 void RecordPage::WriteControls(const Row* record) {
-  for (const records::FormControl& control : record_.form) {
-    const std::string_view name =
-        record != nullptr && !control.name_on_modify.empty() ? control.name_on_modify : control.name;
-    const Field value = record != nullptr ? (*record)[data::ColumnName(name)] : Field();
-    Write("<TR><TD colspan=2><font color=navy>", control.caption, control.required ? kStar : "",
-          "</font></TD></TR>"
-          "<tr><td bgcolor=#6699FF size=1 colspan=2></td></tr><tr>"
-          "<TD colspan=2>");
-    if (control.list != nullptr) {
-      Write("<select name=", name, " size=1>");
-      WriteOptions(*control.list, OpenConnection(), value);
-      Write("</select>");
-    } else if (!control.text_area.empty()) {
-      Write("<textarea name=", name, " ", control.text_area, ">", value, "</textarea>");
-    } else {
-      Write("<input type=text name=", name, " size=", control.size, " maxlength=", control.maxlength);
-      if (record != nullptr) Write(" value=\"", value, "\"");
-      Write(">");
+  WritePairs<records::FormControl>(record_.form, [&](std::span<const records::FormControl> row) {
+    const std::string_view across = Across(row);
+    Write("<TR>");
+    for (const auto& control : row) {
+      Write("<TD", across, "><font color=navy>", control.caption, control.required ? kStar : "", "</font></TD>");
     }
-    Write("</TD></TR>");
+    Write("</TR>", kRule, "<tr>");
+    for (const auto& control : row) {
+      Write("<TD", across, ">");
+      WriteControl(control, record);
+      Write("</TD>");
+    }
+    Write("</TR>");
+  });
+}
+
+void RecordPage::WriteControl(const records::FormControl& control, const Row* record) {
+  const std::string_view name =
+      record != nullptr && !control.name_on_modify.empty() ? control.name_on_modify : control.name;
+  const Field value = record != nullptr ? (*record)[data::ColumnName(name)] : Field();
+  if (control.list != nullptr) {
+    Write("<select name=", name, " size=1>");
+    WriteOptions(*control.list, OpenConnection(), value);
+    Write("</select>");
+  } else if (!control.text_area.empty()) {
+    Write("<textarea name=", name, " ", control.text_area, ">", value, "</textarea>");
+  } else {
+    Write("<input type=text name=", name, " size=", control.size, " maxlength=", control.maxlength);
+    if (record != nullptr) Write(" value=\"", value, "\"");
+    Write(">");
   }
 }
 

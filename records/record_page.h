@@ -37,6 +37,7 @@ class RecordPage final : public PageObject {
 
   // `record` is null on the add form.
   void WriteControls(const data::Row* record);
+  void WriteControl(const records::FormControl& control, const data::Row* record);
   void WriteOptions(const records::Choices& choices, data::Connection& db, const Field& chosen);
   void WriteKey(std::string_view id);
   void Assign(data::RowWriter record);
