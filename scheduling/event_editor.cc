@@ -20,7 +20,7 @@ constexpr std::string_view kRequired =
     "<BR><BR><Font color=red><b>*)</b></font><Font color=navy>&nbsp;<I>Field required</I></font>";
 
 void WriteCaption(Response& out, std::string_view caption, std::string_view star) {
-  out.Write("<tr><td colspan=2><font color=navy>", caption, star, "</font></td></tr>", kRule);
+  out.Write("<tr><td><font color=navy>", caption, star, "</font></td></tr>", kRule);
 }
 
 // Opens an option; the one of the chosen key is selected.
@@ -31,8 +31,8 @@ void WriteOption(Response& out, const Field& key, const Field& chosen) {
 
 // The form's first rows; `training` and `trainer` are null on the add form.
 void WriteTrainingAndTrainer(Response& out, data::Connection& db, const Field& training, const Field& trainer) {
-  WriteCaption(out, "Training name&nbsp;", kStar);
-  out.Write("<td colspan=2><select size=1 name=TrainingID>");
+  out.Write("<tr><td colspan=2><font color=navy>Training name&nbsp;", kStar, "</font></td></tr>", kRule,
+            "<td colspan=2><select size=1 name=TrainingID>");
   for (const Row& row : db.Query({"Select OfficialID,TrainingID,TrainingName from Training "
                                   "order by OfficialID nulls first, TrainingID"})) {
     WriteOption(out, row["TrainingID"], training);

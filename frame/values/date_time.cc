@@ -54,13 +54,18 @@ void SkipBlanks(std::string_view& text) {
   }
 }
 
-// Between two words stand blanks, a hyphen or both; a second hyphen is a word of no meaning.
+// Between two words stand blanks, a hyphen or both; a second hyphen, or one behind the last word, is a word of no
+// meaning.
 std::string_view TakeWord(std::string_view& text) {
   const std::size_t length = std::min(text.find_first_of("- "), text.size());
   const std::string_view word = text.substr(0, length);
   text.remove_prefix(length);
   SkipBlanks(text);
-  if (text.size() > 1 && TakeCharacter(text, '-')) SkipBlanks(text);
+  std::string_view rest = text;
+  if (TakeCharacter(rest, '-')) {
+    SkipBlanks(rest);
+    if (!rest.empty()) text = rest;
+  }
   return word;
 }
 

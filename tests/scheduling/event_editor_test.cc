@@ -30,8 +30,8 @@ SURVA_ON_BOTH_ENGINES(Events);
 const std::string kStar = "<font color=red><b>*</b></font>";
 const std::string kRule = "<tr><td bgcolor=#6699FF size=1 colspan=2></td></tr><tr>";
 
-std::string Caption(const std::string& caption) {
-  return "<tr><td colspan=2><font color=navy>" + caption + "</font></td></tr>" + kRule;
+std::string Caption(const std::string& caption, const std::string& cell = "<td>") {
+  return "<tr>" + cell + "<font color=navy>" + caption + "</font></td></tr>" + kRule;
 }
 
 std::string DateFields(const std::string& letter, const std::string& day, int month, const std::string& year) {
@@ -73,7 +73,7 @@ TEST_P(Events, AddForm) {
   EXPECT_EQ(StaffBody(Get({{"Add", "1"}}).page),
             "<Form Action=Schedule.asp method=post><Input Type=Hidden Name=ScheduleID Value=><BR>"
             "<Table BORDER=0 cellspacing=0 cellpadding=2 width=460>" +
-                Caption("Training name&nbsp;" + kStar) +
+                Caption("Training name&nbsp;" + kStar, "<td colspan=2>") +
                 "<td colspan=2><select size=1 name=TrainingID><option value=12>A2&nbsp;" +
                 name.substr(name.size() - 90) +
                 "</option><option value=11>O1&nbsp;C++ <20></option></select></td></tr>" +
@@ -111,7 +111,7 @@ TEST_P(Events, ModifyForm) {
   const std::string head =
       "<Form Action=Schedule.asp method=post><Input Type=Hidden Name=Update Value=41><BR>"
       "<Table BORDER=0 cellspacing=0 cellpadding=2 width=460>" +
-      Caption("Training name&nbsp;" + kStar) +
+      Caption("Training name&nbsp;" + kStar, "<td colspan=2>") +
       "<td colspan=2><select size=1 name=TrainingID><option selected value=11>O1&nbsp;C++ <20></option>"
       "<option value=12>O2&nbsp;Ada</option></select></td></tr>" +
       Caption("Trainer name&nbsp;" + kStar) +
@@ -214,6 +214,9 @@ TEST_P(Events, Refused) {
                                                      {"EYear", "two", kTypeMismatch},
                                                      {"EYear", "", kTypeMismatch},
                                                      {"EYear", "2004 10:00", kTypeMismatch},
+                                                     {"EYear", "2001-", kTypeMismatch},
+                                                     {"EYear", "2001- ", kTypeMismatch},
+                                                     {"EYear", "2001 - ", kTypeMismatch},
                                                      {"BMonth", "0", kInvalidArgument},
                                                      {"EMonth", "13", kInvalidArgument},
                                                      {"BMonth", "", kTypeMismatch},
