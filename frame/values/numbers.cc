@@ -1,5 +1,6 @@
 #include "frame/values/numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -65,6 +66,12 @@ NumberShape Look(std::string_view text, bool commas) {
   }
   shape.valid = at == text.size();
   return shape;
+}
+
+bool TakeSign(std::string_view& text) {
+  if (!text.starts_with('-')) return false;
+  text.remove_prefix(1);
+  return true;
 }
 
 // from_chars knows no plus sign. A number beyond a double's range is no number.
@@ -133,9 +140,29 @@ double RoundHalfEven(double value) {
 
 void AppendNumber(std::string& out, double value) {
   if (value == 0) value = 0;  // no minus sign on a zero
-  std::array<char, 400> text{};
-  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
-  if (error == std::errc()) out.append(text.data(), end);
+  constexpr int kDigits = 15;
+  std::array<char, 32> rounded{};
+  const auto [end, error] =
+      std::to_chars(rounded.data(), rounded.data() + rounded.size(), value, std::chars_format::scientific, kDigits - 1);
+  if (error != std::errc() || !std::isfinite(value)) return;
+  // -d.dddde-XX: the digits without the trailing zeros, and the place of the point among them.
+  std::string_view text(rounded.data(), static_cast<std::size_t>(end - rounded.data()));
+  if (TakeSign(text)) out += '-';
+  std::string digits(1, text[0]);
+  digits += text.substr(2, kDigits - 1);
+  digits.erase(std::max<std::size_t>(digits.find_last_not_of('0') + 1, 1));
+  std::string_view power = text.substr(2 + kDigits);
+  if (power.front() == '+') power.remove_prefix(1);
+  int point = 0;
+  std::from_chars(power.data(), power.data() + power.size(), point);
+  ++point;
+  if (point <= 0) {
+    out.append("0.").append(static_cast<std::size_t>(-point), '0').append(digits);
+  } else if (const auto whole = static_cast<std::size_t>(point); whole >= digits.size()) {
+    out.append(digits).append(whole - digits.size(), '0');
+  } else {
+    out.append(digits, 0, whole).append(".").append(digits, whole);
+  }
 }
 
 void AppendNumber(std::string& out, std::int64_t value) {

@@ -25,7 +25,7 @@ std::int32_t ToInt32(std::string_view text);
 std::int16_t ToInt16(std::string_view text);
 double RoundHalfEven(double value);
 
-// Plain, a point for decimals, no trailing zeros, no grouping, no exponent.
+// Plain, a point for decimals, no trailing zeros, no grouping, no exponent. A double has at most 15 significant digits.
 void AppendNumber(std::string& out, double value);
 void AppendNumber(std::string& out, std::int64_t value);
 
