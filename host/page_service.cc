@@ -77,19 +77,21 @@ wire::HttpResponse Overrun() {
 }
 
 wire::HttpResponse AnswerOf(Response& response) {
-  if (response.redirect()) {
-    wire::HttpResponse answer = Redirection(LocationOf(*response.redirect()));
-    answer.headers.emplace_back("Cache-Control", "no-store");
-    return answer;
-  }
   wire::HttpResponse answer;
-  answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
-  answer.headers = response.headers();
-  answer.headers.emplace_back("Cache-Control", response.cache_control().empty() ? "private" : response.cache_control());
+  std::string cache_control = response.cache_control();
+  if (response.redirect()) {
+    answer = Redirection(LocationOf(*response.redirect()));
+    if (cache_control.empty()) cache_control = "no-store";
+  } else {
+    answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
+    answer.headers.emplace_back("Content-Security-Policy", ContentSecurityPolicy(response.scripts()));
+    if (cache_control.empty()) cache_control = "private";
+  }
+  answer.headers.insert(answer.headers.end(), response.headers().begin(), response.headers().end());
+  answer.headers.emplace_back("Cache-Control", std::move(cache_control));
   if (const auto minutes = response.expires()) {
     answer.headers.emplace_back("Expires", wire::HttpDate(std::time(nullptr) + 60 * *minutes));
   }
-  answer.headers.emplace_back("Content-Security-Policy", ContentSecurityPolicy(response.scripts()));
   return answer;
 }
 
