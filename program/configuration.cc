@@ -123,6 +123,13 @@ void Apply(const Setting& setting, const std::string& text, const std::string& w
 }
 
 void ReadFile(const std::filesystem::path& file, Configuration& configuration) {
+  std::error_code error_code;
+  const auto status = std::filesystem::status(file, error_code);
+  // A directory opens like an empty file. A pipe is as good as a file: a shell's <(...) is one.
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+      !std::filesystem::is_fifo(status)) {
+    throw UsageError("configuration file " + file.string() + " is no regular file");
+  }
   toml::table table;
   try {
     table = toml::parse_file(file.string());

@@ -82,6 +82,8 @@ TEST_F(ConfigurationFile, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(refusal.find('\n'), std::string::npos) << refusal;
   }
   EXPECT_NE(Refusal({"serve", "--config", "/nonexistent.toml"}), "");
+  EXPECT_NE(Refusal({"serve", "--config", "/tmp"}).find("/tmp is no regular file"), std::string::npos);
+  EXPECT_NE(Refusal({"serve", "--config", "/dev/null"}).find("is no regular file"), std::string::npos);
 }
 
 TEST(CommandLine, RefusesWhatItDoesNotKnow) {
