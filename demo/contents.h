@@ -1,4 +1,5 @@
-// The texts of the demo data: who and what the training company has to do with.
+// The texts of the demo data: who and what the training company has to do with. They keep to the letters of
+// windows-1252, the pages' encoding: a browser posts any other letter as a numeric reference, which would not find it.
 #pragma once
 
 #include <span>

@@ -130,7 +130,7 @@ constexpr std::string_view kEventNotes[] = {
     "Projector lamp flickers; take the spare one.",
     "Two participants need a vegetarian lunch.",
     "Client asks for the attendance list on the last day.",
-    "Starts at 9:30 because of the train from Gdańsk.",
+    "Starts at 9:30 because of the train from Gdynia.",
 };
 
 constexpr std::string_view kStreets[] = {

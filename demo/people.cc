@@ -26,9 +26,9 @@ constexpr PersonText kElysee[] = {
     {"Nathalie", "Blanc"},  {"Olivier", "Fontaine"},      {"Solène", "Girard"},   {"Thierry", "D'Arcy"},
 };
 constexpr PersonText kBaltic[] = {
-    {"Anna", "Kowalska"},   {"Piotr", "Zieliński"}, {"Małgorzata", "Wiśniewska"}, {"Łukasz", "Wójcik"},
-    {"Katarzyna", "Nowak"}, {"Tomasz", "Mazur"},    {"Agnieszka", "Dąbrowska"},   {"Marek", "Lewandowski"},
-    {"Ewa", "Jankowska"},   {"Paweł", "Kaczmarek"}, {"Joanna", "Szymańska"},      {"Grzegorz", "Pawlak"},
+    {"Anna", "Kowalska"},   {"Piotr", "Zawadzki"}, {"Barbara", "Wilczek"},  {"Robert", "Wójcik"},
+    {"Katarzyna", "Nowak"}, {"Tomasz", "Mazur"},   {"Agnieszka", "Sikora"}, {"Marek", "Lewandowski"},
+    {"Ewa", "Jankowska"},   {"Adam", "Kaczmarek"}, {"Joanna", "Sobczak"},   {"Grzegorz", "Pawlak"},
     {"Magdalena", "Król"},
 };
 constexpr PersonText kIberia[] = {
@@ -73,10 +73,9 @@ constexpr PersonText kSundstroem[] = {
     {"Sofia", "Åkesson"}, {"Gustav", "Wallin"},   {"Ebba", "Norén"},     {"Henrik", "Dahlgren"},
 };
 constexpr PersonText kVltava[] = {
-    {"Jana", "Nováková"},      {"Petr", "Svoboda"},    {"Lenka", "Dvořáková"},  {"Tomáš", "Černý"},
-    {"Zuzana", "Procházková"}, {"Martin", "Kučera"},   {"Eva", "Horáková"},     {"Jakub", "Němec"},
-    {"Alena", "Marková"},      {"Ondřej", "Pospíšil"}, {"Veronika", "Králová"}, {"David", "Beneš"},
-    {"Hana", "Fialová"},
+    {"Jana", "Nováková"},    {"Petr", "Svoboda"}, {"Lenka", "Veselá"},  {"Tomáš", "Novotný"}, {"Zuzana", "Pokorná"},
+    {"Martin", "Sedlák"},    {"Eva", "Malá"},     {"Jakub", "Doležal"}, {"Alena", "Marková"}, {"Michal", "Pospíšil"},
+    {"Veronika", "Králová"}, {"David", "Beneš"},  {"Hana", "Fialová"},
 };
 
 constexpr CompanyText kCompanies[] = {
@@ -88,7 +87,7 @@ constexpr CompanyText kCompanies[] = {
      "mueller-praezision.example", "DE 811 569 869", "", kMueller},
     {"Banque Élysée Participations SA", "27 rue de la République", "69002", "Lyon", "+33 4 72 55 01 90",
      "+33 4 72 55 01 91", "banque-elysee.example", "FR 40 303 265 045", "Asks for certificates in French.", kElysee},
-    {"Baltic Energy Sp. z o.o.", "ul. Długa 15", "80-831", "Gdańsk", "+48 58 555 01 60", "+48 58 555 01 61",
+    {"Baltic Energy Sp. z o.o.", "ul. Portowa 15", "81-350", "Gdynia", "+48 58 555 01 60", "+48 58 555 01 61",
      "baltic-energy.example", "PL 583-000-12-46", "", kBaltic},
     {"Iberia Verde Alimentos S.L.", "Calle Betis 30", "41010", "Sevilla", "+34 954 555 110", "", "", "ES B91555110",
      "No shared mailbox; call the office.", kIberia},
@@ -103,7 +102,7 @@ constexpr CompanyText kCompanies[] = {
      "BE 0555.018.080", "Sends staff of its member firms.", kWholesalers},
     {"Sundström & Ek AB", "Lindholmspiren 7", "417 56", "Göteborg", "+46 31 555 01 30", "", "sundstrom-ek.example",
      "SE 556555013001", "", kSundstroem},
-    {"Vltava Data Systems s.r.o.", "Na Příkopě 22", "110 00", "Praha", "+420 225 550 150", "+420 225 550 151",
+    {"Vltava Data Systems s.r.o.", "Národní 22", "110 00", "Praha", "+420 225 550 150", "+420 225 550 151",
      "vltavadata.example", "CZ 25550150", "Remote participants; send the materials two days ahead.", kVltava},
 };
 

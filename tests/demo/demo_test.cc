@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "frame/data/connection.h"
+#include "frame/data/schema.h"
+#include "frame/values/text.h"
 #include "tests/support/page_harness.h"
 #include "tests/support/seed.h"
 #include "tests/support/test_database.h"
@@ -30,6 +32,23 @@ TEST_P(DemoTest, FillsAnEmptyDatabaseAndKnowsItAgain) {
   EXPECT_EQ(demo::Find(*database_, clock_), filled);
   TestDatabase other(GetParam());
   EXPECT_EQ(demo::Fill(*other, clock_), filled) << "the same day, the same data";
+}
+
+// A letter that a browser cannot post as it is could not be searched for.
+TEST_P(DemoTest, KeepsToTheLettersOfThePages) {
+  demo::Fill(*database_, clock_);
+  data::Connection db(*database_);
+  std::size_t beyond_ascii = 0;
+  for (const data::Table* table : data::AllTables()) {
+    for (const data::Row& row : db.Query({"select * from ", data::Name(*table)})) {
+      for (std::size_t i = 0; i < table->columns.size(); ++i) {
+        const std::string text = row[i].Text();
+        EXPECT_EQ(FromWindows1252(ToWindows1252(text)), text);
+        if (!IsAscii(text)) ++beyond_ascii;
+      }
+    }
+  }
+  EXPECT_GT(beyond_ascii, 20U);
 }
 
 TEST_P(DemoTest, OtherDataIsNotTakenForIts) {
