@@ -6,18 +6,29 @@
 (function () {
     "use strict";
 
-    // Address and caption of every staff page that can be opened by itself. The PIN
-    // list (list.asp) belongs to one event and is reached from its participants.
+    // The PIN list (list.asp) belongs to one event: the one that the page's own address
+    // names, or else the one that is chosen among the events.
+    function pinList() {
+        for (const [name, value] of new URLSearchParams(location.search)) {
+            if (/^(ModSch[01]|ModUp|ModDown|Schedule(ID)?)$/i.test(name) && /^[0-9]+$/.test(value))
+                return "list.asp?Schedule=" + value;
+        }
+        return "schedule.asp?Action=P";
+    }
+
+    // Address and caption of every staff page, and of the public one.
     const pages = [
         ["default.asp", "Start"],
         ["CreateForm.asp", "Survas"],
         ["schedule.asp?Action=P", "Events"],
+        [pinList(), "PIN lists"],
         ["company.asp?Action=P", "Companies"],
         ["student.asp?Action=P", "Students"],
         ["Trainer.asp?Action=P", "Trainers"],
         ["training.asp?Action=P", "Trainings"],
         ["stat.asp?Action=P", "Statistics"],
         ["browse.asp", "Filled forms"],
+        ["../surva.asp", "Public page"],
     ];
 
     // "/admin/Company.asp?Modify=3" -> "company.asp". The bare folder is the start page.
@@ -35,10 +46,8 @@
             const link = document.createElement("a");
             link.href = address;
             link.textContent = caption;
-            if (pageName(address) === here)
+            if (pageName(address) === here && !list.querySelector("[aria-current]"))
                 link.setAttribute("aria-current", "page");
-            else if (here === "list.asp" && pageName(address) === "schedule.asp")
-                link.setAttribute("aria-current", "true");
             // The participants of an event stand in frames; the toolbar leads out of them.
             if (window.top !== window)
                 link.target = "_top";
