@@ -96,8 +96,8 @@ wire::HttpResponse SeeOther(std::string address) {
 }
 
 wire::HttpResponse ShowPageList(Context& context) {
-  std::string json = "{\"person\":" + JsonText(context.person.name) + ",\"role\":" + JsonText(NameOf(context.person.role)) +
-                     ",\"pages\":[";
+  std::string json = "{\"person\":" + JsonText(context.person.name) +
+                     ",\"role\":" + JsonText(NameOf(context.person.role)) + ",\"pages\":[";
   for (const PageLink& link : context.pages) {
     if (&link != context.pages.data()) json += ',';
     json += "{\"address\":" + JsonText(link.address) + ",\"caption\":" + JsonText(link.caption) +

@@ -39,11 +39,10 @@ TEST(Answers, WhatAPageSaysOfCachesHoldsForItsRedirectToo) {
     wire::HttpRequest request;
     request.path = "/surva.asp";
     request.query = query;
-    request.cookie = cookie;
+    request.headers = {{"Cookie", cookie}};
     std::promise<wire::HttpResponse> answer;
-    service.Handle(std::move(request), [&answer](wire::HttpResponse response) {
-      answer.set_value(std::move(response));
-    });
+    service.Handle(std::move(request),
+                   [&answer](wire::HttpResponse response) { answer.set_value(std::move(response)); });
     wire::HttpResponse response = answer.get_future().get();
     if (const std::string set = Header(response, "Set-Cookie"); !set.empty()) cookie = set.substr(0, set.find(';'));
     return response;
