@@ -178,8 +178,9 @@ int Run(const std::string& dsn, double seconds) {
     }
     std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
     void RunScript(const std::string& script) override { engine_->RunScript(script); }
-    void Begin(data::Durability durability) override { engine_->Begin(durability); }
-    void Commit() override { engine_->Commit(); }
+    void Begin() override { engine_->Begin(); }
+    void Lock(std::int64_t name) override { engine_->Lock(name); }
+    void Commit(data::Durability durability) override { engine_->Commit(durability); }
     void Rollback() noexcept override { engine_->Rollback(); }
     bool InTransaction() const override { return engine_->InTransaction(); }
     void BeginInner() override { engine_->BeginInner(); }

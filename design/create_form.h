@@ -45,7 +45,6 @@ class CreateForm final : public PageObject {
   void ShowCopySourcePicker();
   void CopyVersion(std::string_view version);
   // The key of the version just made. One above 16 bits cannot be shown: a Fault.
-  std::string NewestVersion(data::Connection& connection);
 
   // One version: its properties page or its layout editor, by the request.
   void ShowVersionDesigner(std::string_view version);

@@ -82,15 +82,11 @@ void CreateForm::DeleteVersion(std::string_view version) {
   OpenConnection().Execute({"delete from SurvaVersion where SurvaVersionID=", Number(version)});
 }
 
-std::string CreateForm::NewestVersion(data::Connection& db) {
-  return db.Query({"select max(SurvaVersionId) as MAXSVID from SurvaVersion"}).First()["MAXSVID"].Text();
-}
-
 void CreateForm::CreateEmptyVersion() {
-  data::Connection& db = OpenConnection();
-  db.Execute({"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview,"
-              "ThankYouPage,DisplayMenu) select 'Empty Surva',0,now(),-1,-1,'',-1"});
-  ShowVersionDesigner(std::to_string(ToInt16(NewestVersion(db))));
+  const data::Rows made = OpenConnection().ExecuteReturning(
+      {"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview,"
+       "ThankYouPage,DisplayMenu) select 'Empty Surva',0,now(),-1,-1,'',-1 returning SurvaVersionID"});
+  ShowVersionDesigner(std::to_string(ToInt16(made.First()["SurvaVersionID"].Text())));
 }
 
 void CreateForm::ShowCopySourcePicker() {
@@ -119,14 +115,17 @@ void CreateForm::ShowCopySourcePicker() {
   WriteFooters();
 }
 
-// The copy has rows of its own, and shares the questions on them with its source.
+// The copy has rows of its own, and shares the questions on them with its source. Rows that a deleted version left
+// behind are given to the newest version there is.
 void CreateForm::CopyVersion(std::string_view version) {
   data::Connection& db = OpenConnection();
-  db.Execute({"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview) "
-              "select 'Copy of: ' || SurvaName,0,now(),RequireAuthorisation,RequirePersonalDataPreview "
-              "from SurvaVersion where SurvaVersionID=",
-              Number(version)});
-  const std::string copy = NewestVersion(db);
+  data::Rows made = db.ExecuteReturning(
+      {"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview) "
+       "select 'Copy of: ' || SurvaName,0,now(),RequireAuthorisation,RequirePersonalDataPreview "
+       "from SurvaVersion where SurvaVersionID=",
+       Number(version), " returning SurvaVersionID"});
+  if (made.empty()) made = db.Query({"select max(SurvaVersionID) as SurvaVersionID from SurvaVersion"});
+  const std::string copy = made.First()["SurvaVersionID"].Text();
   db.Execute({"insert into SurvaLayout(SurvaVersionID,QuestionID,PositionID) select ", Number(copy),
               ",QuestionID,PositionID from SurvaLayout where SurvaVersionID=", Number(version),
               " order by SurvaLayoutID"});

@@ -24,17 +24,15 @@ int CreateForm::ValueCount(std::string_view number_of_values, bool first_is_empt
 
 std::int64_t CreateForm::StoreAndPlace(const Destination& to, const NewQuestion& columns) {
   data::Connection& db = OpenConnection();
-  db.AddNew(data::tables::kQuestion)
-      .Set("Content", std::string_view(Kept("QuestionContent")))
-      .Set("AnswerType", columns.answer_type)
-      .Set("QuestionType", columns.question_type)
-      .Set("SizeX", columns.size_x)
-      .Set("SizeY", columns.size_y)
-      .Set("LineRows", Flag(columns.line_rows))
-      .Set("Required", Flag(columns.required))
-      .Update();
-  const std::int64_t question =
-      db.Query({"select max(QuestionId) as MaxQID from question"}).First()["MaxQID"].Integer();
+  const std::int64_t question = db.AddNew(data::tables::kQuestion)
+                                    .Set("Content", std::string_view(Kept("QuestionContent")))
+                                    .Set("AnswerType", columns.answer_type)
+                                    .Set("QuestionType", columns.question_type)
+                                    .Set("SizeX", columns.size_x)
+                                    .Set("SizeY", columns.size_y)
+                                    .Set("LineRows", Flag(columns.line_rows))
+                                    .Set("Required", Flag(columns.required))
+                                    .Update();
 
   std::int64_t place = 1;
   const std::optional<double> above = ReadNumeric(to.add_question);

@@ -17,6 +17,7 @@ void FillForm::AcceptAnswers(std::string_view surva) {
   const bool anonymous = session()["anonymous"].Is(1);
   const Value student = session()["StudentID"];
   const Value schedule = session()["ScheduleID"];
+  LockFilling(db);
   if (anonymous) {
     db.Execute({"delete from AnonymousMark where StudentID=", Number(student)});
   } else {

@@ -107,18 +107,21 @@ void FillForm::AnonymousEntry(std::string_view version) {
   }
   session().Set("ThankYouPage", survas.First()["ThankYouPage"]);
   session().Set("anonymous", 1);
-  const std::string_view address = request().ServerVariable("REMOTE_ADDR");
-  db.AddNew(data::tables::kAnonymousStudent)
-      .Set("IPAddress", address)
-      .Set("CreateDate", clock().Now())
-      .SetNull("FillDate")
-      .Set("SurvaVersionID", version)
-      .Update();
-  const Rows newest =
-      db.Query({"Select Max(AnonymousStudentID) AS MaxID from AnonymousStudent where IPAddress=", Text(address)});
-  session().Set("StudentID", newest.First()["MaxID"]);
+  const std::int64_t student = db.AddNew(data::tables::kAnonymousStudent)
+                                   .Set("IPAddress", request().ServerVariable("REMOTE_ADDR"))
+                                   .Set("CreateDate", clock().Now())
+                                   .SetNull("FillDate")
+                                   .Set("SurvaVersionID", version)
+                                   .Update();
+  session().Set("StudentID", student);
   session().Set("SurvaVersionID", version);
   ShowBlankForm(version);
+}
+
+void FillForm::LockFilling(data::Connection& db) {
+  const std::string student = session()["StudentID"].Text();
+  db.Lock(session()["anonymous"].Is(1) ? "anonymous filling " + student
+                                       : "filling " + student + " " + session()["ScheduleID"].Text());
 }
 
 void FillForm::WriteFormHead(std::string_view surva) {
@@ -144,12 +147,14 @@ void FillForm::ShowBlankForm(std::string_view surva) {
   if (session()["anonymous"].Is(1)) {
     const data::Piece marks[] = {" from AnonymousMark where StudentID=", Number(student)};
     if (!db.Query({"select AnonymousMarkID", marks[0], marks[1], " limit 1"}).empty()) {
+      LockFilling(db);
       db.Execute({"delete", marks[0], marks[1]});
     }
   } else {
     const data::Piece marks[] = {" from Mark where StudentID=", Number(student),
                                  " and ScheduleID=", Number(session()["ScheduleID"])};
     if (!db.Query({"select MarkID", marks[0], marks[1], marks[2], marks[3], " limit 1"}).empty()) {
+      LockFilling(db);
       db.Execute({"delete", marks[0], marks[1], marks[2], marks[3]});
     }
   }

@@ -33,6 +33,8 @@ class FillForm final : public PageObject {
   void ShowPersonalDetails();
   void SaveRemarks();
 
+  // Two posts of one filling replace its answers one after the other.
+  void LockFilling(data::Connection& connection);
   void ShowBlankForm(std::string_view surva);
   void AcceptAnswers(std::string_view surva);
   void PreViewAnonymous(std::string_view surva, const Value& student);

@@ -111,8 +111,9 @@ DateTime PostedDate(const Request& request, const DateControls& names) {
 }
 
 // `notes` is the parameter that becomes the Description.
-void WriteEvent(data::RowWriter event, const Request& request, const Value& surva, std::string_view notes) {
-  event.Set("TrainingID", request("TrainingID"))
+// Gives the key of the event.
+std::int64_t WriteEvent(data::RowWriter event, const Request& request, const Value& surva, std::string_view notes) {
+  return event.Set("TrainingID", request("TrainingID"))
       .Set("TrainerID", request("TrainerID"))
       .Set("SurvaVersionID", surva)
       .Set("BeginDate", PostedDate(request, {"BDay", "BMonth", "BYear"}))
@@ -194,10 +195,11 @@ void Schedule::ShowModifyEventForm(std::string_view id) {
 void Schedule::SaveNewEvent() {
   data::Connection& db = OpenConnection();
   const Value surva = ResolveSurva(db, request());
-  WriteEvent(db.AddNew(data::tables::kSchedule), request(), surva, "Notes");
-  const Rows newest = db.Query(
-      {"Select max(ScheduleID) as MaxScheduleID from Schedule where TrainingID=", Number(request()("TrainingID"))});
-  ShowEventFrames(newest.First()["MaxScheduleID"]);
+  const std::int64_t added = WriteEvent(db.AddNew(data::tables::kSchedule), request(), surva, "Notes");
+  // A training that reads as no key (it was rounded for the row) leads to no event.
+  const Rows event = db.Query({"Select max(ScheduleID) as MaxScheduleID from Schedule where ScheduleID=", Number(added),
+                               " and TrainingID=", Number(request()("TrainingID"))});
+  ShowEventFrames(event.First()["MaxScheduleID"]);
 }
 
 void Schedule::UpdateEvent(std::string_view id) {

@@ -42,24 +42,44 @@ Connection::~Connection() {
 }
 
 Engine& Connection::Open() {
-  if (!engine_) engine_ = database_.Take();
+  if (!engine_) {
+    engine_ = database_.Take();
+    fresh_ = true;
+  }
   return *engine_;
 }
 
-Rows Connection::Query(Statement statement) {
-  const bool kept = engine_ == nullptr;
-  try {
-    return Open().Run(statement, Effect::kRead);
-  } catch (const Fault&) {
-    // A kept connection may have been lost while nobody used it. Nothing has been written on it yet.
-    if (written_ || !kept || !engine_ || engine_->Usable()) throw;
-    database_.Give(std::move(engine_));
-    return Open().Run(statement, Effect::kRead);
-  }
+void Connection::Reopen() {
+  database_.Give(std::move(engine_));
+  Open();
+  if (!begun_) return;
+  engine_->Begin();
+  for (const std::int64_t lock : locks_) engine_->Lock(lock);
 }
 
-void Connection::BeginWrite() {
-  if (written_) return;
+Rows Connection::Run(Statement statement, Effect effect) {
+  Open();
+  try {
+    Rows rows = engine_->Run(statement, effect);
+    fresh_ = false;
+    return rows;
+  } catch (const Fault&) {
+    // A kept connection may have been lost while nobody used it: the statement, the first of all, has reached nothing.
+    const bool lost = fresh_ && !engine_->Usable();
+    fresh_ = false;
+    if (!lost) throw;
+  }
+  Reopen();
+  fresh_ = false;
+  return engine_->Run(statement, effect);
+}
+
+Rows Connection::Query(Statement statement) {
+  return Run(statement, Effect::kRead);
+}
+
+void Connection::Begin() {
+  if (begun_) return;
   Engine& engine = Open();
   if (WriteGate* gate = database_.write_gate(); gate != nullptr) {
     if (!gate->Enter(kWritersPatience)) {
@@ -68,31 +88,33 @@ void Connection::BeginWrite() {
     in_gate_ = true;
   }
   try {
-    engine.Begin(durability_);
+    engine.Begin();
   } catch (...) {
     Rollback();
     throw;
   }
-  written_ = true;
+  begun_ = true;
 }
 
-std::int64_t Connection::Write(Statement statement) {
-  const bool first = engine_ == nullptr;
-  BeginWrite();
-  try {
-    engine_->Run(statement, Effect::kWrite);
-  } catch (const Fault&) {
-    if (!first || engine_->Usable()) throw;
-    // Lost while nobody used it, as above: the statement was the first of all and reached nothing.
-    Rollback();
-    BeginWrite();
-    engine_->Run(statement, Effect::kWrite);
-  }
-  return engine_->RowsTouched();
+Rows Connection::Write(Statement statement) {
+  Begin();
+  written_ = true;
+  return Run(statement, Effect::kWrite);
 }
 
 std::int64_t Connection::Execute(std::initializer_list<Piece> statement) {
-  return Write(statement);
+  Write(statement);
+  return engine_->RowsTouched();
+}
+
+void Connection::Lock(std::string_view thing) {
+  Begin();
+  locks_.push_back(static_cast<std::int64_t>(internal::HashName(thing)));
+  engine_->Lock(locks_.back());
+}
+
+void Connection::Hold(std::string_view thing) {
+  if (database_.write_gate() == nullptr) Lock(thing);
 }
 
 RowWriter Connection::Edit(const Table& table, const Piece& id) {
@@ -104,7 +126,8 @@ RowWriter Connection::Edit(const Table& table, const Piece& id) {
 }
 
 void Connection::BeginTrans() {
-  BeginWrite();
+  Begin();
+  written_ = true;
   engine_->BeginInner();
 }
 
@@ -113,25 +136,26 @@ void Connection::CommitTrans() {
 }
 
 void Connection::RollbackTrans() noexcept {
-  if (engine_ && written_) engine_->RollbackInner();
+  if (engine_ && begun_) engine_->RollbackInner();
 }
 
 void Connection::Commit() {
-  if (written_) {
+  if (begun_) {
     try {
-      engine_->Commit();
+      engine_->Commit(written_ ? durability_ : Durability::kMemory);
     } catch (...) {
       Rollback();
       throw;
     }
-    written_ = false;
+    begun_ = false;
   }
   Rollback();
 }
 
 void Connection::Rollback() noexcept {
-  if (engine_ && written_) engine_->Rollback();
-  written_ = false;
+  if (engine_ && begun_) engine_->Rollback();
+  begun_ = written_ = false;
+  locks_.clear();
   if (in_gate_) database_.write_gate()->Leave();
   in_gate_ = false;
   if (engine_) database_.Give(std::move(engine_));
@@ -150,7 +174,7 @@ RowWriter& RowWriter::Set(std::string_view column, const Field& value) {
   return *this;
 }
 
-void RowWriter::Update() {
+std::int64_t RowWriter::Update() {
   std::vector<Piece> statement;
   statement.reserve(4 * values_.size() + 8);
   if (adding_) {
@@ -164,7 +188,7 @@ void RowWriter::Update() {
       if (i > 0) statement.push_back(", ");
       statement.push_back(Bound(values_[i].second.view()));
     }
-    statement.push_back(")");
+    statement.insert(statement.end(), {") returning ", Name(table_.key())});
   } else {
     statement.insert(statement.end(), {"update ", Name(table_), " set "});
     for (std::size_t i = 0; i < values_.size(); ++i) {
@@ -175,8 +199,9 @@ void RowWriter::Update() {
     }
     statement.insert(statement.end(), {" where ", Name(table_.key()), "=", Number(key_)});
   }
-  connection_.Write(statement);
+  const Rows rows = connection_.Write(statement);
   values_.clear();
+  return adding_ ? rows.First()[0].Integer() : key_;
 }
 
 }  // namespace surva::data

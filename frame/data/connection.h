@@ -24,7 +24,8 @@ class RowWriter {
  public:
   RowWriter& Set(std::string_view column, const Field& value);
   RowWriter& SetNull(std::string_view column) { return Set(column, Field()); }
-  void Update();
+  // Gives the row's key.
+  std::int64_t Update();
 
  private:
   friend class Connection;
@@ -53,11 +54,21 @@ class Connection {
   Rows Query(Statement statement);
   // Writes; gives the number of rows touched.
   std::int64_t Execute(std::initializer_list<Piece> statement);
+  // Writes by a statement that ends in `returning ...`; gives what that names.
+  Rows ExecuteReturning(std::initializer_list<Piece> statement) { return Write(statement); }
 
   // Writes through a recordset: a new row of a table, or the row of `select * from TABLE where KEY=id` (a Fault if
   // there is none).
   RowWriter AddNew(const Table& table) { return RowWriter(*this, table); }
   RowWriter Edit(const Table& table, const Piece& id);
+
+  // Holds a thing by its name ("filling 12 7") from before the next statement until the commit: requests that lock the
+  // same thing pass one after the other, on all nodes. Costs no round trip. Statements behind it see what the one
+  // before has committed. On SQLite it is the one writer's turn.
+  void Lock(std::string_view thing);
+  // The same for a request that may come to write nothing: it is no write, and takes no writer's turn. To be called
+  // before the first statement. On SQLite it does nothing: there the host puts the requests of a visitor in order.
+  void Hold(std::string_view thing);
 
   // A transaction of a page's own inside the request's.
   void BeginTrans();
@@ -66,8 +77,9 @@ class Connection {
 
   // Whether anything was written since the last Commit.
   bool HasWritten() const { return written_; }
-  // Commits what was written, if anything was. Durability::kMemory holds only for writes that are nothing but the
-  // host's own notes; say so before the first write, with SetDurability.
+  // Commits what was written, if anything was, and ends what was held. Durability::kMemory is for writes that are
+  // nothing but the host's own notes; it may be said at any time before. A Fault of kCommitInDoubt means that what was
+  // written may stand; after any other, nothing of it does.
   void Commit();
   void Rollback() noexcept;
   void SetDurability(Durability durability) { durability_ = durability; }
@@ -75,13 +87,19 @@ class Connection {
  private:
   friend class RowWriter;
   Engine& Open();
-  void BeginWrite();
-  std::int64_t Write(Statement statement);
+  // Another connection in place of one that was lost while nobody used it.
+  void Reopen();
+  void Begin();
+  Rows Run(Statement statement, Effect effect);
+  Rows Write(Statement statement);
 
   Database& database_;
   std::unique_ptr<Engine> engine_;
   Durability durability_ = Durability::kDisk;
-  bool written_ = false;
+  std::vector<std::int64_t> locks_;
+  bool fresh_ = false;    // nothing has reached the server yet
+  bool begun_ = false;    // a transaction
+  bool written_ = false;  // something, in the transaction
   bool in_gate_ = false;
 };
 

@@ -31,9 +31,12 @@ class Engine {
   // Runs text of the program's own, several statements if need be; not cached.
   virtual void RunScript(const std::string& script) = 0;
 
-  // One transaction at a time. Begin of a write transaction may be put off to its first statement.
-  virtual void Begin(Durability durability) = 0;
-  virtual void Commit() = 0;
+  // One transaction at a time. Its beginning may be put off to its first statement.
+  virtual void Begin() = 0;
+  // Holds a name until the transaction ends; whoever else asks for it waits. May be put off to the next statement.
+  virtual void Lock(std::int64_t name) = 0;
+  // Throws Fault: kCommitInDoubt if it is not known whether the commit went through, anything else if it did not.
+  virtual void Commit(Durability durability) = 0;
   virtual void Rollback() noexcept = 0;
   virtual bool InTransaction() const = 0;
 

@@ -64,8 +64,9 @@ class PostgresEngine final : public Engine {
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return rows_touched_; }
   void RunScript(const std::string& script) override;
-  void Begin(Durability durability) override;
-  void Commit() override;
+  void Begin() override;
+  void Lock(std::int64_t name) override { wanted_.push_back(name); }
+  void Commit(Durability durability) override;
   void Rollback() noexcept override;
   bool InTransaction() const override { return begun_ || PQtransactionStatus(connection_.get()) != PQTRANS_IDLE; }
   void BeginInner() override;
@@ -93,12 +94,17 @@ class PostgresEngine final : public Engine {
   }
   // Opens the transaction that Begin announced, or marks a place to go back to, ahead of a statement.
   void SendAhead();
+  void SendLocks();
+  void LoseLocks(std::size_t kept);
+  void MarkHere();
   Result Receive();
   void LearnTables();
   std::shared_ptr<Shape> ShapeOf(const PGresult* result) const;
   Field Cell(const PGresult* result, int row, int column) const;
   void BindValues();
   void Plain(const char* sql);
+  void Open();
+  void End();
 
   std::unique_ptr<PGconn, Finish> connection_;
   std::unordered_map<std::string, Prepared> prepared_;
@@ -110,13 +116,17 @@ class PostgresEngine final : public Engine {
   std::vector<int> lengths_;
   std::int64_t rows_touched_ = 0;
   int sent_ = 0;
-  Durability durability_ = Durability::kDisk;
   std::int64_t names_given_ = 0;
   bool broken_ = false;
-  bool begun_ = false;   // a transaction was asked for
-  bool opened_ = false;  // and the server has it open
-  bool marked_ = false;  // the savepoint stands
-  bool dirty_ = false;   // something was written since the savepoint
+  bool begun_ = false;                // a transaction was asked for
+  bool opened_ = false;               // and the server has it open
+  bool marked_ = false;               // the savepoint stands
+  bool dirty_ = false;                // something was written or locked since the savepoint
+  std::vector<std::int64_t> wanted_;  // locks to be asked for ahead of the next statement
+  std::vector<std::int64_t> held_;    // locks of this transaction, in the order of their coming
+  std::size_t held_at_inner_ = 0;     // when the inner transaction began
+  std::size_t held_at_mark_ = 0;      // of those, how many stand when the savepoint is gone back to
+  bool warned_ = false;               // the server has given a warning
 };
 
 PostgresEngine::PostgresEngine(const std::string& address) {
@@ -124,9 +134,15 @@ PostgresEngine::PostgresEngine(const std::string& address) {
   const char* const values[] = {address.c_str(), "UTF8", "5", "surva", nullptr};
   connection_.reset(PQconnectdbParams(keywords, values, 1));
   if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
-  // Notices (a table that stands already) are of no use to anybody.
-  PQsetNoticeProcessor(
-      connection_.get(), [](void*, const char*) {}, nullptr);
+  // Notices (a table that stands already) are of no use to anybody, but for a warning behind a commit.
+  PQsetNoticeReceiver(
+      connection_.get(),
+      [](void* engine, const PGresult* notice) {
+        const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
+        if (severity != nullptr && std::string_view(severity) == "WARNING")
+          static_cast<PostgresEngine*>(engine)->warned_ = true;
+      },
+      this);
   // The system's own now() stands before the server's.
   Plain("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
         "set_config('DateStyle', 'ISO', false), set_config('lock_timeout', '15s', false), "
@@ -184,12 +200,29 @@ void PostgresEngine::Fail(const PGresult* result) {
 void PostgresEngine::SendAhead() {
   if (!opened_) {
     SendPlain("BEGIN");
-    if (durability_ == Durability::kMemory) SendPlain("SET LOCAL synchronous_commit TO OFF");
-    return;
+    return SendLocks();
   }
-  if (!dirty_) return;
-  if (marked_) SendPlain("RELEASE SAVEPOINT statement");
-  SendPlain("SAVEPOINT statement");
+  if (dirty_) {
+    if (marked_) SendPlain("RELEASE SAVEPOINT statement");
+    SendPlain("SAVEPOINT statement");
+    held_at_mark_ = held_.size();
+  }
+  SendLocks();
+}
+
+// Locks go with what is undone; they are asked for again.
+void PostgresEngine::LoseLocks(std::size_t kept) {
+  const auto lost = held_.begin() + static_cast<std::ptrdiff_t>(kept);
+  wanted_.insert(wanted_.begin(), lost, held_.end());
+  held_.erase(lost, held_.end());
+}
+
+void PostgresEngine::SendLocks() {
+  for (const std::int64_t name : wanted_) {
+    SendPlain(("SELECT pg_advisory_xact_lock(" + std::to_string(name) + ")").c_str());
+  }
+  held_.insert(held_.end(), wanted_.begin(), wanted_.end());
+  wanted_.clear();
 }
 
 // Takes the results of all that was sent; gives the last one, or the first that failed.
@@ -292,6 +325,7 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
   PGconn* connection = connection_.get();
   if (PQenterPipelineMode(connection) != 1) Fail(nullptr);
   const bool was_open = opened_;
+  const std::size_t held_before = held_.size();
   const bool marks = begun_ && was_open && dirty_;
   if (begun_) SendAhead();
   const bool prepares = !prepared.known;
@@ -306,16 +340,14 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
     // Whether the server took the statement's text in is not known; another name is certain to be free.
     if (prepares) prepared_.erase(sql_);
     if (begun_ && Usable()) {
-      if (!was_open) {
-        Result(PQexec(connection, "ROLLBACK"));
-      } else {
-        if (marks) {
-          marked_ = true;
-          dirty_ = false;
-        }
-        Result(PQexec(connection, marked_ ? "ROLLBACK TO SAVEPOINT statement" : "ROLLBACK"));
-        if (!marked_) opened_ = false;
+      if (marks) {
+        marked_ = true;
+        dirty_ = false;
       }
+      const bool keeps = was_open && marked_;
+      Result(PQexec(connection, keeps ? "ROLLBACK TO SAVEPOINT statement" : "ROLLBACK"));
+      if (!keeps) opened_ = false;
+      LoseLocks(keeps ? held_at_mark_ : 0);
     }
     Fail(result.get());
   }
@@ -326,7 +358,7 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
       marked_ = true;
       dirty_ = false;
     }
-    dirty_ = dirty_ || effect == Effect::kWrite;
+    dirty_ = dirty_ || effect == Effect::kWrite || held_.size() > held_before;
   }
   rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
   if (!prepared.shape) prepared.shape = ShapeOf(result.get());
@@ -339,26 +371,42 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
 }
 
 void PostgresEngine::RunScript(const std::string& script) {
-  if (begun_ && !opened_) {
-    Plain("BEGIN");
-    opened_ = true;
-  }
+  Open();
   Plain(script.c_str());
   dirty_ = begun_;
   LearnTables();
 }
 
-void PostgresEngine::Begin(Durability durability) {
+void PostgresEngine::Begin() {
+  End();
   begun_ = true;
-  opened_ = marked_ = dirty_ = false;
-  durability_ = durability;
 }
 
-void PostgresEngine::Commit() {
-  const bool opened = opened_;
+void PostgresEngine::Open() {
+  if (!begun_ || opened_) return;
+  Plain("BEGIN");
+  opened_ = true;
+}
+
+void PostgresEngine::End() {
   begun_ = opened_ = marked_ = dirty_ = false;
+  wanted_.clear();
+  held_.clear();
+  held_at_mark_ = held_at_inner_ = 0;
+}
+
+void PostgresEngine::Commit(Durability durability) {
+  const bool opened = opened_;
+  End();
   if (!opened) return;
-  const Result result(PQexec(connection_.get(), "COMMIT"));
+  warned_ = false;
+  const Result result(PQexec(
+      connection_.get(), durability == Durability::kMemory ? "SET LOCAL synchronous_commit TO OFF; COMMIT" : "COMMIT"));
+  // A server that gave up waiting for its standby warns, and says that the commit is done.
+  if (!Usable() || warned_) {
+    throw Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.",
+                std::string("a commit in doubt: ") + PQerrorMessage(connection_.get()));
+  }
   if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) Fail(result.get());
   if (std::string_view(PQcmdStatus(result.get())) != "COMMIT") {
     throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
@@ -367,32 +415,34 @@ void PostgresEngine::Commit() {
 }
 
 void PostgresEngine::Rollback() noexcept {
-  begun_ = opened_ = marked_ = dirty_ = false;
+  End();
   if (PQtransactionStatus(connection_.get()) != PQTRANS_IDLE) Result(PQexec(connection_.get(), "ROLLBACK"));
 }
 
 // The inner transaction's savepoint stands above the statement's, which is left where it is: a later one shadows it.
 void PostgresEngine::BeginInner() {
-  if (begun_ && !opened_) {
-    Plain("BEGIN");
-    opened_ = true;
-  }
+  Open();
   Plain("SAVEPOINT inner_transaction; SAVEPOINT statement");
-  marked_ = true;
-  dirty_ = false;
+  MarkHere();
+  held_at_inner_ = held_.size();
 }
 
 void PostgresEngine::CommitInner() {
   Plain("RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement");
-  marked_ = true;
-  dirty_ = false;
+  MarkHere();
 }
 
 void PostgresEngine::RollbackInner() noexcept {
   Result(PQexec(connection_.get(),
                 "ROLLBACK TO SAVEPOINT inner_transaction; RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement"));
+  LoseLocks(held_at_inner_);
+  MarkHere();
+}
+
+void PostgresEngine::MarkHere() {
   marked_ = true;
   dirty_ = false;
+  held_at_mark_ = held_.size();
 }
 
 }  // namespace

@@ -285,7 +285,7 @@ void BringUpToDate(Engine& engine) {
     throw SchemaError("the database was made by a later version of surva; install that version");
   }
   if (found == kSchemaVersion) return;
-  engine.Begin(Durability::kDisk);
+  engine.Begin();
   try {
     if (engine.dialect() == Dialect::kPostgres) {
       // Two programs may start at once on an empty database.
@@ -300,7 +300,7 @@ void BringUpToDate(Engine& engine) {
       engine.RunScript("DELETE FROM SchemaVersion; INSERT INTO SchemaVersion (Version) VALUES (" +
                        std::to_string(kSchemaVersion) + ")");
     }
-    engine.Commit();
+    engine.Commit(Durability::kDisk);
   } catch (...) {
     engine.Rollback();
     throw;

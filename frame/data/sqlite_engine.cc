@@ -99,8 +99,10 @@ class SqliteEngine final : public Engine {
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return sqlite3_changes64(database_.get()); }
   void RunScript(const std::string& script) override;
-  void Begin(Durability durability) override;
-  void Commit() override;
+  void Begin() override;
+  // The one writer's turn is all the lock there is.
+  void Lock(std::int64_t) override {}
+  void Commit(Durability durability) override;
   void Rollback() noexcept override;
   bool InTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
   void BeginInner() override { RunScript("SAVEPOINT inner_transaction"); }
@@ -131,13 +133,12 @@ class SqliteEngine final : public Engine {
   Prepared& Prepare(const std::string& sql);
   void Bind(sqlite3_stmt* statement, int place, const Piece& piece);
   Field Cell(const Prepared& prepared, int column);
-  void SetDurability(Durability durability);
+  void FlushLog();
 
   DatabaseHandle database_;
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
   std::vector<const Piece*> values_;
-  Durability durability_ = Durability::kDisk;
   bool usable_ = true;
 };
 
@@ -158,7 +159,8 @@ SqliteEngine::SqliteEngine(const std::string& path) {
   // SQLite's own NOCASE knows the letters of ASCII only.
   Check(sqlite3_create_collation_v2(opened, "NOCASE", SQLITE_UTF8, nullptr, CompareFunction, nullptr));
   TurnOnWriteAheadLog();
-  RunScript("PRAGMA synchronous=FULL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY");
+  // A commit is written into the log; Commit itself flushes that.
+  RunScript("PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY");
 }
 
 // SQLite does not wait for another program that makes the file just now, busy timeout or not.
@@ -277,22 +279,24 @@ void SqliteEngine::RunScript(const std::string& script) {
   Check(sqlite3_exec(database_.get(), script.c_str(), nullptr, nullptr, nullptr));
 }
 
-void SqliteEngine::SetDurability(Durability durability) {
-  if (durability_ == durability) return;
-  // Never from the cache: this PRAGMA does its work while it is being prepared.
-  RunScript(durability == Durability::kDisk ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
-  durability_ = durability;
-}
-
-void SqliteEngine::Begin(Durability durability) {
+void SqliteEngine::Begin() {
   static constexpr Piece kBegin[] = {"BEGIN IMMEDIATE"};
-  SetDurability(durability);
   Run(kBegin, Effect::kWrite);
 }
 
-void SqliteEngine::Commit() {
+void SqliteEngine::Commit(Durability durability) {
   static constexpr Piece kCommit[] = {"COMMIT"};
   Run(kCommit, Effect::kWrite);
+  if (durability == Durability::kDisk) FlushLog();
+}
+
+void SqliteEngine::FlushLog() {
+  sqlite3_file* log = nullptr;
+  Check(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log)));
+  if (log == nullptr || log->pMethods == nullptr) return;  // nothing has ever been written
+  if (log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) == SQLITE_OK) return;
+  throw Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.",
+              "the log of changes could not be flushed to disk");
 }
 
 void SqliteEngine::Rollback() noexcept {

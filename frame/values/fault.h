@@ -21,6 +21,7 @@ enum class FaultNumber : std::int32_t {
   kStatementFailed = -2147217900,   // 0x80040E14
   kValueRefused = -2147217887,      // 0x80040E21
   kConnectionFailed = -2147467259,  // 0x80004005
+  kCommitInDoubt = -2147168234,     // 0x8004D016; no page's: the host commits
 };
 
 // A run-time failure below WebClass_Start. It ends the request's page and nothing else.

@@ -173,8 +173,9 @@ TEST_P(Dialects, NowIsTheServersLocalTime) {
 
 TEST_P(Dialects, KeysAreNeverUsedTwice) {
   const auto add = [&] {
-    db.AddNew(kCompany).Set("CompanyName", Value("x")).Update();
-    return Count({"select max(CompanyID) from Company"});
+    const std::int64_t key = db.AddNew(kCompany).Set("CompanyName", Value("x")).Update();
+    EXPECT_EQ(Count({"select max(CompanyID) from Company"}), key);
+    return key;
   };
   const std::int64_t first = add();
   db.Execute({"delete from Company"});

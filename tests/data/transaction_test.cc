@@ -155,20 +155,88 @@ TEST_P(Transactions, AFailedCommitLeavesNothingAndHarmsNobody) {
   EXPECT_EQ(Messages(), "one two");
 }
 
-TEST_P(Transactions, ACommitToMemoryIsOneRequestsOwn) {
+// What is asked for at the last moment holds for this commit and for no other.
+TEST(PostgresTransactions, ACommitToMemoryIsOneRequestsOwn) {
+  TestDatabase database(Dialect::kPostgres);
+  database->Take()->RunScript(
+      "create function note() returns trigger language plpgsql as $$ begin "
+      "insert into Company (CompanyName) values (current_setting('synchronous_commit')); return null; end $$; "
+      "create constraint trigger note after insert on Message deferrable initially deferred "
+      "for each row execute function note()");
   for (const Durability durability : {Durability::kDisk, Durability::kMemory, Durability::kMemory, Durability::kDisk}) {
     Connection db(*database);
+    db.AddNew(kMessage).Set("Message", Value("kept")).Update();
     db.SetDurability(durability);
-    Add(db);
-    const bool disk = durability == Durability::kDisk;
-    if (GetParam() == Dialect::kSqlite) {
-      EXPECT_EQ(db.Query({"select synchronous as s from pragma_synchronous"}).First()["s"].Text(), disk ? "2" : "1");
-    } else {
-      EXPECT_EQ(db.Query({"select current_setting('synchronous_commit') as s"}).First()["s"].Text(),
-                disk ? "on" : "off");
-    }
     db.Commit();
   }
+  EXPECT_EQ(Read(*database, {"select CompanyName from Company order by CompanyID"}), "on off off on");
+}
+
+// Each request reads a number, waits a moment and writes the next one: without the lock they would overwrite each
+// other.
+TEST_P(Transactions, ALockedThingPassesFromOneRequestToTheNext) {
+  constexpr int kThreads = 6;
+  constexpr int kRequests = 5;
+  Write(*database, {"insert into Message (Message, StudentID) values ('count', 0)"});
+  std::vector<std::string> faults(kThreads);
+  {
+    std::vector<std::jthread> threads;
+    for (std::string& text : faults) {
+      threads.emplace_back([this, &text] {
+        try {
+          for (int request = 0; request < kRequests; ++request) {
+            Connection db(*database);
+            db.Hold("visitor");
+            db.Query({"select 1 as One"});
+            db.Lock("the count");
+            const std::int64_t count = db.Query({"select StudentID as N from Message"}).First()["N"].Integer();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            EXPECT_THROW(db.Execute({"update Message set NoColumn=1"}), Fault);
+            db.Execute({"update Message set StudentID=", Number(count + 1)});
+            db.Commit();
+          }
+        } catch (const Fault& fault) {
+          text = fault.what();
+        }
+      });
+    }
+  }
+  for (const std::string& fault : faults) EXPECT_EQ(fault, "");
+  EXPECT_EQ(Read(*database, {"select StudentID from Message"}), std::to_string(kThreads * kRequests));
+}
+
+// A lock survives a failed statement, also one that failed in the lock's own round trip, and is nobody's after the end.
+TEST(PostgresTransactions, ALockStandsUntilTheEndWhateverFails) {
+  TestDatabase database(Dialect::kPostgres);
+  const auto locks = [&] {
+    return Read(*database, {"select count(*) from pg_locks where locktype='advisory' and database="
+                            "(select oid from pg_database where datname=current_database())"});
+  };
+  const auto fail = [](Connection& db) { EXPECT_THROW(db.Query({"select NoColumn from Message"}), Fault); };
+  Connection db(*database);
+  db.Hold("one");
+  EXPECT_FALSE(db.HasWritten());
+  fail(db);
+  db.Query({"select * from Message"});
+  EXPECT_EQ(locks(), "1");
+  fail(db);
+  db.Query({"select * from Message"});
+  EXPECT_EQ(locks(), "1");
+  db.Lock("two");
+  fail(db);
+  db.AddNew(kMessage).Set("Message", Value("kept")).Update();
+  EXPECT_EQ(locks(), "2");
+  db.Lock("three");
+  fail(db);
+  db.BeginTrans();
+  db.Lock("four");
+  db.Query({"select * from Message"});
+  db.RollbackTrans();
+  db.Query({"select * from Message"});
+  EXPECT_EQ(locks(), "4");
+  db.Commit();
+  EXPECT_EQ(locks(), "0");
+  EXPECT_EQ(Read(*database, {"select Message from Message"}), "kept");
 }
 
 TEST_P(Transactions, WritersSideBySideAllSucceed) {

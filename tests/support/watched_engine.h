@@ -39,10 +39,11 @@ class WatchedEngine final : public data::Engine {
   }
   std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
   void RunScript(const std::string& script) override { engine_->RunScript(script); }
-  void Begin(data::Durability durability) override { engine_->Begin(durability); }
-  void Commit() override {
+  void Begin() override { engine_->Begin(); }
+  void Lock(std::int64_t name) override { engine_->Lock(name); }
+  void Commit(data::Durability durability) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
-    engine_->Commit();
+    engine_->Commit(durability);
   }
   void Rollback() noexcept override { engine_->Rollback(); }
   bool InTransaction() const override { return engine_->InTransaction(); }
