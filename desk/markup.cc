@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::desk {
@@ -59,13 +60,12 @@ void Markup::Write(std::initializer_list<Piece> pieces) {
 }
 
 std::string JsonText(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string json = "\"";
   for (const char c : WithLetters(text)) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 0x20 || c == '"' || c == '\\' || c == '<' || c == '>' || c == '&' || c == '\'' || byte == 0x7f) {
       json += "\\u00";
-      json += {kDigits[byte / 16], kDigits[byte % 16]};
+      json += {kHexDigits[byte / 16], kHexDigits[byte % 16]};
     } else {
       json += c;
     }

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::host {
@@ -12,31 +13,6 @@ namespace surva::host {
 namespace {
 
 constexpr std::size_t kLongestBoundary = 200;
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string DecodeEscapes(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size()) {
-      const int high = HexDigit(text[i + 1]);
-      const int low = HexDigit(text[i + 2]);
-      if (high >= 0 && low >= 0) {
-        bytes.push_back(static_cast<char>(high * 16 + low));
-        i += 2;
-        continue;
-      }
-    }
-    bytes.push_back(text[i] == '+' ? ' ' : text[i]);
-  }
-  return bytes;
-}
 
 DecodedForm Refused(unsigned status) {
   return {.values = {}, .refusal = status};
@@ -55,12 +31,6 @@ unsigned AddField(NameValues& values, std::string name, std::string value, FormR
   if (name.find('\0') != std::string::npos || value.find('\0') != std::string::npos) return 400;
   values.emplace_back(Letters(std::move(name), rules), Letters(std::move(value), rules));
   return 0;
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
 // A header field's value taken apart: `word; name=value; name="value"`.

@@ -8,6 +8,7 @@
 #include <memory>
 #include <utility>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
 #include "wire/response_head.h"
@@ -32,12 +33,11 @@ std::string_view CookieOf(std::string_view header) {
 
 // An address as it stands, but for what a header must not hold.
 std::string LocationOf(std::string_view url) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string location;
   for (const char c : url) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 0x20 || byte >= 0x7F) {
-      location += {'%', kDigits[byte / 16], kDigits[byte % 16]};
+      location += {'%', kCapitalHexDigits[byte / 16], kCapitalHexDigits[byte % 16]};
     } else {
       location += c;
     }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
 #include "host/site_files.h"
@@ -59,9 +60,8 @@ std::string_view ContentTypeOf(std::string_view name) {
 std::string EntityTag(std::string_view bytes) {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string tag = "\"" + std::to_string(bytes.size()) + "-";
-  for (int shift = 60; shift >= 0; shift -= 4) tag.push_back(kDigits[(hash >> shift) & 15]);
+  for (int shift = 60; shift >= 0; shift -= 4) tag.push_back(kHexDigits[(hash >> shift) & 15]);
   return tag + "\"";
 }
 

@@ -6,6 +6,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <charconv>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::program {
@@ -27,6 +28,8 @@ constexpr std::array kSettings{
     Setting{"tls-key", &C::tls_key, true, "PEM file of the certificate's private key"},
     Setting{"trusted-proxy", &C::trusted_proxies, true,
             "Address or range (10.0.0.0/8) whose X-Forwarded headers count; may be given several times"},
+    Setting{"hostname", &C::hostnames, true,
+            "Name under which visitors reach the server, others are refused; may be given several times"},
     Setting{"homepage", &Owner::homepage, false, "Address behind the link in the footer"},
     Setting{"author", &Owner::author, false, "The owner's name in the author line of each page"},
     Setting{"notice", &Owner::notice, false, "Text of the link in the footer"},
@@ -54,8 +57,7 @@ Overloaded(Cases...) -> Overloaded<Cases...>;
 
 // Texts of settings stand in pages, header fields and lines of the log.
 void SetText(std::string& member, const std::string& text, const std::string& where) {
-  const auto control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
-  if (std::any_of(text.begin(), text.end(), control)) {
+  if (std::any_of(text.begin(), text.end(), IsControl)) {
     throw UsageError(where + " holds a control character; write it on one line, without tabs");
   }
   member = text;

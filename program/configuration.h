@@ -29,6 +29,7 @@ struct Configuration {
   std::string tls_certificate;
   std::string tls_key;
   std::vector<std::string> trusted_proxies;
+  std::vector<std::string> hostnames;
   Owner owner;
   std::size_t workers = 0;  // 0: two for each processor, at least four
   std::size_t queue = 256;

@@ -14,6 +14,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::program {
@@ -89,14 +90,13 @@ spdlog::level::level_enum LevelOf(std::string_view name) {
 }
 
 void AppendPrintable(spdlog::memory_buf_t& line, std::string_view text, std::size_t longest) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   const std::string_view shown = text.substr(0, longest);
   for (const char c : shown) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 0x20 || byte >= 0x7f || c == '"' || c == '\\') {
       line.append(std::string_view("\\x"));
-      line.push_back(kDigits[byte >> 4]);
-      line.push_back(kDigits[byte & 15]);
+      line.push_back(kHexDigits[byte >> 4]);
+      line.push_back(kHexDigits[byte & 15]);
     } else {
       line.push_back(c);
     }
@@ -132,7 +132,7 @@ std::string WithoutPin(std::string_view target) {
     const std::size_t end = std::min(target.find('&', at), target.size());
     const std::string_view pair = target.substr(at, end - at);
     const std::size_t equals = pair.find('=');
-    if (equals != std::string_view::npos && EqualNames(pair.substr(0, equals), "PIN")) {
+    if (equals != std::string_view::npos && EqualNames(DecodeEscapes(pair.substr(0, equals)), "PIN")) {
       result.append(pair.substr(0, equals + 1)).append("...");
     } else {
       result.append(pair);

@@ -118,6 +118,7 @@ std::unique_ptr<wire::Server> OpenServer(const Configuration& configuration, wir
   options.tls_certificate = configuration.tls_certificate;
   options.tls_key = configuration.tls_key;
   options.trusted_proxies = wire::TrustedProxies(configuration.trusted_proxies);
+  options.host_names = configuration.hostnames;
   options.limits.connections = configuration.max_connections;
   options.limits.connections_per_address = configuration.max_connections_per_address;
   return std::make_unique<wire::Server>(std::move(options), site, log);
@@ -151,6 +152,9 @@ int Serve(const Configuration& configuration) {
                             workers, *log);
   const std::unique_ptr<wire::Server> server = OpenServer(configuration, service, *log);
 
+  if (server->host_names().any()) {
+    log->Info("any host name is served; set hostname to those under which visitors come");
+  }
   std::cout << "surva serves " << Address(configuration, server->port()) << std::endl;
   {
     const Signals waiting(*server);

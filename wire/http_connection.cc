@@ -177,7 +177,7 @@ void HttpConnection<Stream>::ParseHeader() {
 template <class Stream>
 void HttpConnection<Stream>::OnHeader() {
   const auto& header = parser_->get().base();
-  RequestHead head = ReadHead(header, peer_, server_.trusted_proxies());
+  RequestHead head = ReadHead(header, peer_, server_.trusted_proxies(), server_.host_names());
   method_ = header.method_string();
   target_ = header.target();
   remote_addr_ = head.request.remote_addr;

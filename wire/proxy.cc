@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "wire/request_target.h"
 
@@ -13,12 +14,6 @@ namespace surva::wire {
 namespace {
 
 namespace ip = boost::asio::ip;
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
 
 std::string_view LastOf(std::string_view list) {
   return Trimmed(list.substr(list.rfind(',') + 1));

@@ -100,7 +100,8 @@ std::optional<HttpRequest::Method> MethodOf(http::verb verb) {
 
 }  // namespace
 
-RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, const TrustedProxies& proxies) {
+RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, const TrustedProxies& proxies,
+                     const HostNames& names) {
   RequestHead head;
   const bool http11 = header.version() >= 11;
   const Fields fields = Gather(header);
@@ -133,7 +134,7 @@ RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, con
   request.from_this_machine = IsLoopback(peer.address) && !request.forwarded;
   request.remote_addr = AddressText(visitor.address);
   request.network = NetworkOf(visitor.address);
-  request.server_name = ReadHost(visitor.host).value_or("localhost");
+  request.server_name = ReadHost(visitor.host).value_or(names.first());
   request.host = std::move(visitor.host);
   request.https = visitor.https;
 
@@ -145,6 +146,10 @@ RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, con
   request.method = *method;
   if (!target || host_missing || host_false || (fields.hosts + target->authority.size() > 0 && !server_name)) {
     head.refusal = 400;
+    return head;
+  }
+  if (!names.Contain(request.server_name)) {
+    head.refusal = 421;
     return head;
   }
   request.path = target->path;

@@ -5,6 +5,7 @@
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/message.hpp>
 
+#include "wire/host_names.h"
 #include "wire/http_message.h"
 #include "wire/proxy.h"
 
@@ -26,6 +27,6 @@ struct Peer {
 };
 
 RequestHead ReadHead(const boost::beast::http::request_header<>& header, const Peer& peer,
-                     const TrustedProxies& proxies);
+                     const TrustedProxies& proxies, const HostNames& names);
 
 }  // namespace surva::wire

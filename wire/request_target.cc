@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <boost/asio/ip/address_v6.hpp>
-#include <charconv>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::wire {
@@ -11,66 +11,35 @@ namespace surva::wire {
 namespace {
 
 constexpr std::size_t kLongestHost = 255;
+// Bytes that mean the same with and without an escape, or another thing to every program.
+constexpr std::string_view kNeverEscaped = "-._~/\\";
 
-bool IsControl(unsigned char byte) {
-  return byte < 0x20 || byte == 0x7f;
-}
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool IsLetterOrDigit(char c) {
-  return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-// The decoded path, or nothing.
+// The path with its escapes undone. Nothing if there is another way to write the same path: whoever guards addresses in
+// front of this server may read that one, and let pass what he means to stop.
 std::optional<std::string> DecodePath(std::string_view raw) {
+  if (raw.find("//") != std::string_view::npos || raw.find("/.") != std::string_view::npos) return std::nullopt;
   std::string decoded;
   decoded.reserve(raw.size());
   for (std::size_t i = 0; i < raw.size(); ++i) {
-    unsigned char byte = static_cast<unsigned char>(raw[i]);
-    if (byte == '%') {
-      if (i + 2 >= raw.size()) return std::nullopt;
-      const char* digits = raw.data() + i + 1;
-      const auto [end, error] = std::from_chars(digits, digits + 2, byte, 16);
-      if (error != std::errc() || end != digits + 2) return std::nullopt;
+    char c = raw[i];
+    if (c == '\\') return std::nullopt;
+    if (c == '%') {
+      const int byte = HexByte(raw.substr(i + 1));
+      c = static_cast<char>(byte);
+      if (byte < 0 || IsLetterOrDigit(c) || kNeverEscaped.find(c) != std::string_view::npos) return std::nullopt;
       i += 2;
     }
-    if (IsControl(byte)) return std::nullopt;
-    decoded.push_back(static_cast<char>(byte));
+    if (IsControl(c)) return std::nullopt;
+    decoded.push_back(c);
   }
   return decoded;
-}
-
-// Resolves dot segments and empty segments in a path that begins with "/"; false if it climbs above its root.
-bool ResolveSegments(std::string& path) {
-  if (path.find("/.") == std::string::npos && path.find("//") == std::string::npos) return true;
-  std::string resolved;
-  std::size_t at = 1;
-  while (true) {
-    const std::size_t end = std::min(path.find('/', at), path.size());
-    const std::string_view segment = std::string_view(path).substr(at, end - at);
-    const bool last = end == path.size();
-    if (segment == "..") {
-      if (resolved.empty()) return false;
-      resolved.resize(resolved.rfind('/'));
-      if (last) resolved.push_back('/');
-    } else if (segment == "." || segment.empty()) {
-      if (last) resolved.push_back('/');
-    } else {
-      resolved.append("/").append(segment);
-    }
-    if (last) break;
-    at = end + 1;
-  }
-  path = std::move(resolved);
-  return true;
 }
 
 }  // namespace
 
 std::optional<RequestTarget> ReadTarget(std::string_view target) {
   RequestTarget result;
-  if (std::any_of(target.begin(), target.end(), [](char c) { return IsControl(static_cast<unsigned char>(c)); })) {
+  if (std::any_of(target.begin(), target.end(), [](char c) { return IsControl(c) || c == '#'; })) {
     return std::nullopt;
   }
   if (!target.starts_with('/')) {
@@ -89,7 +58,6 @@ std::optional<RequestTarget> ReadTarget(std::string_view target) {
   std::optional<std::string> path = DecodePath(target.substr(0, question));
   if (!path) return std::nullopt;
   if (path->empty()) path->push_back('/');
-  if (!ResolveSegments(*path)) return std::nullopt;
   result.path = std::move(*path);
   return result;
 }

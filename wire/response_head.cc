@@ -8,16 +8,13 @@
 #include <iterator>
 #include <ostream>
 
+#include "frame/values/ascii.h"
+
 namespace surva::wire {
 
 namespace {
 
 namespace http = boost::beast::http;
-
-bool IsControl(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < 0x20 || byte == 0x7f;
-}
 
 void AppendValue(std::string& head, std::string_view value) {
   if (std::none_of(value.begin(), value.end(), IsControl)) {
@@ -30,8 +27,7 @@ void AppendValue(std::string& head, std::string_view value) {
 bool IsToken(std::string_view name) {
   static constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           kMarks.find(c) != std::string_view::npos;
+    return IsLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
   });
 }
 

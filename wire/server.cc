@@ -130,6 +130,10 @@ Server::Server(ServerOptions options, Site& site, Log& log)
   RaiseDescriptorLimit();
   if (!options_.tls_certificate.empty()) LoadTls();
   Listen();
+  const bool only_loopback = std::all_of(listeners_.begin(), listeners_.end(), [](const Listener& listener) {
+    return IsLoopback(listener.acceptor.local_endpoint().address());
+  });
+  host_names_.emplace(options_.host_names, only_loopback);
 }
 
 Server::~Server() {

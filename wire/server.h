@@ -19,6 +19,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "wire/host_names.h"
 #include "wire/http_connection.h"
 #include "wire/http_message.h"
 #include "wire/limits.h"
@@ -33,6 +34,7 @@ struct ServerOptions {
   std::string tls_certificate;     // PEM files; with them the server speaks TLS only
   std::string tls_key;
   TrustedProxies trusted_proxies;
+  std::vector<std::string> host_names;  // that it answers to; see HostNames
   Limits limits;
 };
 
@@ -56,6 +58,7 @@ class Server {
   // For connections, on the I/O thread:
   const Limits& limits() const { return options_.limits; }
   const TrustedProxies& trusted_proxies() const { return options_.trusted_proxies; }
+  const HostNames& host_names() const { return *host_names_; }
   Log& log() { return log_; }
   bool stopping() const { return stopping_; }
   std::string_view date();
@@ -98,6 +101,7 @@ class Server {
   boost::asio::io_context io_{1};
   std::optional<boost::asio::ssl::context> tls_;
   std::deque<Listener> listeners_;
+  std::optional<HostNames> host_names_;
   unsigned short port_ = 0;
 
   std::vector<std::shared_ptr<Connection>> connections_;

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cstdint>
 
+#include "frame/values/ascii.h"
+
 namespace surva {
 namespace {
 
@@ -227,16 +229,14 @@ std::string WithLetters(std::string_view text) {
 }
 
 std::string PercentEncoded(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
-    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-                       c == '.' || c == '_' || c == '~';
+    const bool plain = IsLetterOrDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
     const auto byte = static_cast<unsigned char>(c);
     if (plain) {
       encoded += c;
     } else {
-      encoded += {'%', kDigits[byte / 16], kDigits[byte % 16]};
+      encoded += {'%', kCapitalHexDigits[byte / 16], kCapitalHexDigits[byte % 16]};
     }
   }
   return encoded;
