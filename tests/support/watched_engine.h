@@ -3,8 +3,12 @@
 
 #include <atomic>
 #include <memory>
+#include <string_view>
+#include <vector>
 
 #include "frame/data/database.h"
+#include "frame/data/schema.h"
+#include "frame/values/date_time.h"
 #include "frame/values/fault.h"
 
 namespace surva::test {
@@ -15,6 +19,7 @@ struct Watch {
   std::atomic<int> writes = 0;
   std::atomic<int> fail_write = 0;  // the how manieth write from now on fails; 0 is none
   std::atomic<bool> fail_commit = false;
+  const Clock* clock = nullptr;  // what now() means in a statement, if not the time
 
   void Reset() { reads = writes = 0; }
 };
@@ -35,7 +40,7 @@ class WatchedEngine final : public data::Engine {
     if (effect == data::Effect::kWrite && watch_.fail_write > 0 && --watch_.fail_write == 0) {
       throw Fault(FaultNumber::kValueRefused, "test", "The write was told to fail.");
     }
-    return engine_->Run(statement, effect);
+    return watch_.clock == nullptr ? engine_->Run(statement, effect) : RunAt(watch_.clock->Now(), statement, effect);
   }
   std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
   void RunScript(const std::string& script) override { engine_->RunScript(script); }
@@ -53,6 +58,27 @@ class WatchedEngine final : public data::Engine {
   bool Usable() const override { return engine_->Usable(); }
 
  private:
+  data::Rows RunAt(const DateTime& now, data::Statement statement, data::Effect effect) {
+    constexpr std::string_view kNow = "now()";
+    std::vector<data::Piece> pieces;
+    // A text becomes a literal as a table's name does.
+    const auto add = [&pieces](std::string_view text) { pieces.push_back(data::Name(data::Table{text, {}})); };
+    for (const data::Piece& piece : statement) {
+      if (piece.kind() != data::Piece::Kind::kLiteral) {
+        pieces.push_back(piece);
+        continue;
+      }
+      std::string_view text = piece.text();
+      for (std::size_t at = text.find(kNow); at != std::string_view::npos; at = text.find(kNow)) {
+        add(text.substr(0, at));
+        pieces.push_back(data::Bound(Field(now)));
+        text.remove_prefix(at + kNow.size());
+      }
+      add(text);
+    }
+    return engine_->Run(pieces, effect);
+  }
+
   std::unique_ptr<data::Engine> engine_;
   Watch& watch_;
 };

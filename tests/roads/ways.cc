@@ -1,0 +1,102 @@
+#include "tests/roads/ways.h"
+
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/wire/loopback.h"
+#include "wire/server.h"
+
+namespace surva::test {
+namespace {
+
+class Nodes final : public Way {
+ public:
+  Nodes(std::size_t count, const std::string& dsn, const Clock& clock) {
+    while (nodes_.size() < count) nodes_.push_back(std::make_unique<Node>(dsn, clock));
+  }
+  wire::HttpResponse Ask(const wire::HttpRequest& request) override {
+    return nodes_[next_++ % nodes_.size()]->Ask(request);
+  }
+
+ private:
+  std::vector<std::unique_ptr<Node>> nodes_;
+  std::size_t next_ = 0;
+};
+
+// The peer is a trusted proxy, so that a visitor may have any address and come over TLS.
+class Sockets final : public Way {
+ public:
+  Sockets(const std::string& dsn, const Clock& clock) : node_(dsn, clock), server_(Options(), node_.service(), log_) {
+    thread_ = std::thread([this] { server_.Run(); });
+  }
+  ~Sockets() override {
+    server_.Stop();
+    thread_.join();
+  }
+
+  wire::HttpResponse Ask(const wire::HttpRequest& request) override {
+    const bool posted = request.method == wire::HttpRequest::Method::kPost;
+    std::string text = (posted ? "POST " : "GET ") + request.path;
+    if (!request.query.empty()) text += "?" + request.query;
+    text += " HTTP/1.1\r\nHost: " + request.server_name + "\r\nConnection: close\r\nX-Forwarded-For: " +
+            request.remote_addr + "\r\nX-Forwarded-Proto: " + (request.https ? "https" : "http") + "\r\n";
+    if (!request.cookie.empty()) text += "Cookie: " + request.cookie + "\r\n";
+    if (posted) {
+      text += "Content-Type: " + request.content_type +
+              "\r\nContent-Length: " + std::to_string(request.body.size()) + "\r\n";
+    }
+    const wire::Answer answer = wire::Client(server_.port()).Ask(text + "\r\n" + request.body);
+    wire::HttpResponse response;
+    response.status = answer.status;
+    response.body = answer.body;
+    for (std::size_t at = answer.head.find("\r\n"); at + 2 < answer.head.size();) {
+      const std::size_t end = answer.head.find("\r\n", at + 2);
+      const std::string line = answer.head.substr(at + 2, end - at - 2);
+      const std::size_t colon = line.find(": ");
+      if (colon != std::string::npos) response.headers.emplace_back(line.substr(0, colon), line.substr(colon + 2));
+      at = end;
+    }
+    return response;
+  }
+
+ private:
+  static wire::ServerOptions Options() {
+    wire::ServerOptions options;
+    options.trusted_proxies = wire::TrustedProxies({"127.0.0.1"});
+    return options;
+  }
+
+  Node node_;
+  SilentLog log_;
+  wire::Server server_;
+  std::thread thread_;
+};
+
+host::PageService::Options OptionsOfRoads() {
+  return {.owner = {.author = "A. Uthor",
+                    .notice = "Example Training",
+                    .official = "http://www.example",
+                    .homepage = "http://home.example/"}};
+}
+
+}  // namespace
+
+Node::Node(const std::string& dsn, const Clock& clock)
+    : watch_{.clock = &clock},
+      database_(dsn, WatchedEngine::Around(watch_)),
+      service_(OptionsOfRoads(), database_, files_, workers_, log_, clock) {}
+
+wire::HttpResponse Node::Ask(wire::HttpRequest request) {
+  std::promise<wire::HttpResponse> answer;
+  std::future<wire::HttpResponse> coming = answer.get_future();
+  service_.Handle(std::move(request), [&answer](wire::HttpResponse response) { answer.set_value(std::move(response)); });
+  return coming.get();
+}
+
+std::unique_ptr<Way> MakeWay(const std::string& name, const std::string& dsn, const Clock& clock) {
+  if (name == "sockets") return std::make_unique<Sockets>(dsn, clock);
+  return std::make_unique<Nodes>(name == "nodes" ? 2 : 1, dsn, clock);
+}
+
+}  // namespace surva::test
