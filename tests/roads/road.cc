@@ -119,10 +119,10 @@ class Player {
       if (equals < field.size()) fields += '=' + Escaped(field.substr(equals + 1));
     }
     (posts ? request.body : request.query) = fields;
-    if (posts) request.content_type = "application/x-www-form-urlencoded";
-    request.cookie = browser.cookie;
+    if (posts) request.headers.emplace_back("Content-Type", "application/x-www-form-urlencoded");
+    if (!browser.cookie.empty()) request.headers.emplace_back("Cookie", browser.cookie);
     request.remote_addr = browser.address;
-    request.server_name = "www.example";
+    request.server_name = request.host = "www.example";
     request.https = browser.https;
     request_.clear();
     const Snapshot before = ReadRows(database_);
@@ -172,12 +172,14 @@ Played Play(const std::string& road, Way& way, StillClock& clock, data::Database
 
 std::string PageFile(const std::string& bytes) {
   // A page is one long line; a file of such could not be compared by eye.
-  constexpr std::string_view kBegin[] = {"<tr",    "<table", "<form",  "<script", "<body", "<link",   "<meta",
-                                         "<input", "<a ",    "<option", "<center", "<div", "</table", "<frame"};
+  constexpr std::string_view kBegin[] = {"<tr",    "<table", "<form",   "<script", "<body", "<link",   "<meta",
+                                         "<input", "<a ",    "<option", "<center", "<div",  "</table", "<frame"};
   const std::string text = FromWindows1252(bytes);
   std::string file;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto begins = [&](std::string_view tag) { return EqualNames(std::string_view(text).substr(at, tag.size()), tag); };
+    const auto begins = [&](std::string_view tag) {
+      return EqualNames(std::string_view(text).substr(at, tag.size()), tag);
+    };
     if (text[at] == '\r' || text[at] == '\n') {
       file += text[at] == '\r' ? "\u240D\n" : "\u2424\n";
     } else {

@@ -66,8 +66,8 @@ class Roads : public ::testing::Test {
     TestDatabase database(engine_);
     const std::string fixture = FixtureScript(kFolder / "fixture.txt", engine_);
     const char* const mode = std::getenv("SURVA_ROADS");
-    const bool records = mode != nullptr && std::string(mode) == "record" && way_ == "memory" &&
-                         engine_ == data::Dialect::kSqlite;
+    const bool records =
+        mode != nullptr && std::string(mode) == "record" && way_ == "memory" && engine_ == data::Dialect::kSqlite;
     const std::vector<fs::path> files = FilesOf(kFolder / room_, ".road");
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
@@ -85,8 +85,9 @@ class Roads : public ::testing::Test {
         }
         if (const char* const folder = std::getenv("SURVA_ROADS_PAGES")) {
           for (std::size_t number = 0; number < played.all.size(); ++number) {
-            WriteFile(fs::path(folder) / (room_ + "-" + file.stem().string() + "-" + std::to_string(number + 1) + ".html"),
-                      played.all[number]);
+            WriteFile(
+                fs::path(folder) / (room_ + "-" + file.stem().string() + "-" + std::to_string(number + 1) + ".html"),
+                played.all[number]);
           }
         }
         EXPECT_TRUE(records || played.text == told) << file.string() << "\n" << FirstDifference(told, played.text);
@@ -120,7 +121,8 @@ void RegisterRoads() {
   for (const char* room : {"filling", "design", "scheduling", "records", "reporting"}) {
     for (const Kind& kind : kKinds) {
       ::testing::RegisterTest(room, (std::string(kind.way) + "_" + kind.engine_name).c_str(), nullptr, nullptr,
-                              __FILE__, __LINE__, [room, kind]() -> Roads* { return new Roads(room, kind.way, kind.engine); });
+                              __FILE__, __LINE__,
+                              [room, kind]() -> Roads* { return new Roads(room, kind.way, kind.engine); });
     }
   }
 }

@@ -28,8 +28,8 @@ std::string ValueText(const Field& field) {
 }
 
 std::string SqlValue(const data::Column& column, Word word) {
-  if (!word.quoted && (word.text == "null" || column.type == data::ColumnType::kKey ||
-                       column.type == data::ColumnType::kLong)) {
+  if (!word.quoted &&
+      (word.text == "null" || column.type == data::ColumnType::kKey || column.type == data::ColumnType::kLong)) {
     return word.text;
   }
   if (column.type == data::ColumnType::kDate) {

@@ -11,8 +11,8 @@
 
 namespace surva::test {
 
-// One word of a road or of the fixture: blanks part words, and stand in one between double quotes. \n in quotes is a new
-// line as browsers send it, \" a quote, \\ a backslash; "text"*60 is the text sixty times.
+// One word of a road or of the fixture: blanks part words, and stand in one between double quotes. \n in quotes is a
+// new line as browsers send it, \" a quote, \\ a backslash; "text"*60 is the text sixty times.
 struct Word {
   std::string text;
   bool quoted = false;

@@ -39,13 +39,11 @@ class Sockets final : public Way {
     const bool posted = request.method == wire::HttpRequest::Method::kPost;
     std::string text = (posted ? "POST " : "GET ") + request.path;
     if (!request.query.empty()) text += "?" + request.query;
-    text += " HTTP/1.1\r\nHost: " + request.server_name + "\r\nConnection: close\r\nX-Forwarded-For: " +
-            request.remote_addr + "\r\nX-Forwarded-Proto: " + (request.https ? "https" : "http") + "\r\n";
-    if (!request.cookie.empty()) text += "Cookie: " + request.cookie + "\r\n";
-    if (posted) {
-      text += "Content-Type: " + request.content_type +
-              "\r\nContent-Length: " + std::to_string(request.body.size()) + "\r\n";
-    }
+    text += " HTTP/1.1\r\nHost: " + request.server_name +
+            "\r\nConnection: close\r\nX-Forwarded-For: " + request.remote_addr +
+            "\r\nX-Forwarded-Proto: " + (request.https ? "https" : "http") + "\r\n";
+    for (const auto& [name, value] : request.headers) text.append(name).append(": ").append(value).append("\r\n");
+    if (posted) text += "Content-Length: " + std::to_string(request.body.size()) + "\r\n";
     const wire::Answer answer = wire::Client(server_.port()).Ask(text + "\r\n" + request.body);
     wire::HttpResponse response;
     response.status = answer.status;
@@ -64,6 +62,7 @@ class Sockets final : public Way {
   static wire::ServerOptions Options() {
     wire::ServerOptions options;
     options.trusted_proxies = wire::TrustedProxies({"127.0.0.1"});
+    options.host_names = {"www.example"};
     return options;
   }
 
@@ -90,7 +89,8 @@ Node::Node(const std::string& dsn, const Clock& clock)
 wire::HttpResponse Node::Ask(wire::HttpRequest request) {
   std::promise<wire::HttpResponse> answer;
   std::future<wire::HttpResponse> coming = answer.get_future();
-  service_.Handle(std::move(request), [&answer](wire::HttpResponse response) { answer.set_value(std::move(response)); });
+  service_.Handle(std::move(request),
+                  [&answer](wire::HttpResponse response) { answer.set_value(std::move(response)); });
   return coming.get();
 }
 
