@@ -4,8 +4,10 @@
 packages_for() {
   case "$1" in
     build) echo g++ cmake ninja-build libboost1.81-dev libsqlite3-dev libpq-dev libssl-dev libsodium-dev \
-                libtomlplusplus-dev libcli11-dev libspdlog-dev libutf8proc-dev ;;
-    test)  echo libgtest-dev postgresql-15 postgresql-client-15 clang-14 libclang-rt-14-dev chromium openssl sqlite3 ;;
+                libtomlplusplus-dev libcli11-dev libspdlog-dev libutf8proc-dev libqrencode-dev libxlsxwriter-dev \
+                libcurl4-openssl-dev ;;
+    test)  echo libgtest-dev postgresql-15 postgresql-client-15 clang-14 libclang-rt-14-dev chromium openssl sqlite3 \
+                python3-aiosmtpd ;;
     bench) echo nginx-light curl sqlite3 ;;
   esac
 }

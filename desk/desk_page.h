@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "desk/markup.h"
+#include "desk/settings.h"
 #include "frame/data/connection.h"
 #include "frame/page_object.h"
 #include "frame/request.h"
@@ -36,6 +37,7 @@ struct Context {
   const std::vector<Upload>& files;
   data::Connection& connection;
   data::Database& database;  // for a reader of its own, whose work outlasts the page
+  const Settings& settings;
   const Owner& owner;
   const Clock& clock;
   const guard::Person& person;

@@ -194,8 +194,8 @@ wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const R
                         {http.remote_addr, http.path, http.server_name, http.https});
   const guard::Person person;
   data::Connection connection(database_);
-  desk::Context context{http,           request, form.files, connection,         database_,
-                        options_.owner, clock_,  person,     MenuOf(person.role)};
+  desk::Context context{http,          request,        form.files, connection, database_,
+                        options_.desk, options_.owner, clock_,     person,     MenuOf(person.role)};
   wire::HttpResponse answer = route.desk(context);
   connection.Commit();
   return answer;

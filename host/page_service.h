@@ -21,6 +21,7 @@ class PageService final : public wire::Site {
   struct Options {
     Owner owner;
     int session_minutes = 120;
+    desk::Settings desk = {};
   };
 
   // All but the options outlive the service.

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "design/create_form.h"
+#include "desk/pages.h"
 #include "filling/fill_form.h"
 #include "records/record_page.h"
 #include "reporting/browse.h"
@@ -32,6 +33,8 @@ std::unique_ptr<PageObject> MakeRecordPage(PageContext& context) {
 constexpr Roles kPlanner{Role::kPlanner};
 constexpr Roles kDesigner{Role::kDesigner};
 constexpr Roles kAnalyst{Role::kAnalyst};
+// Who plans an event wants to see how it went.
+constexpr Roles kReaders{Role::kPlanner, Role::kAnalyst};
 
 constexpr Route kRoutes[] = {
     {.path = "/surva.asp", .roles = {}, .make = Make<FillForm>},
@@ -91,6 +94,18 @@ constexpr Route kRoutes[] = {
      .group = "Reports",
      .caption = "Filled forms",
      .address = "/admin/browse.asp"},
+    {.path = "/admin/report",
+     .roles = kReaders,
+     .desk = desk::ShowReport,
+     .group = "Reports",
+     .caption = "Event report",
+     .address = "/admin/report"},
+    {.path = "/admin/trends",
+     .roles = kAnalyst,
+     .desk = desk::ShowTrends,
+     .group = "Reports",
+     .caption = "Trends",
+     .address = "/admin/trends"},
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };
 

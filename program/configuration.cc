@@ -43,6 +43,10 @@ constexpr std::array kSettings{
             "Most open connections from one address, trusted proxies aside"},
     Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, true,
             "Idle minutes after which a visit ends"},
+    Setting{"public-address", &C::public_address, true,
+            "The site as respondents reach it (https://surva.example), for links on paper and in mails"},
+    Setting{"least-answers", Setting::Number{&C::least_answers, 1, kUnlimited}, true,
+            "An analyst sees no average of fewer answers of named forms"},
     Setting{"access-log", &C::access_log, true, "File of the access log; - is the standard output, off is none"},
     Setting{"error-log", &C::error_log, false, "File of the error log; - is the standard error, off is none"},
     Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, false, "debug, info, warning or error"},
@@ -179,6 +183,10 @@ void CheckForServing(const Configuration& configuration) {
   }
   if (configuration.tls_certificate.empty() != configuration.tls_key.empty()) {
     throw UsageError("TLS needs both tls-certificate and tls-key");
+  }
+  if (const std::string& address = configuration.public_address;
+      !address.empty() && !address.starts_with("http://") && !address.starts_with("https://")) {
+    throw UsageError("public-address must begin with http:// or https://");
   }
 }
 

@@ -135,6 +135,14 @@ std::string Address(const Configuration& configuration, unsigned short port) {
          (is_ipv6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(port) + "/";
 }
 
+desk::Settings Desk(const Configuration& configuration) {
+  desk::Settings settings;
+  settings.public_address = configuration.public_address;
+  while (settings.public_address.ends_with('/')) settings.public_address.pop_back();
+  settings.least_answers = configuration.least_answers;
+  return settings;
+}
+
 }  // namespace
 
 int Serve(const Configuration& configuration) {
@@ -148,8 +156,8 @@ int Serve(const Configuration& configuration) {
   data::Database database(configuration.dsn);
   database.BringUpToDate();
   host::WorkerPool workers(WorkerCount(configuration), configuration.queue);
-  host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes)}, database, *files,
-                            workers, *log);
+  host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), Desk(configuration)},
+                            database, *files, workers, *log);
   const std::unique_ptr<wire::Server> server = OpenServer(configuration, service, *log);
 
   if (server->host_names().any()) {

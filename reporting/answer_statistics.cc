@@ -1,9 +1,8 @@
 // How often each answer of a question was given, and the average of those that are numbers.
-#include <cmath>
 #include <optional>
 #include <string>
 
-#include "frame/values/numbers.h"
+#include "reporting/average.h"
 #include "reporting/browse.h"
 
 namespace surva {
@@ -11,36 +10,6 @@ namespace surva {
 using data::Row;
 
 namespace {
-
-double Finite(double number) {
-  if (!std::isfinite(number)) throw Fault::Overflow();
-  return number;
-}
-
-// The average of one question's answers. A single word among them is enough to have none.
-class Average {
- public:
-  void Add(std::string_view answer, std::int64_t times) {
-    const std::optional<double> number = words_ ? std::nullopt : ReadNumeric(answer);
-    if (!number) {
-      words_ = true;
-      return;
-    }
-    sum_ = Finite(sum_ + *number * static_cast<double>(times));
-    count_ += times;
-  }
-
-  // With one decimal at most, halves going to the even digit.
-  std::optional<double> Rounded() const {
-    if (words_ || count_ == 0) return {};
-    return RoundHalfEven(Finite(sum_ / static_cast<double>(count_) * 10)) / 10;
-  }
-
- private:
-  double sum_ = 0;
-  std::int64_t count_ = 0;
-  bool words_ = false;
-};
 
 void WriteAverage(Response& out, const Average& average) {
   const std::optional<double> value = average.Rounded();

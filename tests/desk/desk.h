@@ -1,0 +1,54 @@
+// A member of staff who opens our own pages, in memory, as a host would run them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "desk/pages.h"
+#include "host/routes.h"
+#include "tests/support/page_harness.h"
+#include "tests/support/seed.h"
+#include "tests/support/staff_page.h"
+#include "tests/support/test_database.h"
+
+namespace surva::desk {
+
+class Desk : public test::OnBothEngines {
+ protected:
+  wire::HttpResponse Get(Page page, const NameValues& query) { return Run(page, query, {}, {}); }
+  wire::HttpResponse Post(Page page, const NameValues& form, const std::vector<Upload>& files = {}) {
+    http.method = wire::HttpRequest::Method::kPost;
+    wire::HttpResponse answer = Run(page, {}, form, files);
+    http.method = wire::HttpRequest::Method::kGet;
+    return answer;
+  }
+  std::int64_t Add(const data::Table& table, test::ColumnValues values) { return test::AddRow(*database, table, values); }
+  std::string Read(std::initializer_list<data::Piece> select) { return test::Read(*database, select); }
+  void Write(std::initializer_list<data::Piece> statement) { test::Write(*database, statement); }
+
+  test::TestDatabase database{GetParam()};
+  test::Seed seed{*database};
+  test::StillClock clock;
+  wire::HttpRequest http;
+  Settings settings;
+  guard::Person person;
+
+ private:
+  wire::HttpResponse Run(Page page, const NameValues& query, const NameValues& form, const std::vector<Upload>& files) {
+    const Request request(query, form, {});
+    data::Connection connection(*database);
+    Context context{http,     request, files, connection, *database,
+                    settings, owner_,  clock, person,     host::MenuOf(person.role)};
+    wire::HttpResponse answer = page(context);
+    connection.Commit();
+    return answer;
+  }
+
+  Owner owner_;
+};
+
+inline bool Holds(const wire::HttpResponse& answer, std::string_view text) {
+  return answer.body.find(text) != std::string::npos;
+}
+
+}  // namespace surva::desk
