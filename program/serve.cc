@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "frame/data/database.h"
-#include "frame/data/schema.h"
+#include "frame/data/schema_upgrade.h"
 #include "host/page_service.h"
 #include "host/static_site.h"
 #include "host/worker_pool.h"

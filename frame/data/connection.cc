@@ -24,8 +24,12 @@ Value Converted(const Column& column, const Field& value) {
         return *at;
       }
       return value.Date();
+    case ColumnType::kBig:
+      return text == nullptr ? Value(value) : Value(Number(*text).content());
     case ColumnType::kText:
     case ColumnType::kLongText:
+    case ColumnType::kName:
+    case ColumnType::kPlain:
       break;
   }
   // One engine would cut the text there.
@@ -201,7 +205,8 @@ std::int64_t RowWriter::Update() {
   }
   const Rows rows = connection_.Write(statement);
   values_.clear();
-  return adding_ ? rows.First()[0].Integer() : key_;
+  if (!adding_) return key_;
+  return table_.key().type == ColumnType::kKey ? rows.First()[0].Integer() : 0;
 }
 
 }  // namespace surva::data

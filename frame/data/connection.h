@@ -24,7 +24,7 @@ class RowWriter {
  public:
   RowWriter& Set(std::string_view column, const Field& value);
   RowWriter& SetNull(std::string_view column) { return Set(column, Field()); }
-  // Gives the row's key.
+  // Gives the row's generated key.
   std::int64_t Update();
 
  private:

@@ -4,7 +4,7 @@
 #include <condition_variable>
 
 #include "frame/data/postgres_engine.h"
-#include "frame/data/schema.h"
+#include "frame/data/schema_upgrade.h"
 #include "frame/data/sqlite_engine.h"
 #include "frame/values/fault.h"
 

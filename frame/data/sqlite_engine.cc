@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/data/assembly.h"
+#include "frame/data/collation.h"
 #include "frame/data/schema.h"
 #include "frame/values/date_time.h"
 #include "frame/values/fault.h"
@@ -156,8 +157,7 @@ SqliteEngine::SqliteEngine(const std::string& path) {
   AddFunction("month", 1, SQLITE_DETERMINISTIC, MonthFunction);
   AddFunction("year", 1, SQLITE_DETERMINISTIC, YearFunction);
   AddFunction("like", 2, SQLITE_DETERMINISTIC, LikeFunction);
-  // SQLite's own NOCASE knows the letters of ASCII only.
-  Check(sqlite3_create_collation_v2(opened, "NOCASE", SQLITE_UTF8, nullptr, CompareFunction, nullptr));
+  Check(sqlite3_create_collation_v2(opened, kCollation.data(), SQLITE_UTF8, nullptr, CompareFunction, nullptr));
   TurnOnWriteAheadLog();
   // A commit is written into the log; Commit itself flushes that.
   RunScript("PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY");

@@ -5,7 +5,7 @@
 
 #include "demo/demo.h"
 #include "frame/data/database.h"
-#include "frame/data/schema.h"
+#include "frame/data/schema_upgrade.h"
 #include "frame/values/fault.h"
 #include "program/command_line.h"
 #include "program/serve.h"

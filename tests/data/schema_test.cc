@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "frame/data/connection.h"
+#include "frame/data/schema_upgrade.h"
 #include "frame/values/fault.h"
 #include "tests/support/seed.h"
 #include "tests/support/test_database.h"

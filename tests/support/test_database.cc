@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "frame/data/postgres_engine.h"
-#include "frame/data/schema.h"
+#include "frame/data/schema_upgrade.h"
 
 namespace surva::test {
 namespace {
@@ -61,6 +61,12 @@ TestDatabase::TestDatabase(data::Dialect dialect, Tables tables) : dialect_(dial
   server->RunScript("create database " + postgres_name_ + " template " +
                     (tables == Tables::kMade ? kTemplate : "template0"));
   dsn_ = PostgresAddress(postgres_name_);
+  opened_ = std::make_unique<data::Database>(dsn_);
+}
+
+void TestDatabase::Reopen(const std::function<void()>& meanwhile) {
+  opened_.reset();
+  meanwhile();
   opened_ = std::make_unique<data::Database>(dsn_);
 }
 

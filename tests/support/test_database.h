@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,8 @@ class TestDatabase {
   const std::string& dsn() const { return dsn_; }
   // The database's name on the PostgreSQL server.
   const std::string& postgres_name() const { return postgres_name_; }
+  // Closes the database, lets `meanwhile` work on its file, and opens it again.
+  void Reopen(const std::function<void()>& meanwhile = [] {});
   data::Database& operator*() { return *opened_; }
   data::Database* operator->() { return opened_.get(); }
 
