@@ -1,6 +1,7 @@
 #include "program/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <map>
 #include <vector>
@@ -29,7 +30,24 @@ struct Given {
 };
 
 bool TakesPart(const Setting& setting, const Subcommand& subcommand) {
-  return !setting.only_serve || subcommand.command == CommandLine::Command::kServe;
+  const bool serves = subcommand.command == CommandLine::Command::kServe;
+  switch (setting.whom) {
+    case Setting::For::kServe:
+      return serves;
+    case Setting::For::kAddress:
+      return serves || subcommand.command == CommandLine::Command::kDemo;
+    case Setting::For::kAll:
+      break;
+  }
+  return true;
+}
+
+constexpr const char* kVersion = "surva " SURVA_VERSION;
+
+// Help and version are asked for by flags or by words, of the program or of a command.
+void AddQuestions(CLI::App& app) {
+  app.set_version_flag("--version", kVersion);
+  app.set_help_flag("-h,--help", "Print this help and exit");
 }
 
 void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
@@ -53,19 +71,23 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
   CLI::App app("surva: evaluates courses and trainers", "surva");
-  app.set_version_flag("--version", "surva " SURVA_VERSION);
-  app.set_help_flag("--help", "Print this help and exit");
+  AddQuestions(app);
   app.require_subcommand(0, 1);
   Given given;
   for (const Subcommand& subcommand : kSubcommands) {
     CLI::App* added = app.add_subcommand(subcommand.name, subcommand.help);
-    added->set_help_flag("--help", "Print this help and exit");
+    AddQuestions(*added);
     AddOptions(*added, subcommand, given);
   }
 
   CommandLine result;
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (words == std::vector<std::string>{"help"} || words == std::vector<std::string>{"version"}) {
+    words.front().insert(0, "--");
+  }
+  std::reverse(words.begin(), words.end());
   try {
-    app.parse(argc, argv);
+    app.parse(words);
   } catch (const CLI::CallForHelp&) {
     result.text = app.help();
     return result;

@@ -18,38 +18,41 @@ using C = Configuration;
 constexpr std::array<std::string_view, 4> kLogLevels{"debug", "info", "warning", "error"};
 constexpr std::size_t kUnlimited = 1'000'000;
 
+using For = Setting::For;
+
 constexpr std::array kSettings{
-    Setting{"dsn", &C::dsn, false, "The database: sqlite:PATH or a postgresql:// address"},
-    Setting{"listen", &C::listen, true, "HOST:PORT on which to serve"},
-    Setting{"site", &C::site, true, "Directory of the static files, in place of those in the program"},
-    Setting{"no-staff-guard", &C::no_staff_guard, true,
+    Setting{"dsn", &C::dsn, For::kAll, "The database: sqlite:PATH or a postgresql:// address"},
+    Setting{"listen", &C::listen, For::kAddress, "HOST:PORT on which to serve"},
+    Setting{"site", &C::site, For::kServe, "Directory of the static files, in place of those in the program"},
+    Setting{"no-staff-guard", &C::no_staff_guard, For::kServe,
             "Serve beyond this machine: something in front guards /admin/ from strangers"},
-    Setting{"tls-certificate", &C::tls_certificate, true, "PEM file of the certificate chain; serves HTTPS"},
-    Setting{"tls-key", &C::tls_key, true, "PEM file of the certificate's private key"},
-    Setting{"trusted-proxy", &C::trusted_proxies, true,
+    Setting{"tls-certificate", &C::tls_certificate, For::kAddress, "PEM file of the certificate chain; serves HTTPS"},
+    Setting{"tls-key", &C::tls_key, For::kAddress, "PEM file of the certificate's private key"},
+    Setting{"trusted-proxy", &C::trusted_proxies, For::kServe,
             "Address or range (10.0.0.0/8) whose X-Forwarded headers count; may be given several times"},
-    Setting{"hostname", &C::hostnames, true,
+    Setting{"hostname", &C::hostnames, For::kServe,
             "Name under which visitors reach the server, others are refused; may be given several times"},
-    Setting{"homepage", &Owner::homepage, false, "Address behind the link in the footer"},
-    Setting{"author", &Owner::author, false, "The owner's name in the author line of each page"},
-    Setting{"notice", &Owner::notice, false, "Text of the link in the footer"},
-    Setting{"official", &Owner::official, false, "Address of the owner's web site"},
-    Setting{"workers", Setting::Number{&C::workers, 0, 1024}, true,
+    Setting{"homepage", &Owner::homepage, For::kAll, "Address behind the link in the footer"},
+    Setting{"author", &Owner::author, For::kAll, "The owner's name in the author line of each page"},
+    Setting{"notice", &Owner::notice, For::kAll, "Text of the link in the footer"},
+    Setting{"official", &Owner::official, For::kAll, "Address of the owner's web site"},
+    Setting{"workers", Setting::Number{&C::workers, 0, 1024}, For::kServe,
             "Threads that work on pages; 0 is two for each processor, at least four"},
-    Setting{"queue", Setting::Number{&C::queue, 1, kUnlimited}, true,
+    Setting{"queue", Setting::Number{&C::queue, 1, kUnlimited}, For::kServe,
             "Requests that may wait for a worker before others are turned away"},
-    Setting{"max-connections", Setting::Number{&C::max_connections, 1, kUnlimited}, true, "Most open connections"},
-    Setting{"max-connections-per-address", Setting::Number{&C::max_connections_per_address, 1, kUnlimited}, true,
+    Setting{"max-connections", Setting::Number{&C::max_connections, 1, kUnlimited}, For::kServe,
+            "Most open connections"},
+    Setting{"max-connections-per-address", Setting::Number{&C::max_connections_per_address, 1, kUnlimited}, For::kServe,
             "Most open connections from one address, trusted proxies aside"},
-    Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, true,
+    Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, For::kServe,
             "Idle minutes after which a visit ends"},
-    Setting{"public-address", &C::public_address, true,
+    Setting{"public-address", &C::public_address, For::kServe,
             "The site as respondents reach it (https://surva.example), for links on paper and in mails"},
-    Setting{"least-answers", Setting::Number{&C::least_answers, 1, kUnlimited}, true,
+    Setting{"least-answers", Setting::Number{&C::least_answers, 1, kUnlimited}, For::kServe,
             "An analyst sees no average of fewer answers of named forms"},
-    Setting{"access-log", &C::access_log, true, "File of the access log; - is the standard output, off is none"},
-    Setting{"error-log", &C::error_log, false, "File of the error log; - is the standard error, off is none"},
-    Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, false, "debug, info, warning or error"},
+    Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},
+    Setting{"error-log", &C::error_log, For::kAll, "File of the error log; - is the standard error, off is none"},
+    Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, For::kAll, "debug, info, warning or error"},
 };
 
 template <class... Cases>
@@ -172,6 +175,18 @@ ListenAddress ReadListenAddress(const std::string& listen) {
     throw UsageError("listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not \"" + listen + "\"");
   }
   return {host, port};
+}
+
+std::string SiteAddress(const Configuration& configuration, unsigned short port) {
+  const ListenAddress listen = ReadListenAddress(configuration.listen);
+  const bool is_ipv6 = listen.host.find(':') != std::string::npos;
+  return (configuration.tls_certificate.empty() ? "http://" : "https://") +
+         (is_ipv6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(port);
+}
+
+std::string SiteAddress(const Configuration& configuration) {
+  return SiteAddress(configuration,
+                     static_cast<unsigned short>(std::stoi(ReadListenAddress(configuration.listen).port)));
 }
 
 void CheckForServing(const Configuration& configuration) {

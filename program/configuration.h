@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <span>
 #include <stdexcept>
@@ -56,9 +57,12 @@ struct Setting {
   using Member = std::variant<std::string Configuration::*, std::string Owner::*, bool Configuration::*,
                               std::vector<std::string> Configuration::*, Number, Choice>;
 
+  // Whom it tells something: all commands, those that name the address, or `serve` alone.
+  enum class For : std::uint8_t { kAll, kAddress, kServe };
+
   const char* name;  // of the option, after "--", and of the key
   Member member;
-  bool only_serve;  // says nothing to `init` and `demo`
+  For whom;
   const char* help;
 };
 
@@ -82,5 +86,9 @@ struct ListenAddress {
   std::string port;
 };
 ListenAddress ReadListenAddress(const std::string& listen);
+
+// The address for a browser, without a slash behind it, with the port in place of a listener's 0.
+std::string SiteAddress(const Configuration& configuration, unsigned short port);
+std::string SiteAddress(const Configuration& configuration);
 
 }  // namespace surva::program

@@ -128,13 +128,6 @@ std::unique_ptr<wire::Server> OpenServer(const Configuration& configuration, wir
   throw UsageError(failure.what());
 }
 
-std::string Address(const Configuration& configuration, unsigned short port) {
-  const ListenAddress listen = ReadListenAddress(configuration.listen);
-  const bool is_ipv6 = listen.host.find(':') != std::string::npos;
-  return (configuration.tls_certificate.empty() ? "http://" : "https://") +
-         (is_ipv6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(port) + "/";
-}
-
 desk::Settings Desk(const Configuration& configuration) {
   desk::Settings settings;
   settings.public_address = configuration.public_address;
@@ -163,7 +156,7 @@ int Serve(const Configuration& configuration) {
   if (server->host_names().any()) {
     log->Info("any host name is served; set hostname to those under which visitors come");
   }
-  std::cout << "surva serves " << Address(configuration, server->port()) << std::endl;
+  std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
   {
     const Signals waiting(*server);
     const Housekeeping housekeeping(service);

@@ -33,7 +33,7 @@ int Demo(const program::Configuration& configuration) {
     summary = demo::Fill(database, Clock::System());
   }
   database.Close();
-  std::cout << demo::Text(*summary, "http://" + configuration.listen);
+  std::cout << demo::Text(*summary, program::SiteAddress(configuration));
   return 0;
 }
 

@@ -22,7 +22,9 @@ class Desk : public test::OnBothEngines {
     http.method = wire::HttpRequest::Method::kGet;
     return answer;
   }
-  std::int64_t Add(const data::Table& table, test::ColumnValues values) { return test::AddRow(*database, table, values); }
+  std::int64_t Add(const data::Table& table, test::ColumnValues values) {
+    return test::AddRow(*database, table, values);
+  }
   std::string Read(std::initializer_list<data::Piece> select) { return test::Read(*database, select); }
   void Write(std::initializer_list<data::Piece> statement) { test::Write(*database, statement); }
 

@@ -9,7 +9,9 @@ class Reports : public Desk {
  protected:
   Reports() {
     // Questions 11 to 13; the scale's choices are 21 to 24, the first one empty.
-    surva = seed.Surva({.rows = {{.role = test::kMain, .control = test::kRadio, .content = "How <b>good</b>?",
+    surva = seed.Surva({.rows = {{.role = test::kMain,
+                                  .control = test::kRadio,
+                                  .content = "How <b>good</b>?",
                                   .choices = {"", "1", "2", "5"}},
                                  {.role = test::kMain, .control = test::kBoxes, .content = "Liked", .choices = {"Tea"}},
                                  {.role = test::kMain, .control = test::kText, .content = "Words"}}});
@@ -25,7 +27,10 @@ class Reports : public Desk {
     Mark(7, 21);
     Mark(7, 25, 12);
     for (int i = 0; i < 4; ++i) Mark(8, 24);
-    Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 13}, {"FieldValueID", -1},
+    Add(kMark, {{"StudentID", 5},
+                {"ScheduleID", 7},
+                {"QuestionID", 13},
+                {"FieldValueID", -1},
                 {"TextAnswer", "<script>Gda&#324;sk"}});
   }
   void Mark(int event, int choice, int question = 11) {
@@ -40,7 +45,8 @@ TEST_P(Reports, ShowAnEventBesideTheHouse) {
   ASSERT_EQ(page.status, 200U);
   // Four 1s and a 5; an empty choice is no answer. With the other event's four 5s the house has 29 / 9.
   EXPECT_TRUE(Holds(page, "<b>1.80</b></td><td class=\"number\">1.60</td><td class=\"number\">5</td>")) << page.body;
-  EXPECT_TRUE(Holds(page, "<td class=\"number\">1.80</td><td class=\"number\">1.80</td><td class=\"number\">3.22</td>"));
+  EXPECT_TRUE(
+      Holds(page, "<td class=\"number\">1.80</td><td class=\"number\">1.80</td><td class=\"number\">3.22</td>"));
   EXPECT_TRUE(Holds(page, "aria-label=\"1: 4, 2: 0, 5: 1\""));
   EXPECT_TRUE(Holds(page, "&lt;script&gt;Gda\u0144sk"));
   EXPECT_TRUE(Holds(page, "How &lt;b&gt;good&lt;/b&gt;?"));
@@ -60,17 +66,20 @@ TEST_P(Reports, HideAveragesOfFewAnswersFromAnAnalyst) {
   EXPECT_FALSE(Holds(report, ">Tea<"));
   EXPECT_TRUE(Holds(report, "3.22"));
   const auto trends = Get(ShowTrends, {{"trainer", "1"}});
-  EXPECT_TRUE(Holds(trends, "Feb 2004</th><td class=\"number\"><span class=\"soft\">too few</span></td>")) << trends.body;
+  EXPECT_TRUE(Holds(trends, "Feb 2004</th><td class=\"number\"><span class=\"soft\">too few</span></td>"))
+      << trends.body;
   EXPECT_FALSE(Holds(trends, "1.80"));
 }
 
 TEST_P(Reports, FollowAveragesOverTime) {
   const auto months = Get(ShowTrends, {{"trainer", "1"}});
   EXPECT_TRUE(Holds(months, "Feb 2004</th><td class=\"number\">1.80</td><td class=\"number\">5</td>"
-                            "<td class=\"number\">1.80</td>")) << months.body;
+                            "<td class=\"number\">1.80</td>"))
+      << months.body;
   EXPECT_TRUE(Holds(months, "Mar 2004</th><td></td><td class=\"number\">0</td><td class=\"number\">5.00</td>"));
   const auto quarters = Get(ShowTrends, {{"company", "2"}, {"by", "quarter"}});
-  EXPECT_TRUE(Holds(quarters, "Q1 2004</th><td class=\"number\">3.22</td><td class=\"number\">9</td>")) << quarters.body;
+  EXPECT_TRUE(Holds(quarters, "Q1 2004</th><td class=\"number\">3.22</td><td class=\"number\">9</td>"))
+      << quarters.body;
   EXPECT_TRUE(Holds(Get(ShowTrends, {{"company", "9"}, {"from", "x"}, {"to", "0000-00"}}), "Nothing with a number"));
 }
 

@@ -124,9 +124,22 @@ TEST(CommandLine, GuardsTheStaffPages) {
   }
 }
 
+TEST(CommandLine, AddressForABrowser) {
+  EXPECT_EQ(SiteAddress(Read({"demo"}).configuration), "http://127.0.0.1:8080");
+  EXPECT_EQ(SiteAddress(Read({"demo", "--listen", "[::1]:443", "--tls-certificate", "c"}).configuration),
+            "https://[::1]:443");
+  EXPECT_EQ(SiteAddress(Read({"serve", "--listen", "localhost:0"}).configuration, 81), "http://localhost:81");
+}
+
 TEST(CommandLine, TellsOfEverySetting) {
-  EXPECT_EQ(Read({"--version"}).command, CommandLine::Command::kTell);
-  EXPECT_TRUE(Read({"--help"}).text.find("demo") != std::string::npos);
+  for (const std::vector<const char*>& words : std::initializer_list<std::vector<const char*>>{
+           {"--version"}, {"version"}, {"serve", "--version"}, {"serve", "--listen", "127.0.0.1:1", "--version"}}) {
+    EXPECT_EQ(Read(words).command, CommandLine::Command::kTell);
+    EXPECT_EQ(Read(words).text.substr(0, 6), "surva ");
+  }
+  for (const char* word : {"--help", "-h", "help"}) {
+    EXPECT_TRUE(Read({word}).text.find("demo") != std::string::npos) << word;
+  }
   EXPECT_NE(Read({"init", "--help"}).text.find("--dsn"), std::string::npos);
   const std::string help = Read({"serve", "--help"}).text;
   for (const Setting& setting : Settings()) {
