@@ -1,13 +1,16 @@
 # Installs the Debian packages that a task needs and the machine lacks.
 # Sourced by ./run, ./test and bench/run: `need_packages build`, `need_packages test`, ...
 
+# Whole: a machine may be Debian's smallest root, in which nothing is there by chance.
 packages_for() {
   case "$1" in
-    build) echo g++ cmake ninja-build libboost1.81-dev libsqlite3-dev libpq-dev libssl-dev libsodium-dev \
+    build) echo g++ cmake ninja-build pkg-config libboost1.81-dev libsqlite3-dev libpq-dev libssl-dev libsodium-dev \
                 libtomlplusplus-dev libcli11-dev libspdlog-dev libutf8proc-dev libqrencode-dev libxlsxwriter-dev \
                 libcurl4-openssl-dev ;;
-    test)  echo libgtest-dev postgresql-15 postgresql-client-15 clang-14 libclang-rt-14-dev chromium openssl sqlite3 \
+    test)  echo libgtest-dev postgresql-15 postgresql-client-15 chromium openssl sqlite3 ca-certificates \
                 python3-aiosmtpd ;;
+    fuzz)  echo clang-14 libclang-rt-14-dev ;;
+    bare)  echo debootstrap debian-archive-keyring gpgv ;;
     bench) echo nginx-light curl sqlite3 ;;
   esac
 }
@@ -16,13 +19,29 @@ is_installed() {
   dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
 }
 
+# Debian would make and start a PostgreSQL cluster of its own; the tests start theirs. The setting is there for as long
+# as the packages are being installed.
+install_without_cluster() { # PACKAGE...
+  local settings=/etc/postgresql-common/createcluster.d status=0
+  "${as_root[@]}" mkdir -p "$settings"
+  echo 'create_main_cluster = false' | "${as_root[@]}" tee "$settings/surva-tests.conf" >/dev/null
+  install_packages "$@" || status=$?
+  "${as_root[@]}" rm -f "$settings/surva-tests.conf"
+  return "$status"
+}
+
+install_packages() { # PACKAGE...
+  "${as_root[@]}" apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+}
+
 need_packages() {
-  local set name missing=()
+  local set name missing=() of_tests=no
   for set in "$@"; do
     for name in $(packages_for "$set"); do
       is_installed "$name" || missing+=("$name")
     done
     if [ "$set" = test ]; then
+      of_tests=yes
       command -v node >/dev/null || missing+=(nodejs)
       command -v npm >/dev/null || missing+=(npm)
     fi
@@ -36,9 +55,9 @@ need_packages() {
   echo "Installing ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
   "${as_root[@]}" apt-get update -qq
-  # Debian would start a cluster and a web server of its own; the tests and the benchmark start theirs.
-  "${as_root[@]}" mkdir -p /etc/postgresql-common
-  [ -e /etc/postgresql-common/createcluster.conf ] ||
-    echo 'create_main_cluster = false' | "${as_root[@]}" tee /etc/postgresql-common/createcluster.conf >/dev/null
-  "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  if [ "$of_tests" = yes ]; then
+    install_without_cluster "${missing[@]}"
+  else
+    install_packages "${missing[@]}"
+  fi
 }
