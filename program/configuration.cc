@@ -22,6 +22,8 @@ using For = Setting::For;
 
 constexpr std::array kSettings{
     Setting{"dsn", &C::dsn, For::kAll, "The database: sqlite:PATH or a postgresql:// address"},
+    Setting{"database-wait", Setting::Number{&C::database_wait, 0, 86'400}, For::kAll,
+            "Seconds for which a PostgreSQL that is away is waited for at the start"},
     Setting{"listen", &C::listen, For::kAddress, "HOST:PORT on which to serve"},
     Setting{"site", &C::site, For::kServe, "Directory of the static files, in place of those in the program"},
     Setting{"no-staff-guard", &C::no_staff_guard, For::kServe,

@@ -24,6 +24,7 @@ class UsageError : public std::runtime_error {
 
 struct Configuration {
   std::string dsn = "sqlite:surva.db";
+  std::size_t database_wait = 60;  // seconds
   std::string listen = "127.0.0.1:8080";
   std::string site;  // a directory, or empty for the files in the binary
   bool no_staff_guard = false;

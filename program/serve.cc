@@ -17,6 +17,7 @@
 #include "host/static_site.h"
 #include "host/worker_pool.h"
 #include "program/logging.h"
+#include "program/open_database.h"
 #include "wire/server.h"
 
 namespace surva::program {
@@ -146,8 +147,9 @@ int Serve(const Configuration& configuration) {
 
   const std::unique_ptr<host::StaticSite> files = OpenSite(configuration);
   const std::unique_ptr<FileLog> log = OpenLog(configuration);
-  data::Database database(configuration.dsn);
-  database.BringUpToDate();
+  const std::unique_ptr<data::Database> opened =
+      OpenDatabase(configuration, [&log](const std::string& text) { log->Warning(text); });
+  data::Database& database = *opened;
   host::WorkerPool workers(WorkerCount(configuration), configuration.queue);
   host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), Desk(configuration)},
                             database, *files, workers, *log);

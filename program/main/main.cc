@@ -8,7 +8,9 @@
 #include "frame/data/schema_upgrade.h"
 #include "frame/values/fault.h"
 #include "program/command_line.h"
+#include "program/open_database.h"
 #include "program/serve.h"
+#include "upkeep/readiness.h"
 
 namespace {
 
@@ -16,16 +18,18 @@ using namespace surva;
 using program::CommandLine;
 using program::UsageError;
 
+void TellOfWaiting(const std::string& text) {
+  std::cerr << "surva: " << text << std::endl;
+}
+
 int Init(const program::Configuration& configuration) {
-  data::Database database(configuration.dsn);
-  database.BringUpToDate();
-  database.Close();
+  program::OpenDatabase(configuration, TellOfWaiting)->Close();
   return 0;
 }
 
 int Demo(const program::Configuration& configuration) {
-  data::Database database(configuration.dsn);
-  database.BringUpToDate();
+  const std::unique_ptr<data::Database> opened = program::OpenDatabase(configuration, TellOfWaiting);
+  data::Database& database = *opened;
   std::optional<demo::Summary> summary = demo::Find(database);
   if (!summary) {
     if (!demo::IsEmpty(database))
@@ -53,13 +57,17 @@ int Run(int argc, char** argv) {
   return 2;
 }
 
+// As sysexits.h has them.
+constexpr int kUsage = 2;  // the shells' own, of wrong use
+constexpr int kUnavailable = 69;
+
 // One line, whatever an engine had to say.
-int Refuse(std::string message) {
+int Refuse(std::string message, int code = kUsage) {
   for (char& c : message) {
     if (c == '\n' || c == '\r') c = ' ';
   }
   std::cerr << "surva: " << message << std::endl;
-  return 2;
+  return code;
 }
 
 }  // namespace
@@ -67,6 +75,8 @@ int Refuse(std::string message) {
 int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
+  } catch (const upkeep::Away& away) {
+    return Refuse(away.what(), kUnavailable);
   } catch (const Fault& fault) {
     return Refuse("the database cannot be opened; see that --dsn names one that may be written (" +
                   (fault.detail().empty() ? fault.description() : fault.detail()) + ")");
