@@ -7,6 +7,7 @@
 
 #include "frame/values/text.h"
 #include "tests/roads/rows.h"
+#include "tests/support/fixture.h"
 
 namespace surva::test {
 namespace {

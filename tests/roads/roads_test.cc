@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/roads/road.h"
-#include "tests/roads/rows.h"
+#include "tests/support/fixture.h"
 
 namespace surva::test {
 namespace {
@@ -64,16 +64,13 @@ class Roads : public ::testing::Test {
 
   void TestBody() override {
     TestDatabase database(engine_);
-    const std::string fixture = FixtureScript(kFolder / "fixture.txt", engine_);
     const char* const mode = std::getenv("SURVA_ROADS");
     const bool records =
         mode != nullptr && std::string(mode) == "record" && way_ == "memory" && engine_ == data::Dialect::kSqlite;
     const std::vector<fs::path> files = FilesOf(kFolder / room_, ".road");
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
-      auto engine = database->Take();
-      engine->RunScript(fixture);
-      database->Give(std::move(engine));
+      LoadFixture(*database);
       StillClock clock;
       const auto way = MakeWay(way_, database.dsn(), clock);
       const std::string told = ReadFile(file);

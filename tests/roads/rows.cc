@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <stdexcept>
 
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
@@ -27,27 +25,6 @@ std::string ValueText(const Field& field) {
   return Quoted(FirstCharacters(text, 40)) + "...(" + std::to_string(length) + " characters, " + Digest(text) + ")";
 }
 
-std::string SqlValue(const data::Column& column, Word word) {
-  if (!word.quoted &&
-      (word.text == "null" || column.type == data::ColumnType::kKey || column.type == data::ColumnType::kLong)) {
-    return word.text;
-  }
-  if (column.type == data::ColumnType::kDate) {
-    std::replace(word.text.begin(), word.text.end(), 'T', ' ');
-    if (word.text.size() == 10) word.text += " 00:00:00";
-  }
-  std::string text = "'";
-  for (const char c : word.text) text += c == '\'' ? "''" : std::string(1, c);
-  return text + "'";
-}
-
-const data::Table& TableOf(std::string_view name) {
-  for (const data::Table* table : data::AllTables()) {
-    if (table->name == name) return *table;
-  }
-  throw std::runtime_error("the fixture names a table that is none: " + std::string(name));
-}
-
 }  // namespace
 
 std::string Digest(const std::string& bytes) {
@@ -57,42 +34,6 @@ std::string Digest(const std::string& bytes) {
   std::copy_n(whole.begin(), hash.size(), hash.begin());
   std::array<char, 2 * hash.size() + 1> text;
   return sodium_bin2hex(text.data(), text.size(), hash.data(), hash.size());
-}
-
-std::vector<Word> WordsOf(std::string_view line) {
-  std::vector<Word> words;
-  bool inside = false;
-  for (std::size_t at = 0; at < line.size(); ++at) {
-    if (line[at] == ' ') {
-      inside = false;
-      continue;
-    }
-    if (!inside) words.emplace_back();
-    inside = true;
-    if (line[at] != '"') {
-      words.back().text += line[at];
-      continue;
-    }
-    words.back().quoted = true;
-    std::string text;
-    for (++at; at < line.size() && line[at] != '"'; ++at) {
-      if (line[at] == '\\' && at + 1 < line.size()) {
-        ++at;
-        text += line[at] == 'n' ? "\r\n" : std::string(1, line[at]);
-      } else {
-        text += line[at];
-      }
-    }
-    if (at == line.size()) throw std::runtime_error("a quote does not end: " + std::string(line));
-    std::size_t times = 1;
-    if (at + 1 < line.size() && line[at + 1] == '*') {
-      std::size_t digits = 0;
-      times = std::stoul(std::string(line.substr(at + 2)), &digits);
-      at += digits + 1;
-    }
-    while (times-- > 0) words.back().text += text;
-  }
-  return words;
 }
 
 std::string Quoted(std::string_view text) {
@@ -107,45 +48,6 @@ std::string Quoted(std::string_view text) {
     }
   }
   return quoted + '"';
-}
-
-std::string FixtureScript(const std::string& file, data::Dialect dialect) {
-  const bool sqlite = dialect == data::Dialect::kSqlite;
-  std::string script = "DELETE FROM VisitorSession;";
-  for (const data::Table* table : data::AllTables()) script += "DELETE FROM " + std::string(table->name) + ";";
-  if (sqlite) script += "DELETE FROM sqlite_sequence;";
-  std::ifstream stream(file);
-  if (!stream) throw std::runtime_error("no fixture " + file);
-  const data::Table* table = nullptr;
-  std::vector<const data::Column*> columns;
-  for (std::string line; std::getline(stream, line);) {
-    const std::vector<Word> words = WordsOf(line);
-    if (words.empty() || words[0].text.starts_with('#')) continue;
-    if (!line.starts_with(' ')) {
-      table = &TableOf(words[0].text);
-      columns.clear();
-      for (const Word& word : words) {
-        if (&word != &words[0]) columns.push_back(&table->Find(word.text));
-      }
-      continue;
-    }
-    if (words.size() != columns.size()) throw std::runtime_error("a row of another length: " + line);
-    std::string names;
-    std::string values;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      names += (i > 0 ? "," : "") + std::string(columns[i]->name);
-      values += (i > 0 ? "," : "") + SqlValue(*columns[i], words[i]);
-    }
-    script.append("INSERT INTO ").append(table->name).append("(" + names + ") VALUES (" + values + ");");
-  }
-  if (!sqlite) {
-    for (const data::Table* each : data::AllTables()) {
-      const std::string name(each->name);
-      script.append("SELECT setval(pg_get_serial_sequence('" + name + "', lower('").append(each->key().name);
-      script.append("')), coalesce(max(").append(each->key().name).append("), 0) + 1, false) FROM " + name + ";");
-    }
-  }
-  return script;
 }
 
 Snapshot ReadRows(data::Database& database) {

@@ -1,0 +1,39 @@
+// The fixture: the rows in fixture.txt, from which roads and the tests of pages start.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/data/database.h"
+#include "tests/support/page_harness.h"
+#include "tests/support/test_database.h"
+#include "tests/support/watched_engine.h"
+
+namespace surva::test {
+
+// One word of a road or of the fixture: blanks part words, and stand in one between double quotes. \n in quotes is a
+// new line as browsers send it, \" a quote, \\ a backslash; "text"*60 is the text sixty times.
+struct Word {
+  std::string text;
+  bool quoted = false;
+};
+// Throws a std::runtime_error for a quote that does not end.
+std::vector<Word> WordsOf(std::string_view line);
+
+// Empties a database and puts the rows there. The keys made afterwards follow the greatest one of each table.
+void LoadFixture(data::Database& database);
+
+// Base of the tests of pages on both engines: a visitor to the rows of the fixture, whose statements are counted and can
+// be told to fail.
+class OnFixture : public OnBothEngines {
+ protected:
+  OnFixture() { LoadFixture(*database); }
+
+  TestDatabase database{GetParam()};
+  Watch watch;
+  data::Database watched{database.dsn(), WatchedEngine::Around(watch)};
+  Visitor visitor{watched};
+};
+
+}  // namespace surva::test
