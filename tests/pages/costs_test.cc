@@ -41,8 +41,9 @@ class Costs : public OnFixture {
     measure("answers", [&] { return visitor.Serve<Browse>({{"Stats", "1"}, {"ScheduleID", "52"}}, none); });
     const NameValues search{{"Search", "Search"}};
     measure("records", [&] { return visitor.Serve<RecordPage>(search, none, records::kCompany); });
-    measure("more records",
-            [&] { return visitor.Serve<RecordPage>(search, NameValues{{"Mv", "Next"}}, records::kCompany); });
+    measure("more records", [&] {
+      return visitor.Serve<RecordPage>(search, NameValues{{"Mv", "Next"}}, records::kCompany);
+    });
     return reads;
   }
 };
@@ -57,7 +58,8 @@ TEST_P(Costs, DoNotGrowWithWhatIsShown) {
   write({"insert into Schedule (TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate) select 31, 21, 41, "
          "BeginDate, '2004-05-09 00:00:00' from Schedule where BeginDate is not null"});
   write({"insert into Participant (ScheduleID, StudentID, PIN) select 52, StudentID, '' from Student"});
-  write({"insert into Mark (StudentID, ScheduleID, QuestionID, FieldValueID) select StudentID, 52, 72, 101 from Student"});
+  write(
+      {"insert into Mark (StudentID, ScheduleID, QuestionID, FieldValueID) select StudentID, 52, 72, 101 from Student"});
   write({"insert into Company (CompanyName) select CompanyName from Company"});
   EXPECT_EQ(Reads(), before);
   EXPECT_LE(before.at("calendar"), 1);

@@ -19,9 +19,9 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
   Write(*database, {"delete from Student"});
   Write(*database, {"delete from Company"});
   Write(*database, {"insert into Company (CompanyName, City) with recursive n(i) as "
-                          "(select 1 union all select i+1 from n where i<1500) select "
-                          "case i % 31 when 0 then null else 'Name ' || (i * 797 % 1499) end, "
-                          "case i % 29 when 0 then null when 1 then '' else 'City ' || (i % 211) end from n"});
+                    "(select 1 union all select i+1 from n where i<1500) select "
+                    "case i % 31 when 0 then null else 'Name ' || (i * 797 % 1499) end, "
+                    "case i % 29 when 0 then null when 1 then '' else 'City ' || (i % 211) end from n"});
   Write(*database, {"insert into Student (CompanyID, LastName) select CompanyID, CompanyName from Company"});
   const auto keys = [](const Answer& answer) {
     std::string listed;
@@ -37,8 +37,7 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
     const std::string second = plain(10);
     EXPECT_EQ(keys(Post(page, criteria)), first) << criteria[0].second << ", " << criteria[1].second;
     if (!second.empty()) {
-      EXPECT_EQ(keys(Post(page, {{"Mv", "Next"}})), second)
-          << criteria[0].second << ", " << criteria[1].second;
+      EXPECT_EQ(keys(Post(page, {{"Mv", "Next"}})), second) << criteria[0].second << ", " << criteria[1].second;
     }
   };
   for (const bool names_are_missing : {true, false}) {
@@ -46,10 +45,11 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
     for (const std::string name : {"", "n", "NAME 1", "name 14", "name 1_4", "%9", "name 9999", "z"}) {
       for (const std::string city : {"", "C", "city 12", "CITY 21_", "city 999"}) {
         expect_pages(records::kCompany, {{"CompanyName", name}, {"City", city}}, [&](int offset) {
-          return Read(*database, {"select CompanyID from Company where (CompanyName like ", data::Pattern(pattern(name)),
-                       " or CompanyName is null) and (City like ", data::Pattern(pattern(city)),
-                       " or City is null) order by CompanyName nulls first, CompanyID limit 10 offset ",
-                       data::Number(offset)});
+          return Read(
+              *database,
+              {"select CompanyID from Company where (CompanyName like ", data::Pattern(pattern(name)),
+               " or CompanyName is null) and (City like ", data::Pattern(pattern(city)),
+               " or City is null) order by CompanyName nulls first, CompanyID limit 10 offset ", data::Number(offset)});
         });
       }
     }
@@ -57,9 +57,9 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
   for (const std::string company : {"1", "15", "150", "1500", "15000", "0", "1_", "-2", "2147483648"}) {
     expect_pages(records::kStudent, {{"CompanyID", company}, {"LastName", "n"}}, [&](int offset) {
       return Read(*database, {"select StudentID from Student where CompanyID like ", data::Pattern(pattern(company)),
-                   " and (LastName like 'n%' or LastName is null) order by LastName nulls first, StudentID "
-                   "limit 10 offset ",
-                   data::Number(offset)});
+                              " and (LastName like 'n%' or LastName is null) order by LastName nulls first, StudentID "
+                              "limit 10 offset ",
+                              data::Number(offset)});
     });
   }
 }

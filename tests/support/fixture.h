@@ -24,8 +24,8 @@ std::vector<Word> WordsOf(std::string_view line);
 // Empties a database and puts the rows there. The keys made afterwards follow the greatest one of each table.
 void LoadFixture(data::Database& database);
 
-// Base of the tests of pages on both engines: a visitor to the rows of the fixture, whose statements are counted and can
-// be told to fail.
+// Base of the tests of pages on both engines: a visitor to the rows of the fixture, whose statements are counted and
+// can be told to fail.
 class OnFixture : public OnBothEngines {
  protected:
   OnFixture() { LoadFixture(*database); }
