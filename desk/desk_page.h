@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "desk/background.h"
 #include "desk/markup.h"
 #include "desk/settings.h"
 #include "frame/data/connection.h"
@@ -37,6 +38,7 @@ struct Context {
   const std::vector<Upload>& files;
   data::Connection& connection;
   data::Database& database;  // for a reader of its own, whose work outlasts the page
+  Background& background;
   const Settings& settings;
   const Owner& owner;
   const Clock& clock;

@@ -81,7 +81,12 @@ std::string Percent(std::int64_t part, std::int64_t whole) {
 }
 
 std::string Event::Period() const {
-  return begin == end || end.empty() ? begin : begin + " to " + end;
+  if (begin == end || end.empty()) return begin;
+  // Behind the day the same month and year need not be said twice.
+  const std::size_t month = begin.find(' ');
+  const bool same = month != std::string::npos && end.find(' ') != std::string::npos &&
+                    begin.substr(month) == end.substr(end.find(' '));
+  return (same ? begin.substr(0, month) : begin) + " to " + end;
 }
 
 std::optional<Event> FindEvent(data::Connection& connection, std::int64_t key) {
@@ -209,6 +214,34 @@ void WriteOptions(Markup& page, const Rows& rows, const std::optional<std::int64
     if (chosen && row[0].Is(*chosen)) page.Write({" selected"});
     page.Write({">", row[1], "</option>\n"});
   }
+}
+
+void WriteTrainers(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen) {
+  WriteOptions(page,
+               connection.Query({"select TrainerID, coalesce(LastName, '') || ' ' || coalesce(FirstName, '') as "
+                                 "Name from Trainer order by LastName nulls first, FirstName nulls first, "
+                                 "TrainerID"}),
+               chosen);
+}
+
+void WriteTrainings(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen) {
+  WriteOptions(page,
+               connection.Query({"select TrainingID, TrainingName from Training "
+                                 "order by TrainingName nulls first, TrainingID"}),
+               chosen);
+}
+
+void WriteCompanies(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen) {
+  WriteOptions(page,
+               connection.Query({"select CompanyID, CompanyName from Company "
+                                 "order by CompanyName nulls first, CompanyID"}),
+               chosen);
+}
+
+std::string SiteAddress(const Context& context) {
+  if (!context.settings.public_address.empty()) return context.settings.public_address;
+  const std::string& host = context.http.host.empty() ? context.http.server_name : context.http.host;
+  return (context.http.https ? "https://" : "http://") + host;
 }
 
 bool MayShow(const Context& context, std::int64_t answers) {

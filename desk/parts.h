@@ -55,6 +55,13 @@ wire::HttpResponse Sorry(const Context& context, std::string_view title, std::st
 // The options of a list: rows of a key and a text; the chosen one is marked.
 void WriteOptions(Markup& page, const data::Rows& rows, const std::optional<std::int64_t>& chosen);
 
+void WriteTrainers(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen);
+void WriteTrainings(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen);
+void WriteCompanies(Markup& page, data::Connection& connection, const std::optional<std::int64_t>& chosen);
+
+// The site as respondents reach it, without a slash at its end.
+std::string SiteAddress(const Context& context);
+
 // Whether a person sees an average of so few answers.
 bool MayShow(const Context& context, std::int64_t answers);
 

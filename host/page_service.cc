@@ -8,6 +8,7 @@
 #include <memory>
 #include <utility>
 
+#include "desk/close_date.h"
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "host/form_decoder.h"
@@ -105,7 +106,8 @@ PageService::PageService(Options options, data::Database& database, const Static
       log_(log),
       clock_(clock),
       workers_(workers),
-      sessions_({.idle_minutes = options_.session_minutes}, workers) {
+      sessions_({.idle_minutes = options_.session_minutes}, workers),
+      background_([this](const std::exception& failure) { log_.Error(std::string("an export: ") + failure.what()); }) {
   if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
 }
 
@@ -158,6 +160,9 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const R
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
   data::Connection connection(database_);
+  if (route.roles.empty() && request.Filled("PIN")) {
+    if (auto closed = desk::RefuseClosed(connection, clock_, request("PIN"))) return *std::move(closed);
+  }
   Session& session = visit.Open(connection);
   session.Provide("DSN", database_.dsn());
   session.Provide("homepage", options_.owner.homepage);
@@ -194,7 +199,7 @@ wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const R
                         {http.remote_addr, http.path, http.server_name, http.https});
   const guard::Person person;
   data::Connection connection(database_);
-  desk::Context context{http,          request,        form.files, connection, database_,
+  desk::Context context{http,          request,        form.files, connection, database_,          background_,
                         options_.desk, options_.owner, clock_,     person,     MenuOf(person.role)};
   wire::HttpResponse answer = route.desk(context);
   connection.Commit();

@@ -47,6 +47,7 @@ class PageService final : public wire::Site {
   const Clock& clock_;
   WorkerPool& workers_;
   VisitorSessions sessions_;
+  desk::Background background_;
 };
 
 }  // namespace surva::host

@@ -58,6 +58,14 @@ constexpr Route kRoutes[] = {
      .address = "/admin/schedule.asp?Action=P"},
     // The PIN list belongs to one event and is reached from there.
     {.path = "/admin/list.asp", .roles = kPlanner, .make = Make<List>},
+    {.path = "/admin/slips",
+     .roles = kPlanner,
+     .desk = desk::ShowSlips,
+     .group = "Planning",
+     .caption = "Slips",
+     .address = "/admin/slips"},
+    // Reached from the designer.
+    {.path = "/admin/poster", .roles = {Role::kPlanner, Role::kDesigner}, .desk = desk::ShowPoster},
     {.path = "/admin/company.asp",
      .roles = kPlanner,
      .make = MakeRecordPage<records::kCompany>,
@@ -106,6 +114,12 @@ constexpr Route kRoutes[] = {
      .group = "Reports",
      .caption = "Trends",
      .address = "/admin/trends"},
+    {.path = "/admin/export",
+     .roles = kReaders,
+     .desk = desk::ShowExport,
+     .group = "Reports",
+     .caption = "Export",
+     .address = "/admin/export"},
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };
 

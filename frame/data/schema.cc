@@ -67,6 +67,21 @@ constexpr Column kMessageColumns[] = {{"MessageID", kKey}, {"StudentID", kLong},
 constexpr Column kVisitorSessionColumns[] = {
     {"SessionKey", kName, 64}, {"Contents", kPlain}, {"LastUse", kBig}, {"TimeoutMinutes", kBig}};
 
+// The last day on which an event's PINs open a form.
+constexpr Column kEventCloseColumns[] = {{"EventCloseID", kKey}, {"ScheduleID", kLong}, {"CloseDate", kDate}};
+
+// The texts of mails, by kind; what is missing has its first form.
+constexpr Column kMailTextColumns[] = {
+    {"MailTextID", kKey}, {"Kind", kLong}, {"Subject", kText, 200}, {"Body", kLongText}};
+
+// Mails to be sent and what became of them. Times are in seconds of the system clock. A mail is written when it is
+// sent; here stands only to whom.
+constexpr Column kOutboxColumns[] = {
+    {"OutboxID", kKey},      {"ScheduleID", kLong}, {"ParticipantID", kLong}, {"Kind", kLong},     {"State", kLong},
+    {"Attempts", kLong},     {"NextTry", kBig},     {"ClaimedBy", kPlain},    {"ClaimedAt", kBig}, {"EndedAt", kBig},
+    {"MessageName", kPlain}, {"Site", kPlain},      {"Told", kPlain},
+};
+
 // One index for every way in which a page looks rows up, or walks them in order, in a table that grows with use.
 constexpr Index kIndexes[] = {
     {"Company", "CompanyName, CompanyID", true},
@@ -109,6 +124,10 @@ constexpr Index kIndexes[] = {
     {"AnonymousMark", "StudentID"},
     {"Message", "StudentID"},
     {"VisitorSession", "LastUse"},
+    {"EventClose", "ScheduleID"},
+    {"Outbox", "State, NextTry"},
+    {"Outbox", "ScheduleID"},
+    {"Outbox", "ParticipantID"},
 };
 
 }  // namespace
@@ -129,6 +148,9 @@ const Table kAnonymousStudent{"AnonymousStudent", kAnonymousStudentColumns};
 const Table kAnonymousMark{"AnonymousMark", kAnonymousMarkColumns};
 const Table kMessage{"Message", kMessageColumns};
 const Table kVisitorSession{"VisitorSession", kVisitorSessionColumns};
+const Table kEventClose{"EventClose", kEventCloseColumns};
+const Table kMailText{"MailText", kMailTextColumns};
+const Table kOutbox{"Outbox", kOutboxColumns};
 }  // namespace tables
 
 const Column& Table::Find(std::string_view column) const {
@@ -150,7 +172,8 @@ std::span<const Table* const> AllTables() {
 }
 
 std::span<const Table* const> HostTables() {
-  static constexpr const Table* kAll[] = {&tables::kVisitorSession};
+  static constexpr const Table* kAll[] = {&tables::kVisitorSession, &tables::kEventClose, &tables::kMailText,
+                                          &tables::kOutbox};
   return kAll;
 }
 

@@ -33,14 +33,25 @@ class Desk : public test::OnBothEngines {
   test::StillClock clock;
   wire::HttpRequest http;
   Settings settings;
+  // Room for what a test asks one after the other.
+  Background background{[](const std::exception& failure) { ADD_FAILURE() << failure.what(); }, 32};
   guard::Person person;
 
  private:
   wire::HttpResponse Run(Page page, const NameValues& query, const NameValues& form, const std::vector<Upload>& files) {
     const Request request(query, form, {});
     data::Connection connection(*database);
-    Context context{http,     request, files, connection, *database,
-                    settings, owner_,  clock, person,     host::MenuOf(person.role)};
+    Context context{http,
+                    request,
+                    files,
+                    connection,
+                    *database,
+                    background,
+                    settings,
+                    owner_,
+                    clock,
+                    person,
+                    host::MenuOf(person.role)};
     wire::HttpResponse answer = page(context);
     connection.Commit();
     return answer;

@@ -1,0 +1,160 @@
+#include "desk/trend_figures.h"
+
+#include <algorithm>
+
+#include "desk/figures.h"
+#include "desk/parts.h"
+#include "frame/values/numbers.h"
+
+namespace surva::desk {
+
+using data::Bound;
+using data::Number;
+using data::Row;
+
+namespace {
+
+constexpr int kMonths = 24;  // where nobody says from when
+
+// A choice that counts: of which question, and what it is worth.
+struct Worth {
+  std::int64_t question = 0;
+  double number = 0;
+  std::string text;
+};
+
+struct Scales {
+  std::map<std::int64_t, Worth> choices;
+  std::map<std::int64_t, std::string> questions;
+};
+
+Scales ReadScales(data::Connection& connection) {
+  std::map<std::int64_t, LaidOut> questions;
+  for (const Row& row : connection.Query(
+           {"select Question.QuestionID, Content, QuestionType, FieldValueID, FieldValue from Question inner join "
+            "FieldValue on FieldValue.QuestionID=Question.QuestionID where QuestionType=1 or QuestionType=4"})) {
+    LaidOut& question = questions[row["QuestionID"].Integer()];
+    question.content = row["Content"].Text();
+    question.control = static_cast<LaidOut::Control>(row["QuestionType"].Integer());
+    question.choices.push_back({row["FieldValueID"].Integer(), row["FieldValue"].Text()});
+  }
+  Scales scales;
+  for (const auto& [key, question] : questions) {
+    if (!question.IsScale()) continue;
+    scales.questions[key] = question.content;
+    for (const Choice& choice : question.choices) {
+      if (const auto number = ReadNumeric(choice.text)) scales.choices[choice.key] = {key, *number, choice.text};
+    }
+  }
+  return scales;
+}
+
+// How often each choice was given in each bucket.
+using Counts = std::map<int, std::map<std::int64_t, std::int64_t>>;
+
+Counts Count(data::Connection& connection, const TrendRequest& asked, bool house) {
+  const DateTime end =
+      asked.to.month == 12 ? DateTime{asked.to.year + 1, 1, 1} : DateTime{asked.to.year, asked.to.month + 1, 1};
+  // The marks are counted event by event first: dates are taken apart once for each event, not for each mark.
+  std::vector<data::Piece> statement = {
+      "select year(BeginDate) as EventYear, month(BeginDate) as EventMonth, FieldValueID, cast(sum(Marks) as bigint) as "
+      "Answers from (select Mark.ScheduleID as EventK, FieldValueID, count(*) as Marks from Schedule inner join Mark on "
+      "Mark.ScheduleID=Schedule.ScheduleID where BeginDate>=",
+      Bound(Field(asked.from)), " and BeginDate<", Bound(Field(end))};
+  if (!house && asked.trainer) statement.insert(statement.end(), {" and TrainerID=", Number(*asked.trainer)});
+  if (!house && asked.training) statement.insert(statement.end(), {" and TrainingID=", Number(*asked.training)});
+  if (!house && asked.company) {
+    statement.insert(
+        statement.end(),
+        {" and Mark.StudentID in (select StudentID from Student where CompanyID=", Number(*asked.company), ")"});
+  }
+  statement.push_back(" group by Mark.ScheduleID, FieldValueID) as Counted inner join Schedule on ScheduleID=EventK "
+                      "group by year(BeginDate), month(BeginDate), FieldValueID");
+  Counts counts;
+  for (const Row& row : connection.Query(statement)) {
+    const int bucket =
+        asked.Bucket(static_cast<int>(row["EventYear"].Integer()), static_cast<int>(row["EventMonth"].Integer()));
+    counts[bucket][row["FieldValueID"].Integer()] += row["Answers"].Integer();
+  }
+  return counts;
+}
+
+Series Averages(const Counts& counts, const Scales& scales, const std::map<std::int64_t, std::string>& questions) {
+  Series series;
+  for (const auto& [bucket, choices] : counts) {
+    for (const auto& [choice, times] : choices) {
+      const auto worth = scales.choices.find(choice);
+      if (worth == scales.choices.end() || !questions.contains(worth->second.question)) continue;
+      series[bucket].Add(worth->second.text, times);
+    }
+  }
+  return series;
+}
+
+}  // namespace
+
+TrendRequest::TrendRequest(const Context& context)
+    : trainer(ReadKey(context.request("trainer"))),
+      training(ReadKey(context.request("training"))),
+      company(ReadKey(context.request("company"))),
+      question(ReadKey(context.request("question"))),
+      quarters(context.request("by") == "quarter") {
+  const DateTime today = context.clock.Now();
+  to = ReadMonth(context.request("to")).value_or(DateTime{today.year, today.month, 1});
+  const int first = to.year * 12 + to.month - kMonths;
+  from = ReadMonth(context.request("from")).value_or(DateTime{first / 12, first % 12 + 1, 1});
+  // A line of a thousand months is no picture.
+  constexpr int kMostYears = 40;
+  from.year = std::max(from.year, to.year - kMostYears);
+  if (from > to) from = to;
+}
+
+std::string TrendRequest::Name(int bucket) const {
+  if (quarters) return "Q" + std::to_string(bucket % 4 + 1) + " " + std::to_string(bucket / 4);
+  return std::string(MonthName(bucket % 12 + 1)).substr(0, 3) + " " + std::to_string(bucket / 12);
+}
+
+Trend::Trend(data::Connection& connection, const TrendRequest& asked) {
+  const Scales scales = ReadScales(connection);
+  const Counts all = Count(connection, asked, true);
+  const Counts chosen = asked.OfAll() ? all : Count(connection, asked, false);
+  for (const auto& [bucket, choices] : chosen) {
+    for (const auto& [choice, times] : choices) {
+      if (const auto worth = scales.choices.find(choice); worth != scales.choices.end()) {
+        questions[worth->second.question] = scales.questions.at(worth->second.question);
+      }
+    }
+  }
+  std::map<std::int64_t, std::string> counted = questions;
+  if (asked.question) std::erase_if(counted, [&](const auto& question) { return question.first != *asked.question; });
+  own = Averages(chosen, scales, counted);
+  house = Averages(all, scales, counted);
+  bool first = true;
+  for (const auto& [key, worth] : scales.choices) {
+    if (!counted.contains(worth.question)) continue;
+    low = first ? worth.number : std::min(low, worth.number);
+    high = first ? worth.number : std::max(high, worth.number);
+    first = false;
+  }
+}
+
+std::vector<TrendLine> ReadTrend(const Context& context) {
+  const TrendRequest asked(context);
+  const Trend trend(context.connection, asked);
+  const auto read = [&](const Series& series, int bucket, std::optional<double>& mean, std::int64_t& answers) {
+    const auto found = series.find(bucket);
+    if (found == series.end()) return;
+    answers = found->second.count();
+    if (MayShow(context, answers)) mean = found->second.Mean();
+  };
+  std::vector<TrendLine> lines;
+  for (int bucket = asked.First(); bucket <= asked.Last(); ++bucket) {
+    if (!trend.own.contains(bucket) && !trend.house.contains(bucket)) continue;
+    TrendLine& line = lines.emplace_back(TrendLine{.period = asked.Name(bucket)});
+    read(trend.own, bucket, line.own, line.own_answers);
+    read(trend.house, bucket, line.house, line.house_answers);
+  }
+  return lines;
+}
+
+}  // namespace surva::desk
