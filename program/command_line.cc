@@ -6,30 +6,41 @@
 #include <map>
 #include <vector>
 
+#include "program/manual.h"
+
 namespace surva::program {
 
 namespace {
 
-struct Subcommand {
-  CommandLine::Command command;
-  const char* name;
-  const char* help;
+constexpr std::array kSubcommands{
+    Subcommand{CommandLine::Command::kServe, "serve", "", "Serve the pages; makes or upgrades the tables first"},
+    Subcommand{CommandLine::Command::kInit, "init", "", "Make or upgrade the tables; harmless when they stand"},
+    Subcommand{CommandLine::Command::kDemo, "demo", "", "Fill an empty database with a year of example data"},
+    Subcommand{CommandLine::Command::kBackup, "backup", "FILE",
+               "Write the database into a new file, also while it is served"},
+    Subcommand{CommandLine::Command::kRestore, "restore", "FILE", "Put a backup in the place of the database"},
+    Subcommand{CommandLine::Command::kCheck, "check", "", "Look configuration and database over; changes nothing"},
+    Subcommand{CommandLine::Command::kCopy, "copy", "--from DSN --to DSN",
+               "Copy a database into an empty one, of either engine"},
 };
 
-constexpr std::array kSubcommands{
-    Subcommand{CommandLine::Command::kServe, "serve", "Serve the pages; makes or upgrades the tables first"},
-    Subcommand{CommandLine::Command::kInit, "init", "Make or upgrade the tables; harmless when they stand"},
-    Subcommand{CommandLine::Command::kDemo, "demo", "Fill an empty database with a year of example data"},
-};
+constexpr const char* kManual = "manual";
 
 // What was given on the command line, by setting.
 struct Given {
   std::string config;
+  std::string file;
+  std::string from;
+  std::string to;
   std::map<const Setting*, std::vector<std::string>> texts;
   std::map<const Setting*, bool> flags;
 };
 
 bool TakesPart(const Setting& setting, const Subcommand& subcommand) {
+  // A configuration is checked by its file.
+  if (subcommand.command == CommandLine::Command::kCheck) return setting.whom == Setting::For::kAll;
+  // A copy names both its databases.
+  if (subcommand.command == CommandLine::Command::kCopy) return std::string_view(setting.name) == "database-wait";
   const bool serves = subcommand.command == CommandLine::Command::kServe;
   switch (setting.whom) {
     case Setting::For::kServe:
@@ -52,6 +63,22 @@ void AddQuestions(CLI::App& app) {
 
 void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
   app.add_option("--config", given.config, "TOML file with keys named as these options")->type_name("FILE");
+  switch (subcommand.command) {
+    case CommandLine::Command::kBackup:
+      app.add_option("FILE", given.file, "The backup to write; it must not stand yet")->required()->type_name("");
+      break;
+    case CommandLine::Command::kRestore:
+      app.add_option("FILE", given.file, "The backup to read")->required()->type_name("");
+      break;
+    case CommandLine::Command::kCopy:
+      app.add_option("--from", given.from, "The database to copy: sqlite:PATH or a postgresql:// address")
+          ->required()
+          ->type_name("DSN");
+      app.add_option("--to", given.to, "The empty database to copy into")->required()->type_name("DSN");
+      break;
+    default:
+      break;
+  }
   for (const Setting& setting : Settings()) {
     if (!TakesPart(setting, subcommand)) continue;
     const std::string option = std::string("--") + setting.name;
@@ -59,7 +86,8 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
       app.add_flag(option, given.flags[&setting], setting.help);
       continue;
     }
-    CLI::Option* added = app.add_option(option, given.texts[&setting], setting.help);
+    CLI::Option* added = app.add_option(option, given.texts[&setting],
+                                        std::string(setting.help) + " (default: " + DefaultText(setting) + ")");
     const bool is_list = std::holds_alternative<std::vector<std::string> Configuration::*>(setting.member);
     const bool is_number = std::holds_alternative<Setting::Number>(setting.member);
     added->expected(1)->type_name(is_number ? "NUMBER" : "TEXT");
@@ -68,6 +96,10 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
 }
 
 }  // namespace
+
+std::span<const Subcommand> Subcommands() {
+  return kSubcommands;
+}
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
   CLI::App app("surva: evaluates courses and trainers", "surva");
@@ -79,6 +111,10 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
     AddQuestions(*added);
     AddOptions(*added, subcommand, given);
   }
+
+  std::string manual;
+  // For the packager alone.
+  app.add_subcommand(kManual, "")->group("")->add_option("PAGE", manual)->required();
 
   CommandLine result;
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
@@ -97,12 +133,20 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(std::string(error.what()) + "; \"surva --help\" and \"surva serve --help\" list what there is");
   }
-  if (app.get_subcommands().empty()) throw UsageError("say what to do: surva serve, surva init or surva demo");
+  if (app.get_subcommands().empty())
+    throw UsageError("say what to do, for instance surva serve; \"surva --help\" lists it");
 
   const std::string name = app.get_subcommands().front()->get_name();
+  if (name == kManual) {
+    result.text = Manual(manual);
+    return result;
+  }
   for (const Subcommand& subcommand : kSubcommands) {
     if (name == subcommand.name) result.command = subcommand.command;
   }
+  result.file = given.file;
+  result.from = given.from;
+  result.to = given.to;
   if (!given.config.empty()) ReadFile(given.config, result.configuration);
   for (const Setting& setting : Settings()) {
     const std::string where = std::string("--") + setting.name;
@@ -115,7 +159,9 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
     }
     for (const std::string& text : texts) Apply(setting, text, where, result.configuration);
   }
-  if (result.command == CommandLine::Command::kServe) CheckForServing(result.configuration);
+  if (result.command == CommandLine::Command::kServe || result.command == CommandLine::Command::kCheck) {
+    CheckForServing(result.configuration);
+  }
   return result;
 }
 

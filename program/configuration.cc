@@ -107,6 +107,19 @@ std::span<const Setting> Settings() {
   return kSettings;
 }
 
+std::string DefaultText(const Setting& setting) {
+  static const Configuration defaults;
+  const std::string text = std::visit(
+      Overloaded{[](std::string Configuration::*member) { return defaults.*member; },
+                 [](std::string Owner::*member) { return defaults.owner.*member; },
+                 [](bool Configuration::*member) { return std::string(defaults.*member ? "true" : "false"); },
+                 [](std::vector<std::string> Configuration::*) { return std::string(); },
+                 [](const Setting::Number& number) { return std::to_string(defaults.*number.member); },
+                 [](const Setting::Choice& choice) { return defaults.*choice.member; }},
+      setting.member);
+  return text.empty() ? "none" : text;
+}
+
 void Apply(const Setting& setting, const std::string& text, const std::string& where, Configuration& configuration) {
   std::visit(Overloaded{[&](std::string Configuration::*member) { SetText(configuration.*member, text, where); },
                         [&](std::string Owner::*member) { SetText(configuration.owner.*member, text, where); },

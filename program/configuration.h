@@ -69,6 +69,9 @@ struct Setting {
 
 std::span<const Setting> Settings();
 
+// What holds where a setting is not given, as text; "none" for an empty one.
+std::string DefaultText(const Setting& setting);
+
 // Sets what the text says; a list grows by it. Throws a UsageError that begins with `where` if it is no value for the
 // setting.
 void Apply(const Setting& setting, const std::string& text, const std::string& where, Configuration& configuration);

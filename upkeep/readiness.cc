@@ -42,7 +42,8 @@ std::string WhyNoFile(const fs::path& file, const std::string& detail) {
     return quoted + " may not be read by the user who runs surva; give it to him (chown)";
   }
   if (access(folder.c_str(), W_OK) != 0) {
-    return "the folder \"" + folder.string() + "\" may not be written by the user who runs surva; the database needs "
+    return "the folder \"" + folder.string() +
+           "\" may not be written by the user who runs surva; the database needs "
            "room for its log beside the file (chown)";
   }
   if (detail.find("not a database") != std::string::npos) return quoted + " is no SQLite database; name another file";
@@ -80,7 +81,8 @@ std::string_view Remedy(std::string_view detail) {
 }
 
 bool IsFull(std::string_view detail) {
-  return detail.find("too many") != std::string_view::npos || detail.find("remaining connection") != std::string_view::npos;
+  return detail.find("too many") != std::string_view::npos ||
+         detail.find("remaining connection") != std::string_view::npos;
 }
 
 std::string Text(data::Connection& db, std::initializer_list<data::Piece> statement) {
@@ -103,7 +105,8 @@ void RequireSuitableSqlite(data::Database& database, data::Connection& db) {
     db.Rollback();
   } catch (const Fault& fault) {
     if (fault.detail().find("readonly") == std::string::npos) throw;
-    throw Refusal("\"" + path + "\" or its folder may not be written by the user who runs surva; give them to him "
+    throw Refusal("\"" + path +
+                  "\" or its folder may not be written by the user who runs surva; give them to him "
                   "(chown, chmod)");
   }
 }
@@ -113,7 +116,8 @@ void RequireSuitablePostgres(data::Connection& db) {
   const std::string remedy = "; make another with createdb -E UTF8 --locale=C.UTF-8 -T template0";
   const std::string encoding = Text(db, {"select current_setting('server_encoding')"});
   if (encoding != "UTF8") throw Refusal(name + " keeps its texts in " + encoding + ", not in UTF8" + remedy);
-  if (Text(db, {"select case when lower('\u00c4\u0141' collate \"default\") = '\u00e4\u0142' then 'yes' end"}) != "yes") {
+  if (Text(db, {"select case when lower('\u00c4\u0141' collate \"default\") = '\u00e4\u0142' then 'yes' end"}) !=
+      "yes") {
     throw Refusal(name + " has a locale without letters beyond ASCII, so that searches would find half" + remedy);
   }
   if (Text(db, {"select case when pg_is_in_recovery() then 'yes' end"}) == "yes") {

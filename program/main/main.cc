@@ -3,43 +3,16 @@
 #include <iostream>
 #include <string>
 
-#include "demo/demo.h"
-#include "frame/data/database.h"
-#include "frame/data/schema_upgrade.h"
 #include "frame/values/fault.h"
 #include "program/command_line.h"
-#include "program/open_database.h"
 #include "program/serve.h"
+#include "program/verbs.h"
 #include "upkeep/readiness.h"
 
 namespace {
 
 using namespace surva;
 using program::CommandLine;
-using program::UsageError;
-
-void TellOfWaiting(const std::string& text) {
-  std::cerr << "surva: " << text << std::endl;
-}
-
-int Init(const program::Configuration& configuration) {
-  program::OpenDatabase(configuration, TellOfWaiting)->Close();
-  return 0;
-}
-
-int Demo(const program::Configuration& configuration) {
-  const std::unique_ptr<data::Database> opened = program::OpenDatabase(configuration, TellOfWaiting);
-  data::Database& database = *opened;
-  std::optional<demo::Summary> summary = demo::Find(database);
-  if (!summary) {
-    if (!demo::IsEmpty(database))
-      throw UsageError("the database holds data already; give demo an empty one with --dsn");
-    summary = demo::Fill(database, Clock::System());
-  }
-  database.Close();
-  std::cout << demo::Text(*summary, program::SiteAddress(configuration));
-  return 0;
-}
 
 int Run(int argc, char** argv) {
   const CommandLine command_line = program::ReadCommandLine(argc, argv);
@@ -47,9 +20,17 @@ int Run(int argc, char** argv) {
     case CommandLine::Command::kServe:
       return program::Serve(command_line.configuration);
     case CommandLine::Command::kInit:
-      return Init(command_line.configuration);
+      return program::Init(command_line.configuration);
     case CommandLine::Command::kDemo:
-      return Demo(command_line.configuration);
+      return program::Demo(command_line.configuration);
+    case CommandLine::Command::kBackup:
+      return program::Backup(command_line);
+    case CommandLine::Command::kRestore:
+      return program::Restore(command_line);
+    case CommandLine::Command::kCheck:
+      return program::Check(command_line);
+    case CommandLine::Command::kCopy:
+      return program::Copy(command_line);
     case CommandLine::Command::kTell:
       std::cout << command_line.text;
       return 0;
