@@ -61,7 +61,8 @@ export class Site {
             throw new Error(`surva ended with ${code}`);
     }
 
-    // Rows of a statement, each an object of its columns.
+    // Rows of a statement, each an object of its columns. The shell does not know our collation: texts are compared, and
+    // sorted, with another one named.
     query(sql) {
         const json = execFileSync("sqlite3", ["-json", "-cmd", ".timeout 5000", this.#database, sql], { encoding: "utf8" });
         return json === "" ? [] : JSON.parse(json);
@@ -78,7 +79,7 @@ export class Site {
         return this.query(`select ParticipantID, PIN, StudentID, ScheduleID, FirstName, LastName, CompanyName
             from Participant join Schedule using (ScheduleID) join SurvaVersion using (SurvaVersionID)
             join Student using (StudentID) join Company using (CompanyID)
-            where PIN<>'' and SurvaName like '${surva}%' order by ParticipantID limit ${count}`);
+            where PIN<>'' collate nocase and SurvaName like '${surva}%' order by ParticipantID limit ${count}`);
     }
 
     version(surva) {
