@@ -13,7 +13,7 @@ void FillForm::AcceptAnswers(std::string_view surva) {
   data::Connection& db = OpenConnection();
   const Rows layout = db.Query({"select SurvaLayoutID, Question.QuestionID, QuestionType FROM SurvaLayout, Question "
                                 "where SurvaLayout.QuestionID = Question.QuestionID and SurvaLayout.SurvaVersionID=",
-                                Number(surva), " order by PositionID, SurvaLayoutID"});
+                                Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
   const bool anonymous = session()["anonymous"].Is(1);
   const Value student = session()["StudentID"];
   const Value schedule = session()["ScheduleID"];

@@ -17,13 +17,13 @@ data::Rows ReadLayout(data::Connection& connection, std::string_view surva, cons
          "where survaVersion.survaVersionID=SurvaLayout.survaVersionID and SurvaLayout.QuestionID = "
          "Question.QuestionID "
          "and SurvaLayout.SurvaVersionID=",
-         data::Number(surva), " order by PositionID, SurvaLayoutID"});
+         data::Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
   }
   return connection.Query(
       {"select SurvaLayoutID, PositionID, Question.QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, "
        "LineRows, Required FROM SurvaLayout, Question where SurvaLayout.QuestionID = Question.QuestionID "
        "and SurvaLayout.SurvaVersionID=",
-       data::Number(surva), " order by PositionID, SurvaLayoutID"});
+       data::Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
 }
 
 }  // namespace

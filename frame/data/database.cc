@@ -9,6 +9,21 @@
 #include "frame/values/fault.h"
 
 namespace surva::data {
+namespace {
+
+// How long a request waits for a connection, and how often it looks whether the server has one again.
+constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::milliseconds kAgain{100};
+
+// The protocol's number of it (53300) does not reach a client whose connection is refused; the server's words do.
+bool IsFull(const Fault& fault) {
+  for (const std::string_view words : {"too many clients", "too many connections", "connection slots"}) {
+    if (fault.detail().find(words) != std::string::npos) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 struct WriteWaiter {
   std::condition_variable turn;
@@ -35,7 +50,7 @@ void WriteGate::Leave() {
   if (!waiting_.empty()) waiting_.front()->turn.notify_one();
 }
 
-Database::Database(std::string dsn, Wrap wrap) : dsn_(std::move(dsn)), wrap_(std::move(wrap)) {
+Database::Database(std::string dsn, Wrap wrap, MissingFile missing) : dsn_(std::move(dsn)), wrap_(std::move(wrap)) {
   constexpr std::string_view kSqlitePrefix = "sqlite:";
   if (dsn_.starts_with(kSqlitePrefix) && dsn_.size() > kSqlitePrefix.size()) {
     address_ = dsn_.substr(kSqlitePrefix.size());
@@ -45,14 +60,23 @@ Database::Database(std::string dsn, Wrap wrap) : dsn_(std::move(dsn)), wrap_(std
   } else {
     throw SchemaError("the database is named sqlite:PATH or by a postgresql:// address");
   }
-  idle_.push_back(Open());
+  idle_.push_back(Open(missing));
+  if (dialect_ == Dialect::kSqlite) identity_ = FileIdentity::Of(address_);
 }
 
 Database::~Database() = default;
 
-std::unique_ptr<Engine> Database::Open() const {
-  std::unique_ptr<Engine> engine = dialect_ == Dialect::kSqlite ? OpenSqlite(address_) : OpenPostgres(address_);
+std::unique_ptr<Engine> Database::Open(MissingFile missing) const {
+  if (dialect_ == Dialect::kSqlite && identity_ != FileIdentity{}) CheckIdentity();
+  std::unique_ptr<Engine> engine =
+      dialect_ == Dialect::kSqlite ? OpenSqlite(address_, missing) : OpenPostgres(address_);
   return wrap_ ? wrap_(std::move(engine)) : std::move(engine);
+}
+
+void Database::CheckIdentity() const {
+  if (dialect_ != Dialect::kSqlite || FileIdentity::Of(address_) == identity_) return;
+  throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+              address_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
 }
 
 void Database::BringUpToDate() {
@@ -62,25 +86,44 @@ void Database::BringUpToDate() {
 }
 
 std::unique_ptr<Engine> Database::Take() {
-  {
-    const std::lock_guard lock(mutex_);
-    if (!idle_.empty()) {
-      std::unique_ptr<Engine> engine = std::move(idle_.back());
-      idle_.pop_back();
-      return engine;
+  const auto deadline = SteadyClock::now() + kPatience;
+  while (true) {
+    if (std::unique_ptr<Engine> engine = TakeIdle(deadline)) return engine;
+    try {
+      return Open();
+    } catch (const Fault& fault) {
+      std::unique_lock lock(mutex_);
+      --in_use_;
+      if (!IsFull(fault) || SteadyClock::now() >= deadline) throw;
+      given_.wait_for(lock, kAgain, [this] { return !idle_.empty(); });
     }
   }
-  return Open();
+}
+
+// Null if another one may be opened, which then counts as in use.
+std::unique_ptr<Engine> Database::TakeIdle(SteadyClock::time_point deadline) {
+  std::unique_lock lock(mutex_);
+  if (!given_.wait_until(lock, deadline, [this] { return !idle_.empty() || in_use_ < kMostConnections; })) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.",
+                "all connections are in use");
+  }
+  ++in_use_;
+  if (idle_.empty()) return nullptr;
+  std::unique_ptr<Engine> engine = std::move(idle_.back());
+  idle_.pop_back();
+  return engine;
 }
 
 void Database::Give(std::unique_ptr<Engine> engine) {
   const std::lock_guard lock(mutex_);
+  if (in_use_ > 0) --in_use_;
   if (engine->Usable() && !engine->InTransaction()) {
     idle_.push_back(std::move(engine));
   } else if (!engine->Usable()) {
     // What broke this connection broke the others too.
     idle_.clear();
   }
+  given_.notify_one();
 }
 
 void Database::Close() {

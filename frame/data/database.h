@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "frame/data/engine.h"
+#include "frame/data/sqlite_engine.h"
 
 namespace surva::data {
 
@@ -28,11 +30,15 @@ class WriteGate {
 
 class Database {
  public:
+  // At once, of one program.
+  static constexpr std::size_t kMostConnections = 64;
+
   // A test may put an engine of its own in front of the real one.
   using Wrap = std::function<std::unique_ptr<Engine>(std::unique_ptr<Engine>)>;
 
-  // Throws Fault (a connection that fails) or SchemaError (a name of no known form). Opens one connection to see.
-  explicit Database(std::string dsn, Wrap wrap = {});
+  // Throws Fault (a connection that fails) or SchemaError (a name of no known form). Opens one connection to see; this
+  // alone may make a SQLite file that is `missing`, no later one does.
+  explicit Database(std::string dsn, Wrap wrap = {}, MissingFile missing = MissingFile::kMade);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -43,7 +49,11 @@ class Database {
   // Makes or upgrades the tables.
   void BringUpToDate();
 
-  // An open connection, and back. A connection that is no longer usable is closed, not kept.
+  // A Fault if the file under the database's name is not the one that was opened. PostgreSQL has none to be checked.
+  void CheckIdentity() const;
+
+  // An open connection, and back. A connection that is no longer usable is closed, not kept. While the server has no
+  // connection to spare, or kMostConnections are open, Take waits some seconds for one that comes back.
   std::unique_ptr<Engine> Take();
   void Give(std::unique_ptr<Engine> engine);
 
@@ -54,15 +64,21 @@ class Database {
   void Close();
 
  private:
-  std::unique_ptr<Engine> Open() const;
+  using SteadyClock = std::chrono::steady_clock;
+
+  std::unique_ptr<Engine> Open(MissingFile missing = MissingFile::kRefused) const;
+  std::unique_ptr<Engine> TakeIdle(SteadyClock::time_point deadline);
 
   const std::string dsn_;
   const Wrap wrap_;
   Dialect dialect_ = Dialect::kSqlite;
   std::string address_;
   WriteGate gate_;
+  FileIdentity identity_;
   std::mutex mutex_;
+  std::condition_variable given_;
   std::vector<std::unique_ptr<Engine>> idle_;
+  std::size_t in_use_ = 0;
 };
 
 }  // namespace surva::data

@@ -130,9 +130,20 @@ class PostgresEngine final : public Engine {
 };
 
 PostgresEngine::PostgresEngine(const std::string& address) {
-  const char* const keywords[] = {"dbname", "client_encoding", "connect_timeout", "application_name", nullptr};
-  const char* const values[] = {address.c_str(), "UTF8", "5", "surva", nullptr};
-  connection_.reset(PQconnectdbParams(keywords, values, 1));
+  // What stands before the address, the address may say otherwise.
+  static constexpr std::pair<const char*, const char*> kDefaults[] = {
+      {"connect_timeout", "5"},  {"keepalives_idle", "15"},     {"keepalives_interval", "5"},
+      {"keepalives_count", "3"}, {"tcp_user_timeout", "15000"}, {"application_name", "surva"},
+  };
+  std::vector<const char*> keywords;
+  std::vector<const char*> values;
+  for (const auto& [keyword, value] : kDefaults) {
+    keywords.push_back(keyword);
+    values.push_back(value);
+  }
+  keywords.insert(keywords.end(), {"dbname", "client_encoding", nullptr});
+  values.insert(values.end(), {address.c_str(), "UTF8", nullptr});
+  connection_.reset(PQconnectdbParams(keywords.data(), values.data(), 1));
   if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
   // Notices (a table that stands already) are of no use to anybody, but for a warning behind a commit.
   PQsetNoticeReceiver(
@@ -145,8 +156,11 @@ PostgresEngine::PostgresEngine(const std::string& address) {
       this);
   // The system's own now() stands before the server's.
   Plain("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
-        "set_config('DateStyle', 'ISO', false), set_config('lock_timeout', '15s', false), "
+        "set_config('DateStyle', 'ISO', false), "
         "set_config('standard_conforming_strings', 'on', false)");
+  // What the address's options, the user or the database have set stands.
+  Plain("select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '15s'), "
+        "('idle_in_transaction_session_timeout', '60s')) as wanted(name, value) where current_setting(name)='0'");
   const std::string zone = TimeZoneName();
   if (!zone.empty()) {
     const char* const parameter[] = {zone.c_str()};

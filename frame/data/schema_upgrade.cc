@@ -112,7 +112,8 @@ void BringUpToDate(Engine& engine) {
   try {
     if (engine.dialect() == Dialect::kPostgres) {
       // Two programs may start at once on an empty database.
-      engine.RunScript("SELECT pg_advisory_xact_lock(73757276)");
+      engine.RunScript(
+          "SET LOCAL statement_timeout=0; SET LOCAL lock_timeout=0; SELECT pg_advisory_xact_lock(73757276)");
       if (found == 0) PreparePostgresSchema(engine);
     }
     const int now = VersionOf(engine);

@@ -1,7 +1,12 @@
 #include "frame/data/sqlite_engine.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
 #include <unordered_map>
 #include <vector>
 
@@ -94,7 +99,7 @@ int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b)
 
 class SqliteEngine final : public Engine {
  public:
-  explicit SqliteEngine(const std::string& path);
+  SqliteEngine(const std::string& path, MissingFile missing);
 
   Dialect dialect() const override { return Dialect::kSqlite; }
   Rows Run(Statement statement, Effect effect) override;
@@ -122,6 +127,8 @@ class SqliteEngine final : public Engine {
   };
 
   [[noreturn]] void Fail(int code);
+  // Refuses to go on when the file, or its log of changes, is no longer what it was.
+  void CheckFiles();
   void Check(int code) {
     if (code != SQLITE_OK) Fail(code);
   }
@@ -136,19 +143,32 @@ class SqliteEngine final : public Engine {
   Field Cell(const Prepared& prepared, int column);
   void FlushLog();
 
+  const std::string path_;
   DatabaseHandle database_;
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
   std::vector<const Piece*> values_;
+  FileIdentity log_;
   bool usable_ = true;
 };
 
-SqliteEngine::SqliteEngine(const std::string& path) {
+// SQLite would let all users of the machine read the file; those that it makes beside it follow the file's mode.
+void MakeForOwnerAlone(const std::string& path) {
+  const int handle = open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
+  if (handle >= 0) close(handle);
+}
+
+SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing) : path_(path) {
+  if (missing == MissingFile::kMade) MakeForOwnerAlone(path);
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(
-      path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
-      nullptr);
+  const int code = sqlite3_open_v2(path.c_str(), &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   database_.reset(opened);
+  if (code != SQLITE_OK && opened != nullptr) {
+    const int reason = sqlite3_system_errno(opened);
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+                path + ": " + (reason != 0 ? std::generic_category().message(reason) : sqlite3_errmsg(opened)));
+  }
   Check(code);
   sqlite3_busy_timeout(opened, 10000);
   AddFunction("now", 0, 0, NowFunction);
@@ -160,7 +180,19 @@ SqliteEngine::SqliteEngine(const std::string& path) {
   Check(sqlite3_create_collation_v2(opened, kCollation.data(), SQLITE_UTF8, nullptr, CompareFunction, nullptr));
   TurnOnWriteAheadLog();
   // A commit is written into the log; Commit itself flushes that.
-  RunScript("PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY");
+  // A foreign reader may keep the log of changes from being taken over for long; it need not stay as large ever after.
+  RunScript(
+      "PRAGMA journal_size_limit=16777216; PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY; SELECT count(*) FROM sqlite_master");
+  log_ = FileIdentity::Of(path_ + "-wal");
+}
+
+void SqliteEngine::CheckFiles() {
+  int moved = 0;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  if (moved == 0 && FileIdentity::Of(path_ + "-wal") == log_) return;
+  usable_ = false;
+  throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+              path_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
 }
 
 // SQLite does not wait for another program that makes the file just now, busy timeout or not.
@@ -286,6 +318,7 @@ void SqliteEngine::Begin() {
 
 void SqliteEngine::Commit(Durability durability) {
   static constexpr Piece kCommit[] = {"COMMIT"};
+  if (durability == Durability::kDisk) CheckFiles();
   Run(kCommit, Effect::kWrite);
   if (durability == Durability::kDisk) FlushLog();
 }
@@ -307,8 +340,14 @@ void SqliteEngine::Rollback() noexcept {
 
 }  // namespace
 
-std::unique_ptr<Engine> OpenSqlite(const std::string& path) {
-  return std::make_unique<SqliteEngine>(path);
+FileIdentity FileIdentity::Of(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
+
+std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing) {
+  return std::make_unique<SqliteEngine>(path, missing);
 }
 
 }  // namespace surva::data

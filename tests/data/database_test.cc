@@ -1,0 +1,143 @@
+// Data sources: whose file it is, what becomes of a server without a connection to spare, what is set on connections.
+#include <sys/stat.h>
+
+#include <chrono>
+#include <thread>
+
+#include "frame/data/connection.h"
+#include "frame/values/fault.h"
+#include "tests/support/seed.h"
+#include "tests/support/test_database.h"
+
+namespace surva::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace data;
+using namespace data::tables;
+namespace fs = std::filesystem;
+
+FaultNumber CommitOf(Database& database, const char* message) {
+  Connection db(database);
+  try {
+    db.AddNew(kMessage).Set("Message", Value(message)).Update();
+    db.Commit();
+    return FaultNumber{};
+  } catch (const Fault& fault) {
+    return fault.number();
+  }
+}
+
+class SqliteFile : public ::testing::Test {
+ protected:
+  TestDatabase database{Dialect::kSqlite};
+  const fs::path file = database.dsn().substr(std::string("sqlite:").size());
+  const fs::path away = file.string() + ".away";
+};
+
+TEST_F(SqliteFile, IsItsOwnersAlone) {
+  Write(*database, {"insert into Message (Message) values ('mine')"});
+  for (const char* end : {"", "-wal", "-shm"}) {
+    EXPECT_EQ(fs::status(file.string() + end).permissions(), fs::perms::owner_read | fs::perms::owner_write) << end;
+  }
+}
+
+// Nothing is thanked for that would be lost, and no second database comes into being.
+TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
+  ASSERT_EQ(CommitOf(*database, "one"), FaultNumber{});
+  for (const bool replaced : {false, true}) {
+    for (const char* end : {"", "-wal"}) {
+      fs::rename(file.string() + end, away.string() + end);
+      if (replaced) fs::copy_file(away.string() + end, file.string() + end);
+      EXPECT_EQ(CommitOf(*database, "lost"), FaultNumber::kConnectionFailed) << end << replaced;
+      if (*end == '\0') {
+        EXPECT_THROW(database->CheckIdentity(), Fault);
+        EXPECT_EQ(CommitOf(*database, "lost"), FaultNumber::kConnectionFailed);
+        EXPECT_EQ(fs::exists(file), replaced);
+      }
+      fs::rename(away.string() + end, file.string() + end);
+      database.Reopen();
+      database->CheckIdentity();
+      EXPECT_EQ(CommitOf(*database, "again"), FaultNumber{}) << end << replaced;
+    }
+  }
+  EXPECT_EQ(Read(*database, {"select count(*) from Message where Message='lost'"}), "0");
+  const std::string other = file.string() + ".none";
+  EXPECT_THROW(Database("sqlite:" + other, {}, MissingFile::kRefused), Fault);
+  EXPECT_FALSE(fs::exists(other));
+}
+
+TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
+  const std::string text(1'000'000, 'x');
+  const auto write = [&](int count) {
+    for (int i = 0; i < count; ++i) ASSERT_EQ(CommitOf(*database, text.c_str()), FaultNumber{});
+  };
+  {
+    Connection db(*database);
+    const std::unique_ptr<Engine> reader = database->Take();
+    reader->RunScript("BEGIN; SELECT count(*) FROM Message");
+    write(25);
+    EXPECT_GT(fs::file_size(file.string() + "-wal"), 20'000'000U);
+    reader->RunScript("COMMIT");
+  }
+  write(3);
+  EXPECT_LT(fs::file_size(file.string() + "-wal"), 17'000'000U);
+}
+
+class PostgresServer : public ::testing::Test {
+ protected:
+  TestDatabase database{Dialect::kPostgres};
+};
+
+TEST_F(PostgresServer, WithoutAConnectionToSpareIsWaitedFor) {
+  const std::string user = database.postgres_name() + "_few";
+  RunOnServer("create role " + user + " superuser login");
+  {
+    Database few(PostgresAddress(database.postgres_name(), user));
+    RunOnServer("alter role " + user + " nosuperuser connection limit 2");
+    std::jthread holder;
+    {
+      auto one = std::make_unique<Connection>(few);
+      one->Query({"select 1"});
+      Connection two(few);
+      two.Query({"select 1"});
+      holder = std::jthread([&one] {
+        std::this_thread::sleep_for(300ms);
+        one.reset();
+      });
+      Connection three(few);
+      EXPECT_EQ(three.Query({"select 3"}).First()[0].Integer(), 3);
+      holder.join();
+    }
+  }
+  database->Take()->RunScript("reassign owned by " + user + " to postgres");
+  RunOnServer("drop role " + user);
+}
+
+TEST_F(PostgresServer, ConnectionsHaveLimitsThatTheAddressMayChange) {
+  const auto limits = [](Database& opened) {
+    return Read(opened, {"select current_setting('statement_timeout'), current_setting('lock_timeout'), "
+                         "current_setting('tcp_keepalives_idle')"});
+  };
+  EXPECT_EQ(limits(*database).substr(0, 7), "30s,15s");
+  Database own(database.dsn() + "&options=-c%20statement_timeout%3D200ms");
+  EXPECT_EQ(limits(own).substr(0, 9), "200ms,15s");
+  EXPECT_THROW(Read(own, {"select pg_sleep(5)"}), Fault);
+}
+
+// The server ends in the middle of the commit: what was written may stand or not, and nobody may say that it does not.
+TEST_F(PostgresServer, ACommitWithoutAReplyIsInDoubt) {
+  database->Take()->RunScript(
+      "create function linger() returns trigger language plpgsql as $$ begin perform pg_sleep(5); return null; end $$; "
+      "create constraint trigger linger after insert on Message deferrable initially deferred "
+      "for each row execute function linger()");
+  const std::jthread killer([this] {
+    std::this_thread::sleep_for(200ms);
+    RunOnServer("select pg_terminate_backend(pid) from pg_stat_activity where query='COMMIT' and datname='" +
+                database.postgres_name() + "'");
+  });
+  EXPECT_EQ(CommitOf(*database, "one"), FaultNumber::kCommitInDoubt);
+}
+
+}  // namespace
+}  // namespace surva::test
