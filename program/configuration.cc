@@ -16,6 +16,7 @@ namespace {
 using C = Configuration;
 
 constexpr std::array<std::string_view, 4> kLogLevels{"debug", "info", "warning", "error"};
+constexpr std::array<std::string_view, 2> kLogFormats{"text", "json"};
 constexpr std::size_t kUnlimited = 1'000'000;
 
 using For = Setting::For;
@@ -46,6 +47,10 @@ constexpr std::array kSettings{
             "Most open connections"},
     Setting{"max-connections-per-address", Setting::Number{&C::max_connections_per_address, 1, kUnlimited}, For::kServe,
             "Most open connections from one address, trusted proxies aside"},
+    Setting{"max-body-kib", Setting::Number{&C::max_body_kib, 64, 64 * 1024}, For::kServe,
+            "Longest body of a request, in KiB: what a form may hold"},
+    Setting{"max-in-flight-mib", Setting::Number{&C::max_in_flight_mib, 4, kUnlimited}, For::kServe,
+            "Memory of all requests and answers on their way, in MiB; others are turned away when it is full"},
     Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, For::kServe,
             "Idle minutes after which a visit ends"},
     Setting{"public-address", &C::public_address, For::kServe,
@@ -54,6 +59,7 @@ constexpr std::array kSettings{
             "An analyst sees no average of fewer answers of named forms"},
     Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},
     Setting{"error-log", &C::error_log, For::kAll, "File of the error log; - is the standard error, off is none"},
+    Setting{"log-format", Setting::Choice{&C::log_format, kLogFormats}, For::kServe, "text or json"},
     Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, For::kAll, "debug, info, warning or error"},
 };
 
@@ -210,6 +216,9 @@ void CheckForServing(const Configuration& configuration) {
     throw UsageError("listening on " + configuration.listen +
                      " would open /admin/ to the network; listen on 127.0.0.1, or put a proxy in front that guards "
                      "/admin/ and say so with --no-staff-guard");
+  }
+  if (configuration.max_body_kib * 4 > configuration.max_in_flight_mib * 1024) {
+    throw UsageError("max-in-flight-mib must have room for four bodies of max-body-kib");
   }
   if (configuration.tls_certificate.empty() != configuration.tls_key.empty()) {
     throw UsageError("TLS needs both tls-certificate and tls-key");

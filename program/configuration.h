@@ -43,6 +43,9 @@ struct Configuration {
   std::string access_log = "-";
   std::string error_log = "-";
   std::string log_level = "info";
+  std::string log_format = "text";
+  std::size_t max_body_kib = 1024;
+  std::size_t max_in_flight_mib = 64;
 };
 
 struct Setting {

@@ -1,14 +1,14 @@
 #include "program/serve.h"
 
 #include <algorithm>
-#include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "frame/data/database.h"
@@ -23,73 +23,78 @@
 namespace surva::program {
 namespace {
 
+namespace asio = boost::asio;
+
 constexpr std::chrono::minutes kPurgeEvery{10};
 // From a signal to the end of the program, whatever hangs.
 constexpr std::chrono::milliseconds kLastMoment{9'500};
 
-// Waits for SIGTERM or SIGINT on a thread of its own; both must be blocked in all threads.
-class Signals {
- public:
-  explicit Signals(wire::Server& server) : thread_([this, &server] { Wait(server); }) {}
-  ~Signals() {
-    ended_ = true;
-    thread_.join();
+// Signals whose default is to kill, though nobody means that by them. Those of programming errors stay as they are, and
+// SIGQUIT, for a core.
+void IgnoreStraySignals() {
+  for (const int number : {SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGXFSZ}) {
+    std::signal(number, SIG_IGN);
   }
-  Signals(const Signals&) = delete;
-  Signals& operator=(const Signals&) = delete;
+  for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) std::signal(number, SIG_IGN);
+}
 
-  static sigset_t Set() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    return set;
+// What the operator's signals and the clock ask for while the server runs, on its I/O thread.
+class Errands {
+ public:
+  Errands(asio::io_context& io, wire::Server& server, host::PageService& service, host::WorkerPool& workers,
+          FileLog& log)
+      : signals_(io, SIGTERM, SIGINT, SIGHUP),
+        purge_timer_(io),
+        server_(server),
+        service_(service),
+        workers_(workers),
+        log_(log) {
+    AwaitSignal();
+    AwaitPurge();
   }
 
  private:
-  void Wait(wire::Server& server) {
-    const sigset_t set = Set();
-    const timespec second{1, 0};
-    while (!ended_) {
-      if (sigtimedwait(&set, nullptr, &second) <= 0) continue;
-      server.Stop();
-      std::thread([] {
-        std::this_thread::sleep_for(kLastMoment);
-        std::_Exit(0);
-      }).detach();
-      return;
+  void AwaitSignal() {
+    signals_.async_wait([this](boost::system::error_code error, int number) {
+      if (error) return;
+      AwaitSignal();
+      if (number == SIGHUP) {
+        Reload();
+      } else {
+        server_.Stop();
+        std::thread([] {
+          std::this_thread::sleep_for(kLastMoment);
+          std::_Exit(0);
+        }).detach();
+      }
+    });
+  }
+
+  void Reload() {
+    try {
+      log_.Reopen();
+      server_.ReloadTls();
+      log_.Info("logs, certificate and key are read anew");
+    } catch (const std::exception& failure) {
+      log_.Error(std::string("what was before stays: ") + failure.what());
     }
   }
 
-  std::atomic<bool> ended_ = false;
-  std::thread thread_;
-};
-
-// Calls the service's housekeeping every few minutes.
-class Housekeeping {
- public:
-  explicit Housekeeping(host::PageService& service) : thread_([this, &service] { Run(service); }) {}
-  ~Housekeeping() {
-    {
-      const std::lock_guard lock(mutex_);
-      ended_ = true;
-    }
-    wake_.notify_one();
-    thread_.join();
-  }
-  Housekeeping(const Housekeeping&) = delete;
-  Housekeeping& operator=(const Housekeeping&) = delete;
-
- private:
-  void Run(host::PageService& service) {
-    std::unique_lock lock(mutex_);
-    while (!wake_.wait_for(lock, kPurgeEvery, [this] { return ended_; })) service.Purge();
+  void AwaitPurge() {
+    purge_timer_.expires_after(kPurgeEvery);
+    purge_timer_.async_wait([this](boost::system::error_code error) {
+      if (error) return;
+      AwaitPurge();
+      workers_.TryPost([&service = service_] { service.Purge(); });
+    });
   }
 
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool ended_ = false;
-  std::thread thread_;
+  asio::signal_set signals_;
+  asio::steady_timer purge_timer_;
+  wire::Server& server_;
+  host::PageService& service_;
+  host::WorkerPool& workers_;
+  FileLog& log_;
 };
 
 std::size_t WorkerCount(const Configuration& configuration) {
@@ -106,12 +111,13 @@ std::unique_ptr<host::StaticSite> OpenSite(const Configuration& configuration) t
 
 std::unique_ptr<FileLog> OpenLog(const Configuration& configuration) try {
   return std::make_unique<FileLog>(
-      LogOptions{configuration.access_log, configuration.error_log, configuration.log_level});
+      LogOptions{configuration.access_log, configuration.error_log, configuration.log_level, configuration.log_format});
 } catch (const std::exception& failure) {
   throw UsageError(std::string("a log cannot be written: ") + failure.what());
 }
 
-std::unique_ptr<wire::Server> OpenServer(const Configuration& configuration, wire::Site& site, wire::Log& log) try {
+std::unique_ptr<wire::Server> OpenServer(asio::io_context& io, const Configuration& configuration, wire::Site& site,
+                                         wire::Log& log) try {
   const ListenAddress listen = ReadListenAddress(configuration.listen);
   wire::ServerOptions options;
   options.host = listen.host;
@@ -120,9 +126,11 @@ std::unique_ptr<wire::Server> OpenServer(const Configuration& configuration, wir
   options.tls_key = configuration.tls_key;
   options.trusted_proxies = wire::TrustedProxies(configuration.trusted_proxies);
   options.host_names = configuration.hostnames;
+  options.limits.body_bytes = configuration.max_body_kib * 1024;
+  options.limits.bytes_in_flight = configuration.max_in_flight_mib * 1024 * 1024;
   options.limits.connections = configuration.max_connections;
   options.limits.connections_per_address = configuration.max_connections_per_address;
-  return std::make_unique<wire::Server>(std::move(options), site, log);
+  return std::make_unique<wire::Server>(io, std::move(options), site, log);
 } catch (const UsageError&) {
   throw;
 } catch (const std::exception& failure) {
@@ -140,11 +148,8 @@ desk::Settings Desk(const Configuration& configuration) {
 }  // namespace
 
 int Serve(const Configuration& configuration) {
-  // Before any thread begins, so that all inherit it.
-  const sigset_t signals = Signals::Set();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
-
+  IgnoreStraySignals();
+  asio::io_context io(1);
   const std::unique_ptr<host::StaticSite> files = OpenSite(configuration);
   const std::unique_ptr<FileLog> log = OpenLog(configuration);
   const std::unique_ptr<data::Database> opened =
@@ -153,15 +158,14 @@ int Serve(const Configuration& configuration) {
   host::WorkerPool workers(WorkerCount(configuration), configuration.queue);
   host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), Desk(configuration)},
                             database, *files, workers, *log);
-  const std::unique_ptr<wire::Server> server = OpenServer(configuration, service, *log);
+  const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *log);
 
-  if (server->host_names().any()) {
+  if (server->answers_to_any_name()) {
     log->Info("any host name is served; set hostname to those under which visitors come");
   }
   std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
   {
-    const Signals waiting(*server);
-    const Housekeeping housekeeping(service);
+    const Errands errands(io, *server, service, workers, *log);
     server->Run();
   }
   workers.Stop();
@@ -171,7 +175,6 @@ int Serve(const Configuration& configuration) {
     // Nothing is lost: what is committed stands in the write-ahead log.
     log->Warning(std::string("the database could not be tidied up: ") + failure.what());
   }
-  log->Flush();
   return 0;
 }
 

@@ -8,9 +8,10 @@
 #include <type_traits>
 #include <utility>
 
+#include "frame/values/ascii.h"
 #include "wire/body_stream.h"
+#include "wire/proxy.h"
 #include "wire/response_head.h"
-#include "wire/server.h"
 #include "wire/status_page.h"
 
 namespace surva::wire {
@@ -26,16 +27,41 @@ constexpr std::size_t kSmallBody = 15 * 1024;
 // A chunked body may bring this many bytes of framing for each byte that it is allowed.
 constexpr std::size_t kMostFraming = 8;
 constexpr std::size_t kMostLogged = 300;
+constexpr std::string_view kHeaderEnd = "\r\n\r\n";
+constexpr std::size_t kFieldCost = 200;          // of a header field, besides its bytes
+constexpr std::size_t kStreamCost = 512 * 1024;  // of a streamed body, at most
+constexpr std::chrono::seconds kRetryAfter{2};
 constexpr std::string_view kChunkEnd = "\r\n";
 constexpr std::string_view kLastChunk = "0\r\n\r\n";
 constexpr std::string_view kChunkEndAndLast = "\r\n0\r\n\r\n";
 constexpr std::size_t kMostDiscarded = 16 * 1024 * 1024;
 
+bool HasBareLineFeed(std::string_view text, std::size_t from) {
+  for (std::size_t at = text.find('\n', from); at != std::string_view::npos; at = text.find('\n', at + 1)) {
+    if (at == 0 || text[at - 1] != '\r') return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 template <class Stream>
-HttpConnection<Stream>::HttpConnection(Server& server, Stream stream, Peer peer)
-    : Connection(std::move(peer)), server_(server), stream_(std::move(stream)) {}
+HttpConnection<Stream>::HttpConnection(Reception& reception, Stream stream, Peer peer)
+    : Connection(std::move(peer)), reception_(reception), stream_(std::move(stream)) {}
+
+template <class Stream>
+template <class Handler>
+auto HttpConnection<Stream>::Guarded(Handler handler) {
+  return [self = self(), handler = std::move(handler)](error_code error, std::size_t bytes = 0) mutable {
+    if (self->state_ == State::kClosed) return;
+    try {
+      handler(error, bytes);
+    } catch (const std::exception& failure) {
+      self->Close();
+      self->reception_.log().Error(std::string("a connection failed: ") + failure.what());
+    }
+  };
+}
 
 template <class Stream>
 Socket& HttpConnection<Stream>::socket() {
@@ -49,28 +75,26 @@ Socket& HttpConnection<Stream>::socket() {
 template <class Stream>
 void HttpConnection<Stream>::ArmIn(std::chrono::milliseconds time) {
   deadline_ = std::chrono::steady_clock::now() + time;
-  server_.Watch(deadline_);
 }
 
 template <class Stream>
 void HttpConnection<Stream>::ArmTransfer(SteadyTime since, std::size_t bytes) {
-  const Limits& limits = server_.limits();
+  const Limits& limits = reception_.limits();
   deadline_ =
       std::min<SteadyTime>(since + limits.transfer + std::chrono::milliseconds(bytes * 1000 / limits.bytes_per_second),
                            std::chrono::steady_clock::now() + limits.stall);
-  server_.Watch(deadline_);
 }
 
 template <class Stream>
 void HttpConnection<Stream>::Start() {
   if constexpr (kTls) {
     state_ = State::kHandshake;
-    ArmIn(server_.limits().handshake);
-    stream_.async_handshake(asio::ssl::stream_base::server, [self = self()](error_code error) {
-      if (self->state_ == State::kClosed) return;
-      if (error) return self->Close();
-      self->BeginNext();
-    });
+    reception_.SetWaiting(*this, true);
+    ArmIn(reception_.limits().handshake);
+    stream_.async_handshake(asio::ssl::stream_base::server, Guarded([this](error_code error, std::size_t) {
+                              if (error) return Close();
+                              BeginNext();
+                            }));
   } else {
     BeginNext();
   }
@@ -91,12 +115,15 @@ void HttpConnection<Stream>::Refuse(HttpResponse response) {
 template <class Stream>
 void HttpConnection<Stream>::BeginNext() {
   state_ = State::kIdle;
-  if (server_.stopping() && unread() == 0) return Finish();
+  charge_.Release();
+  if (reception_.stopping() && unread() == 0) return Finish();
+  reception_.SetWaiting(*this, true);
   // A first request has been on its way since the connection was accepted.
-  ArmIn(first_ ? server_.limits().header : server_.limits().idle);
+  ArmIn(first_ ? reception_.limits().header : reception_.limits().idle);
   if (unread() == 0) {
     begin_ = end_ = 0;
     large_buffer_.reset();
+    buffer_charge_.Release();
     return Read();
   }
   Parse();
@@ -104,36 +131,39 @@ void HttpConnection<Stream>::BeginNext() {
 
 template <class Stream>
 std::size_t HttpConnection<Stream>::capacity() const {
-  return large_buffer_ ? server_.limits().header_bytes + kSmallBuffer : kSmallBuffer;
+  return large_buffer_ ? reception_.limits().header_bytes + kSmallBuffer : kSmallBuffer;
 }
 
 // Makes the buffer take at least one more byte; the parser never leaves more than a header's length untaken.
 template <class Stream>
-void HttpConnection<Stream>::MakeRoom() {
+bool HttpConnection<Stream>::MakeRoom() {
   if (begin_ == end_) begin_ = end_ = 0;
-  if (end_ < capacity()) return;
+  if (end_ < capacity()) return true;
   const std::size_t left = unread();
   if (begin_ > 0) {
     std::memmove(buffer(), buffer() + begin_, left);
   } else if (!large_buffer_) {
-    std::unique_ptr<char[]> large(new char[server_.limits().header_bytes + kSmallBuffer]);
+    const std::size_t size = reception_.limits().header_bytes + kSmallBuffer;
+    buffer_charge_ = reception_.OpenCharge(peer_.trusted || IsLoopback(peer_.address) ? "" : peer_.network);
+    if (!buffer_charge_.GrowTo(size)) return false;
+    std::unique_ptr<char[]> large(new char[size]);
     std::memcpy(large.get(), small_buffer_.data(), left);
     large_buffer_ = std::move(large);
   }
   begin_ = 0;
   end_ = left;
+  return true;
 }
 
 template <class Stream>
 void HttpConnection<Stream>::Read() {
-  MakeRoom();
+  if (!MakeRoom()) return OnOverload();
   stream_.async_read_some(asio::buffer(buffer() + end_, capacity() - end_),
-                          [self = self()](error_code error, std::size_t bytes) { self->OnRead(error, bytes); });
+                          Guarded([this](error_code error, std::size_t bytes) { OnRead(error, bytes); }));
 }
 
 template <class Stream>
 void HttpConnection<Stream>::OnRead(error_code error, std::size_t bytes) {
-  if (state_ == State::kClosed) return;
   end_ += bytes;
   if (expired_) return RefuseRequest(StatusPage(408), true);
   if (error) return Finish();
@@ -149,38 +179,63 @@ void HttpConnection<Stream>::Parse() {
   if (state_ == State::kBody) {
     ParseBody();
   } else {
-    ParseHeader();
+    ReadHeader();
   }
 }
 
+// A header is parsed once it is there, so that one that never ends costs no more than its bytes.
 template <class Stream>
-void HttpConnection<Stream>::ParseHeader() {
+void HttpConnection<Stream>::ReadHeader() {
   if (state_ == State::kIdle) {
     // Some old clients send a line break behind a body (RFC 9112, section 2.2).
     while (unread() > 0 && (buffer()[begin_] == '\r' || buffer()[begin_] == '\n')) ++begin_;
     if (unread() == 0) return Read();
     state_ = State::kHeader;
     started_ = std::chrono::steady_clock::now();
-    if (!first_) ArmIn(server_.limits().header);
+    searched_ = 0;
+    if (!first_) ArmIn(reception_.limits().header);
     first_ = false;
-    parser_.emplace();
-    parser_->header_limit(static_cast<std::uint32_t>(server_.limits().header_bytes));
-    parser_->body_limit(server_.limits().body_bytes);
   }
-  error_code error;
-  begin_ += parser_->put(asio::const_buffer(buffer() + begin_, unread()), error);
-  if (error == http::error::need_more) return Read();
-  if (error) return OnParseError(error);
-  OnHeader();
+  const std::string_view text(buffer() + begin_, unread());
+  const std::size_t end = text.find(kHeaderEnd, searched_);
+  const std::size_t length = end == std::string_view::npos ? text.size() : end + kHeaderEnd.size();
+  if (length > reception_.limits().header_bytes) return OnParseError(http::error::header_limit);
+  if (!IsLetterOrDigit(text.front()) || HasBareLineFeed(text.substr(0, length), searched_)) {
+    return OnParseError(http::error::bad_line_ending);
+  }
+  if (end != std::string_view::npos) return ParseHeader(length);
+  searched_ = length - std::min(length, kHeaderEnd.size() - 1);
+  Read();
 }
 
 template <class Stream>
-void HttpConnection<Stream>::OnHeader() {
+void HttpConnection<Stream>::ParseHeader(std::size_t length) {
+  parser_.emplace();
+  parser_->header_limit(static_cast<std::uint32_t>(reception_.limits().header_bytes));
+  parser_->body_limit(reception_.limits().body_bytes);
+  // A folded line is read as one field by some and as two by others (RFC 9112, section 5.2).
+  const std::string_view text(buffer() + begin_, length);
+  if (text.find("\n ") != std::string_view::npos || text.find("\n\t") != std::string_view::npos) {
+    return OnParseError(http::error::bad_obs_fold);
+  }
+  error_code error;
+  begin_ += parser_->put(asio::const_buffer(text.data(), length), error);
+  if (error) return OnParseError(error);
+  OnHeader(length);
+}
+
+template <class Stream>
+void HttpConnection<Stream>::OnHeader(std::size_t length) {
+  reception_.SetWaiting(*this, false);
   const auto& header = parser_->get().base();
-  RequestHead head = ReadHead(header, peer_, server_.trusted_proxies(), server_.host_names());
+  RequestHead head = reception_.Read(header, peer_);
   method_ = header.method_string();
   target_ = header.target();
   remote_addr_ = head.request.remote_addr;
+  if (head.request.request_id.empty()) head.request.request_id = reception_.NewRequestId();
+  request_id_ = head.request.request_id;
+  network_ = head.request.from_this_machine ? std::string() : head.request.network;
+  https_ = head.request.https;
   request_ = std::move(head.request);
   http10_ = header.version() < 11;
   keep_alive_ = parser_->keep_alive();
@@ -189,6 +244,9 @@ void HttpConnection<Stream>::OnHeader() {
     if (head.refusal == 405) response.headers.emplace_back("Allow", "GET, HEAD, POST");
     return RefuseRequest(std::move(response), head.broken_framing);
   }
+  header_cost_ = 2 * length + kFieldCost * request_.headers.size();
+  charge_ = reception_.OpenCharge(network_);
+  if (!charge_.GrowTo(header_cost_)) return OnOverload();
   if (parser_->is_done()) return Dispatch();
 
   state_ = State::kBody;
@@ -203,11 +261,10 @@ void HttpConnection<Stream>::OnHeader() {
 template <class Stream>
 void HttpConnection<Stream>::LetBodyCome() {
   static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-  asio::async_write(stream_, asio::buffer(kContinue), [self = self()](error_code error, std::size_t) {
-    if (self->state_ == State::kClosed) return;
-    if (self->expired_ || error) return self->Close();
-    self->Read();
-  });
+  asio::async_write(stream_, asio::buffer(kContinue), Guarded([this](error_code error, std::size_t) {
+                      if (expired_ || error) return Close();
+                      Read();
+                    }));
 }
 
 template <class Stream>
@@ -216,11 +273,12 @@ void HttpConnection<Stream>::ParseBody() {
   while (!parser_->is_done()) {
     begin_ += parser_->put(asio::const_buffer(buffer() + begin_, unread()), error);
     if (error && error != http::error::need_more) return OnParseError(error);
+    if (!charge_.GrowTo(header_cost_ + parser_->get().body().capacity())) return OnOverload();
     if (parser_->is_done()) break;
     if (unread() == 0 || error == http::error::need_more) {
       // A chunk's head or trailer that fills the buffer is none, and framing must not be what is mostly sent.
-      if (unread() > server_.limits().header_bytes) return OnParseError(http::error::bad_chunk);
-      if (transferred_ > server_.limits().body_bytes * kMostFraming) return OnParseError(http::error::body_limit);
+      if (unread() > reception_.limits().header_bytes) return OnParseError(http::error::bad_chunk);
+      if (transferred_ > reception_.limits().body_bytes * kMostFraming) return OnParseError(http::error::body_limit);
       return Read();
     }
   }
@@ -236,17 +294,29 @@ void HttpConnection<Stream>::OnParseError(error_code error) {
 }
 
 template <class Stream>
+void HttpConnection<Stream>::OnOverload() {
+  RefuseRequest(StatusPage(503, "The server is busy. Please try again in a moment.", kRetryAfter), !parser_);
+}
+
+template <class Stream>
 void HttpConnection<Stream>::RefuseRequest(HttpResponse response, bool last) {
   // A body that was not read would be taken for the next request.
   if (last || (parser_ && !parser_->is_done())) {
     keep_alive_ = false;
     lingers_ = true;
   }
+  reception_.SetWaiting(*this, false);
   if (remote_addr_.empty()) remote_addr_ = peer_.address_text;
-  if (parser_ && target_.empty()) {
+  if (request_id_.empty()) {
+    request_id_ = reception_.NewRequestId();
+    https_ = peer_.tls;
+  }
+  if (target_.empty()) {
     // The log tells as much of the request as could be read.
-    method_ = parser_->get().method_string();
-    target_ = parser_->get().target();
+    if (parser_) {
+      method_ = parser_->get().method_string();
+      target_ = parser_->get().target();
+    }
     const std::string_view rest(buffer() + begin_, unread());
     if (target_.empty()) target_ = rest.substr(0, std::min<std::size_t>(rest.find_first_of("\r\n"), kMostLogged));
   }
@@ -261,7 +331,7 @@ void HttpConnection<Stream>::Dispatch() {
   parser_.reset();
   state_ = State::kWorking;
   Disarm();
-  server_.Handle(std::move(request_), shared_from_this());
+  reception_.Handle(std::move(request_), std::move(charge_), shared_from_this());
 }
 
 template <class Stream>
@@ -269,7 +339,7 @@ void HttpConnection<Stream>::Answer(HttpResponse response) {
   if (state_ != State::kWorking) return;
   state_ = State::kWriting;
   response_ = std::move(response);
-  if (server_.stopping()) keep_alive_ = false;
+  if (reception_.stopping()) keep_alive_ = false;
   const bool bodiless = IsBodiless(response_.status) || method_ == "HEAD";
   Framing framing = Framing::kLength;
   if (response_.stream) {
@@ -280,7 +350,9 @@ void HttpConnection<Stream>::Answer(HttpResponse response) {
   if (!keep_alive_) persistence = Persistence::kClose;
   if (keep_alive_ && http10_) persistence = Persistence::kKeepAlive;
   head_.clear();
-  AppendHead(head_, response_, server_.date(), framing, persistence);
+  AppendHead(head_, response_, {reception_.date(), request_id_, framing, persistence, https_});
+  charge_ = reception_.OpenCharge(network_);
+  charge_.Set(response_.stream ? kStreamCost : response_.body.capacity());
 
   std::string_view body = response_.stream ? std::string_view() : BodyOf(response_);
   if (bodiless) {
@@ -303,38 +375,31 @@ void HttpConnection<Stream>::Answer(HttpResponse response) {
 template <class Stream>
 void HttpConnection<Stream>::Write() {
   ArmTransfer(transfer_started_, transferred_);
-  stream_.async_write_some(to_write_, [self = self()](error_code error, std::size_t bytes) {
-    if (self->state_ == State::kClosed) return;
-    self->transferred_ += bytes;
-    for (asio::const_buffer& part : self->to_write_) {
-      const std::size_t taken = std::min(bytes, part.size());
-      part += taken;
-      bytes -= taken;
-    }
-    if (error) {
-      self->NoteAccess();
-      return self->Close();
-    }
-    if (asio::buffer_size(self->to_write_) > 0) return self->Write();
-    if (self->response_.stream) return self->TakePiece();
-    self->OnWritten();
-  });
+  stream_.async_write_some(to_write_, Guarded([this](error_code error, std::size_t bytes) {
+                             transferred_ += bytes;
+                             for (asio::const_buffer& part : to_write_) {
+                               const std::size_t taken = std::min(bytes, part.size());
+                               part += taken;
+                               bytes -= taken;
+                             }
+                             if (error) return Close();
+                             if (asio::buffer_size(to_write_) > 0) return Write();
+                             if (response_.stream) return TakePiece();
+                             OnWritten();
+                           }));
 }
 
 template <class Stream>
 void HttpConnection<Stream>::TakePiece() {
   using BodyState = BodySource::State;
-  const BodyState state = response_.stream->Take(piece_, server_.Resumption(shared_from_this()));
+  const BodyState state = response_.stream->Take(piece_, reception_.Resumption(shared_from_this()));
   if (piece_.empty() && state == BodyState::kGoesOn) {
     // The time that the maker takes is not the peer's.
     state_ = State::kAwaitingBody;
     waiting_since_ = std::chrono::steady_clock::now();
     return Disarm();
   }
-  if (state == BodyState::kBrokenOff) {
-    NoteAccess();
-    return Abort();
-  }
+  if (state == BodyState::kBrokenOff) return Close();
   body_bytes_ += piece_.size();
   head_.clear();
   std::string_view end;
@@ -360,6 +425,7 @@ void HttpConnection<Stream>::Resume() {
 template <class Stream>
 void HttpConnection<Stream>::OnWritten() {
   NoteAccess();
+  state_ = State::kIdle;
   const bool large = head_.capacity() > 1024;
   if (large) std::string().swap(head_);
   response_ = {};
@@ -367,6 +433,7 @@ void HttpConnection<Stream>::OnWritten() {
   method_.clear();
   target_.clear();
   remote_addr_.clear();
+  request_id_.clear();
   if (!keep_alive_) return Finish();
   BeginNext();
 }
@@ -374,12 +441,13 @@ void HttpConnection<Stream>::OnWritten() {
 template <class Stream>
 void HttpConnection<Stream>::NoteAccess() {
   const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - started_;
-  server_.log().Access({.remote_addr = remote_addr_,
-                        .method = method_,
-                        .target = target_,
-                        .status = response_.status,
-                        .bytes = body_bytes_,
-                        .milliseconds = time.count()});
+  reception_.log().Access({.request_id = request_id_,
+                           .remote_addr = remote_addr_,
+                           .method = method_,
+                           .target = target_,
+                           .status = response_.status,
+                           .bytes = body_bytes_,
+                           .milliseconds = time.count()});
 }
 
 // The last answer is written, or the peer has closed: says goodbye.
@@ -388,11 +456,8 @@ void HttpConnection<Stream>::Finish() {
   state_ = State::kLingering;
   transferred_ = 0;
   if constexpr (kTls) {
-    ArmIn(server_.limits().linger);
-    stream_.async_shutdown([self = self()](error_code) {
-      if (self->state_ == State::kClosed) return;
-      self->Linger();
-    });
+    ArmIn(reception_.limits().linger);
+    stream_.async_shutdown(Guarded([this](error_code, std::size_t) { Linger(); }));
   } else {
     Linger();
   }
@@ -402,7 +467,7 @@ void HttpConnection<Stream>::Finish() {
 template <class Stream>
 void HttpConnection<Stream>::Linger() {
   if (!lingers_) return Close();
-  ArmIn(server_.limits().linger);
+  ArmIn(reception_.limits().linger);
   error_code ignored;
   socket().shutdown(Socket::shutdown_send, ignored);
   Discard();
@@ -410,19 +475,11 @@ void HttpConnection<Stream>::Linger() {
 
 template <class Stream>
 void HttpConnection<Stream>::Discard() {
-  socket().async_read_some(asio::buffer(small_buffer_), [self = self()](error_code error, std::size_t bytes) {
-    if (self->state_ == State::kClosed) return;
-    self->transferred_ += bytes;
-    if (error || self->transferred_ > kMostDiscarded) return self->Close();
-    self->Discard();
-  });
-}
-
-template <class Stream>
-void HttpConnection<Stream>::Abort() {
-  error_code ignored;
-  socket().set_option(asio::socket_base::linger(true, 0), ignored);
-  Close();
+  socket().async_read_some(asio::buffer(small_buffer_), Guarded([this](error_code error, std::size_t bytes) {
+                             transferred_ += bytes;
+                             if (error || transferred_ > kMostDiscarded) return Close();
+                             Discard();
+                           }));
 }
 
 template <class Stream>
@@ -432,7 +489,7 @@ void HttpConnection<Stream>::Expire() {
   if (!reading || expired_) return Close();
   // The read that is under way ends with an error, and its handler tells the peer.
   expired_ = true;
-  ArmIn(server_.limits().linger);
+  ArmIn(reception_.limits().linger);
   error_code ignored;
   socket().cancel(ignored);
 }
@@ -443,14 +500,25 @@ void HttpConnection<Stream>::Drain() {
 }
 
 template <class Stream>
-void HttpConnection<Stream>::Close() {
+void HttpConnection<Stream>::Close() noexcept {
   if (state_ == State::kClosed) return;
+  const bool answering = state_ == State::kWriting || state_ == State::kAwaitingBody;
   state_ = State::kClosed;
-  response_.stream.reset();
   Disarm();
   error_code ignored;
+  if (response_.stream) {
+    // Nobody may take what he has got of an unfinished body for all there is.
+    socket().set_option(asio::socket_base::linger(true, 0), ignored);
+    response_.stream.reset();
+  }
   socket().close(ignored);
-  server_.Remove(*this);
+  charge_.Release();
+  buffer_charge_.Release();
+  try {
+    if (answering) NoteAccess();
+  } catch (...) {  // a line less in the log
+  }
+  reception_.Remove(*this);
 }
 
 template class HttpConnection<Socket>;

@@ -8,61 +8,50 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/stream.hpp>
+#include <boost/beast/core/buffers_range.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "wire/byte_budget.h"
+#include "wire/connection.h"
 #include "wire/http_message.h"
-#include "wire/request_head.h"
 
 namespace surva::wire {
 
-class Server;
-
-using SteadyTime = std::chrono::steady_clock::time_point;
 using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, boost::asio::io_context::executor_type>;
 using TlsSocket = boost::asio::ssl::stream<Socket>;
 
-// A connection as the server sees it. All calls come from the I/O thread. The server keeps it until it is removed.
-class Connection : public std::enable_shared_from_this<Connection> {
- public:
-  explicit Connection(Peer peer) : peer_(std::move(peer)) {}
-  virtual ~Connection() = default;
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+// A body that grows as it comes, whatever length was told beforehand.
+struct GrowingBody {
+  using value_type = std::string;
+  class reader {
+   public:
+    template <bool kRequest, class Fields>
+    reader(boost::beast::http::header<kRequest, Fields>&, value_type& body) : body_(body) {}
+    void init(const boost::optional<std::uint64_t>&, boost::system::error_code& error) { error = {}; }
+    template <class Buffers>
+    std::size_t put(const Buffers& buffers, boost::system::error_code& error) {
+      error = {};
+      for (const boost::asio::const_buffer buffer : boost::beast::buffers_range_ref(buffers)) {
+        body_.append(static_cast<const char*>(buffer.data()), buffer.size());
+      }
+      return boost::asio::buffer_size(buffers);
+    }
+    void finish(boost::system::error_code& error) { error = {}; }
 
-  virtual void Start() = 0;
-  // Answers before any request and closes; over TLS just closes.
-  virtual void Refuse(HttpResponse response) = 0;
-  // The answer to the request under way; of no effect if there is none.
-  virtual void Answer(HttpResponse response) = 0;
-  // More of the body that the answer streams is there.
-  virtual void Resume() = 0;
-  // The deadline has passed.
-  virtual void Expire() = 0;
-  // The server stops: closes if no request is under way, else after its answer.
-  virtual void Drain() = 0;
-  virtual void Close() = 0;
-
-  const Peer& peer() const { return peer_; }
-  SteadyTime deadline() const { return deadline_; }
-
-  std::size_t place = 0;  // in the server's table
-
- protected:
-  Peer peer_;
-  SteadyTime deadline_ = SteadyTime::max();
+   private:
+    value_type& body_;
+  };
 };
 
 template <class Stream>
 class HttpConnection final : public Connection {
  public:
-  HttpConnection(Server& server, Stream stream, Peer peer);
+  HttpConnection(Reception& reception, Stream stream, Peer peer);
 
   void Start() override;
   void Refuse(HttpResponse response) override;
@@ -70,12 +59,12 @@ class HttpConnection final : public Connection {
   void Resume() override;
   void Expire() override;
   void Drain() override;
-  void Close() override;
+  void Close() noexcept override;
 
  private:
   static constexpr bool kTls = std::is_same_v<Stream, TlsSocket>;
   static constexpr std::size_t kSmallBuffer = 4096;  // holds the header of all but rare requests
-  using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+  using Parser = boost::beast::http::request_parser<GrowingBody>;
 
   enum class State {
     kHandshake,
@@ -89,17 +78,22 @@ class HttpConnection final : public Connection {
     kClosed,
   };
 
+  // A handler that keeps the connection, does nothing once it is closed, and closes it when it fails.
+  template <class Handler>
+  auto Guarded(Handler handler);
   void Read();
   void OnRead(boost::system::error_code error, std::size_t bytes);
   void Parse();
-  void ParseHeader();
-  void OnHeader();
+  void ReadHeader();
+  void ParseHeader(std::size_t length);
+  void OnHeader(std::size_t length);
   void LetBodyCome();
   void ParseBody();
   void Dispatch();
   // Refuses the request that is being read; `last` if what follows it cannot be understood.
   void RefuseRequest(HttpResponse response, bool last);
   void OnParseError(boost::system::error_code error);
+  void OnOverload();
   void Write();
   void TakePiece();
   void OnWritten();
@@ -108,8 +102,6 @@ class HttpConnection final : public Connection {
   void Finish();
   void Linger();
   void Discard();
-  // Closes so that the peer cannot take what it has got for a whole answer.
-  void Abort();
 
   void ArmIn(std::chrono::milliseconds time);
   // For a transfer under way since `since`: a head start and the time that its bytes may take, but no long pause.
@@ -122,9 +114,9 @@ class HttpConnection final : public Connection {
   char* buffer() { return large_buffer_ ? large_buffer_.get() : small_buffer_.data(); }
   std::size_t capacity() const;
   std::size_t unread() const { return end_ - begin_; }
-  void MakeRoom();
+  bool MakeRoom();  // false if the server has no memory left for it
 
-  Server& server_;
+  Reception& reception_;
   Stream stream_;
   State state_ = State::kIdle;
   bool expired_ = false;
@@ -135,9 +127,13 @@ class HttpConnection final : public Connection {
 
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
+  std::size_t searched_ = 0;  // of what is unread: holds no end of a header
   std::unique_ptr<char[]> large_buffer_;
+  ByteCharge buffer_charge_;
   std::optional<Parser> parser_;
   HttpRequest request_;
+  ByteCharge charge_;  // of the request or the answer
+  std::size_t header_cost_ = 0;
   SteadyTime started_;  // of the request
   SteadyTime transfer_started_;
   std::size_t transferred_ = 0;
@@ -146,6 +142,9 @@ class HttpConnection final : public Connection {
   std::string method_;
   std::string target_;
   std::string remote_addr_;
+  std::string request_id_;
+  std::string network_;  // to be charged; empty for nobody in particular
+  bool https_ = false;
   HttpResponse response_;
   std::string head_;
   std::string piece_;           // of a streamed body

@@ -31,6 +31,7 @@ struct HttpRequest {
   std::string host;         // the same with the port if one was given, as it was sent; empty if no host was told
   bool https = false;
 
+  std::string request_id;          // for the logs; a trusted proxy's X-Request-ID, or made anew
   bool forwarded = false;          // a proxy has passed the request on, trusted or not
   bool from_this_machine = false;  // the peer is on the loopback interface, and is no proxy
 

@@ -7,6 +7,7 @@
 namespace surva::wire {
 
 struct AccessEntry {
+  std::string_view request_id;
   std::string_view remote_addr;
   std::string_view method;  // empty if no request could be read
   std::string_view target;  // as it was sent
@@ -20,6 +21,7 @@ class Log {
  public:
   virtual ~Log() = default;
 
+  // One that waits for its reader may lose lines, but does not make its callers wait.
   virtual void Access(const AccessEntry& entry) = 0;
   virtual void Info(std::string_view text) = 0;
   virtual void Warning(std::string_view text) = 0;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "wire/request_target.h"
 
@@ -69,6 +70,14 @@ bool TakeHeaders(const http::request_header<>& header, HeaderFields& headers) {
   return true;
 }
 
+// An id stands in the log and in the answer.
+bool IsRequestId(std::string_view text) {
+  constexpr std::size_t kLongest = 100;
+  return !text.empty() && text.size() <= kLongest && std::all_of(text.begin(), text.end(), [](char c) {
+    return IsLetterOrDigit(c) || c == '-' || c == '_' || c == '.';
+  });
+}
+
 bool IsForwarded(const HeaderFields& headers) {
   static constexpr std::string_view kPrefix = "X-Forwarded-";
   return std::any_of(headers.begin(), headers.end(), [](const auto& field) {
@@ -127,6 +136,7 @@ RequestHead ReadHead(const http::request_header<>& header, const Peer& peer, con
 
   Visitor visitor{peer.address, std::string(server_name ? host : ""), peer.tls};
   if (peer.trusted) {
+    if (IsRequestId(request.Header("X-Request-ID"))) request.request_id = request.Header("X-Request-ID");
     proxies.Correct(visitor, request.Header("X-Forwarded-For"), request.Header("X-Forwarded-Proto"),
                     request.Header("X-Forwarded-Host"));
   }

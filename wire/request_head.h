@@ -12,7 +12,7 @@
 namespace surva::wire {
 
 struct RequestHead {
-  HttpRequest request;            // all but its body
+  HttpRequest request;            // all but its body; without a request id unless a trusted proxy gave one
   unsigned refusal = 0;           // the status that refuses the request, 0 if it is well-formed
   bool broken_framing = false;    // where the request ends cannot be relied on
   bool expects_continue = false;  // the peer waits for leave to send the body
@@ -22,6 +22,7 @@ struct RequestHead {
 struct Peer {
   boost::asio::ip::address address;
   std::string address_text;
+  std::string network;  // see NetworkOf
   bool trusted = false;
   bool tls = false;
 };

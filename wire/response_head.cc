@@ -9,12 +9,27 @@
 #include <ostream>
 
 #include "frame/values/ascii.h"
+#include "frame/values/text.h"
 
 namespace surva::wire {
 
 namespace {
 
 namespace http = boost::beast::http;
+
+constexpr std::string_view kProtection =
+    "X-Content-Type-Options: nosniff\r\nX-Frame-Options: SAMEORIGIN\r\nReferrer-Policy: same-origin\r\n"
+    "Cross-Origin-Opener-Policy: same-origin\r\nCross-Origin-Resource-Policy: same-origin\r\n";
+constexpr std::string_view kOnlyHttps = "Strict-Transport-Security: max-age=31536000\r\n";
+// For help, greetings, errors and whatever else knows no better of itself.
+constexpr std::string_view kStrictPolicy =
+    "Content-Security-Policy: default-src 'none'; style-src 'self' 'unsafe-inline'; img-src 'self'; font-src 'self'; "
+    "form-action 'none'; base-uri 'none'; frame-ancestors 'self'\r\n";
+
+bool HasPolicy(const HttpResponse& response) {
+  return std::any_of(response.headers.begin(), response.headers.end(),
+                     [](const auto& field) { return EqualNames(field.first, "Content-Security-Policy"); });
+}
 
 void AppendValue(std::string& head, std::string_view value) {
   if (std::none_of(value.begin(), value.end(), IsControl)) {
@@ -39,32 +54,34 @@ void AppendNumber(std::string& head, std::size_t number, int base = 10) {
 
 }  // namespace
 
-void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Framing framing,
-                Persistence persistence) {
+void AppendHead(std::string& head, const HttpResponse& response, const Envelope& envelope) {
   head.append("HTTP/1.1 ");
   AppendNumber(head, response.status);
   const auto reason = http::obsolete_reason(http::int_to_status(response.status));
   head.append(" ").append(reason.data(), reason.size());
-  head.append("\r\nServer: surva\r\nDate: ").append(date);
+  head.append("\r\nServer: surva\r\nDate: ").append(envelope.date);
   if (!IsBodiless(response.status)) {
     head.append("\r\nContent-Type: ");
     AppendValue(head, response.content_type);
-    if (framing == Framing::kLength) {
+    if (envelope.framing == Framing::kLength) {
       head.append("\r\nContent-Length: ");
       AppendNumber(head, BodyOf(response).size());
-    } else if (framing == Framing::kChunked) {
+    } else if (envelope.framing == Framing::kChunked) {
       head.append("\r\nTransfer-Encoding: chunked");
     }
   }
-  head.append("\r\nX-Content-Type-Options: nosniff\r\nX-Frame-Options: SAMEORIGIN\r\nReferrer-Policy: same-origin\r\n");
+  head.append("\r\n").append(kProtection);
+  if (envelope.https) head.append(kOnlyHttps);
+  if (!HasPolicy(response)) head.append(kStrictPolicy);
   for (const auto& [name, value] : response.headers) {
     if (!IsToken(name)) continue;
     head.append(name).append(": ");
     AppendValue(head, value);
     head.append("\r\n");
   }
-  if (persistence == Persistence::kClose) head.append("Connection: close\r\n");
-  if (persistence == Persistence::kKeepAlive) head.append("Connection: keep-alive\r\n");
+  head.append("X-Request-ID: ").append(envelope.request_id).append("\r\n");
+  if (envelope.persistence == Persistence::kClose) head.append("Connection: close\r\n");
+  if (envelope.persistence == Persistence::kKeepAlive) head.append("Connection: keep-alive\r\n");
   head.append("\r\n");
 }
 

@@ -14,10 +14,17 @@ namespace surva::wire {
 enum class Framing { kLength, kChunked, kUntilClosed };
 enum class Persistence { kUnsaid, kClose, kKeepAlive };  // what the answer says of the connection
 
-// Appends the head. Nothing in the response can end a line before its time: control characters are dropped from values,
-// fields whose name is no token are left out.
-void AppendHead(std::string& head, const HttpResponse& response, std::string_view date, Framing framing,
-                Persistence persistence);
+struct Envelope {
+  std::string_view date;
+  std::string_view request_id;
+  Framing framing = Framing::kLength;
+  Persistence persistence = Persistence::kUnsaid;
+  bool https = false;
+};
+
+// Appends the head, with the fields that protect every answer whatever it is. Nothing in the response can end a line
+// before its time: control characters are dropped from values, fields whose name is no token are left out.
+void AppendHead(std::string& head, const HttpResponse& response, const Envelope& envelope);
 
 void AppendChunkHead(std::string& text, std::size_t size);
 

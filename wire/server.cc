@@ -1,25 +1,20 @@
 #include "wire/server.h"
 
-#include <openssl/ssl.h>
-#include <signal.h>
-#include <sys/eventfd.h>
 #include <sys/resource.h>
-#include <unistd.h>
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/error.hpp>
-#include <boost/asio/post.hpp>
 
 #include <algorithm>
+#include <atomic>
+#include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
 #include <cerrno>
-#include <exception>
-#include <mutex>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 
+#include "frame/values/ascii.h"
 #include "wire/response_head.h"
 #include "wire/status_page.h"
+#include "wire/tls.h"
 
 namespace surva::wire {
 
@@ -28,10 +23,9 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
-// Refused connections that may stay for a moment to read why, beyond the limit.
-constexpr std::size_t kMostRefused = 64;
 constexpr std::chrono::seconds kRetryAfter{5};
 constexpr std::chrono::milliseconds kAcceptPause{200};
+constexpr std::chrono::milliseconds kFailurePause{10};
 constexpr std::chrono::minutes kComplaintPause{1};
 
 void RaiseDescriptorLimit() {
@@ -53,60 +47,32 @@ bool IsAbsent(error_code error) {
 
 }  // namespace
 
-// The answers and pieces of them on their way from the workers to the I/O thread. The first of a batch wakes it, the
-// others ride along.
-class Server::AnswerQueue {
- public:
-  struct Item {
-    std::weak_ptr<Connection> connection;
-    std::optional<HttpResponse> response;  // none: more of a streamed body is there
-  };
-
-  explicit AnswerQueue(Server& server) : server_(&server) {}
-
-  // From any thread.
-  void Push(Item item) {
-    std::lock_guard lock(mutex_);
-    if (server_ == nullptr) return;
-    items_.push_back(std::move(item));
-    if (items_.size() == 1) asio::post(server_->io_, [server = server_] { server->DeliverAnswers(); });
-  }
-  std::vector<Item> TakeAll() {
-    std::lock_guard lock(mutex_);
-    return std::exchange(items_, {});
-  }
-  void Close() {
-    std::lock_guard lock(mutex_);
-    server_ = nullptr;
-    items_.clear();
-  }
-
- private:
-  std::mutex mutex_;
-  Server* server_;
-  std::vector<Item> items_;
-};
-
 // The right to answer one request. If it is dropped unused, the visitor gets a 500 instead of silence.
 class Server::Ticket {
  public:
-  Ticket(Server& server, const std::shared_ptr<Connection>& connection)
-      : server_(server), io_thread_(std::this_thread::get_id()), answers_(server.answers_), connection_(connection) {}
+  Ticket(Server& server, const std::shared_ptr<Connection>& connection, ByteCharge charge)
+      : server_(server),
+        io_thread_(std::this_thread::get_id()),
+        answers_(server.answers_),
+        charge_(std::move(charge)),
+        slot_(1, {connection, HttpResponse{.status = 500}}) {}
   ~Ticket() {
     try {
       if (!used_) Answer(StatusPage(500));
-    } catch (...) {  // no memory even for that
+    } catch (...) {  // no memory for a page
+      answers_->Push(slot_);
     }
   }
   Ticket(const Ticket&) = delete;
   Ticket& operator=(const Ticket&) = delete;
 
-  void Answer(HttpResponse response) {
+  void Answer(HttpResponse response) noexcept {
     if (used_.exchange(true)) return;
     if (std::this_thread::get_id() == io_thread_) {
-      server_.Deliver(connection_, std::move(response));
+      if (const auto connection = slot_.front().connection.lock()) server_.Deliver(connection, std::move(response));
     } else {
-      answers_->Push({std::move(connection_), std::move(response)});
+      slot_.front().response = std::move(response);
+      answers_->Push(slot_);
     }
   }
 
@@ -114,21 +80,24 @@ class Server::Ticket {
   Server& server_;  // for the I/O thread alone, which it outlives
   std::thread::id io_thread_;
   std::shared_ptr<AnswerQueue> answers_;
-  std::weak_ptr<Connection> connection_;
+  ByteCharge charge_;
+  AnswerQueue::Slot slot_;
   std::atomic<bool> used_ = false;
 };
 
-Server::Server(ServerOptions options, Site& site, Log& log)
-    : options_(std::move(options)),
+Server::Server(asio::io_context& io, ServerOptions options, Site& site, Log& log)
+    : io_(io),
+      options_(std::move(options)),
       site_(site),
       log_(log),
-      answers_(std::make_shared<AnswerQueue>(*this)),
-      sweep_timer_(io_.get_executor()),
+      connections_(options_.limits),
+      budget_(std::make_shared<ByteBudget>(limits().bytes_in_flight, limits().share())),
+      answers_(std::make_shared<AnswerQueue>([this] { asio::post(io_, [this] { DeliverAnswers(); }); })),
+      tick_timer_(io_.get_executor()),
       stop_timer_(io_.get_executor()),
-      stop_descriptor_(::eventfd(0, EFD_CLOEXEC)),
-      stop_event_(io_.get_executor(), stop_descriptor_) {
+      request_ids_(std::random_device()() ^ static_cast<std::uint64_t>(std::time(nullptr)) << 32) {
   RaiseDescriptorLimit();
-  if (!options_.tls_certificate.empty()) LoadTls();
+  if (!options_.tls_certificate.empty()) ReloadTls();
   Listen();
   const bool only_loopback = std::all_of(listeners_.begin(), listeners_.end(), [](const Listener& listener) {
     return IsLoopback(listener.acceptor.local_endpoint().address());
@@ -138,23 +107,11 @@ Server::Server(ServerOptions options, Site& site, Log& log)
 
 Server::~Server() {
   answers_->Close();
-  // The handlers that still wait hold connections, whose sockets need the I/O context.
-  connections_.clear();
+  connections_.Clear();
 }
 
-void Server::LoadTls() {
-  tls_.emplace(asio::ssl::context::tls_server);
-  SSL_CTX* const context = tls_->native_handle();
-  SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
-  SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_CIPHER_SERVER_PREFERENCE);
-  SSL_CTX_set_mode(context, SSL_MODE_RELEASE_BUFFERS);
-  error_code error;
-  tls_->use_certificate_chain_file(options_.tls_certificate, error);
-  if (error) {
-    throw std::runtime_error("cannot read the TLS certificate " + options_.tls_certificate + ": " + error.message());
-  }
-  tls_->use_private_key_file(options_.tls_key, asio::ssl::context::pem, error);
-  if (error) throw std::runtime_error("cannot read the TLS key " + options_.tls_key + ": " + error.message());
+void Server::ReloadTls() {
+  if (!options_.tls_certificate.empty()) tls_ = MakeTlsContext(options_.tls_certificate, options_.tls_key);
 }
 
 void Server::Listen() {
@@ -190,188 +147,203 @@ void Server::Listen() {
 }
 
 void Server::Run() {
-  AwaitStop();
-  for (Listener& listener : listeners_) Accept(listener);
   while (!io_.stopped()) {
     try {
+      Mend();
       io_.run();
     } catch (const std::exception& failure) {
-      // The connection whose handler failed is closed by the sweep once its deadline passes.
-      log_.Error(std::string("unexpected failure on the I/O thread: ") + failure.what());
+      Complain("unexpected failure on the I/O thread", failure);
+      std::this_thread::sleep_for(kFailurePause);
     }
   }
   answers_->Close();
 }
 
-void Server::Stop() {
-  const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t written = ::write(stop_descriptor_, &one, sizeof(one));
+void Server::Mend() {
+  if (!ticking_) Tick();
+  if (stopping_) return;
+  for (Listener& listener : listeners_) {
+    if (listener.state == Listener::State::kDeaf) Accept(listener);
+  }
 }
 
-void Server::AwaitStop() {
-  stop_event_.async_read_some(asio::buffer(&stop_count_, sizeof(stop_count_)), [this](error_code error, std::size_t) {
-    if (!error) Drain();
-  });
+void Server::Stop() {
+  asio::post(io_, [this] { Drain(); });
 }
 
 void Server::Drain() {
+  if (stopping_) return;
   stopping_ = true;
   for (Listener& listener : listeners_) {
     error_code ignored;
     listener.acceptor.close(ignored);
     listener.pause.cancel();
   }
-  const std::vector<std::shared_ptr<Connection>> connections = connections_;
-  for (const auto& connection : connections) connection->Drain();
-  if (connections_.empty()) return io_.stop();
+  connections_.ForEach([this](Connection& connection) { Try(connection, [&] { connection.Drain(); }); });
+  if (connections_.size() == 0) return io_.stop();
   stop_timer_.expires_after(limits().stop);
   stop_timer_.async_wait([this](error_code error) {
     if (error) return;
     log_.Warning("stopping: " + std::to_string(connections_.size()) + " connections are cut");
-    const std::vector<std::shared_ptr<Connection>> left = connections_;
-    for (const auto& connection : left) connection->Close();
+    connections_.ForEach([](Connection& connection) { connection.Close(); });
   });
 }
 
 void Server::Accept(Listener& listener) {
+  listener.state = Listener::State::kDeaf;
   listener.acceptor.async_accept(listener.peer, [this, &listener](error_code error, Socket socket) {
+    listener.state = Listener::State::kDeaf;
     OnAccept(listener, error, std::move(socket));
   });
+  listener.state = Listener::State::kListening;
 }
 
 void Server::OnAccept(Listener& listener, error_code error, Socket socket) {
   if (stopping_) return;
-  if (!error) {
-    Welcome(std::move(socket), listener.peer.address());
-  } else if (IsOutOfResources(error)) {
-    const SteadyTime now = std::chrono::steady_clock::now();
-    if (now - last_accept_complaint_ > kComplaintPause) {
-      last_accept_complaint_ = now;
-      log_.Error("cannot accept connections: " + error.message() + "; " + std::to_string(connections_.size()) +
-                 " are open");
-    }
+  if (IsOutOfResources(error)) {
+    Complain("cannot accept connections: " + error.message() + "; " + std::to_string(connections_.size()) +
+             " are open");
     listener.pause.expires_after(kAcceptPause);
     listener.pause.async_wait([this, &listener](error_code cancelled) {
       if (!cancelled && !stopping_) Accept(listener);
     });
+    listener.state = Listener::State::kPausing;
     return;
+  }
+  if (!error) {
+    try {
+      Welcome(std::move(socket), listener.peer.address());
+    } catch (const std::exception& failure) {
+      Complain("a connection could not be taken", failure);
+    }
   }
   Accept(listener);
 }
 
 void Server::Welcome(Socket socket, const asio::ip::address& address) {
-  Peer peer{address, AddressText(address), options_.trusted_proxies.Contains(address), tls_.has_value()};
-  const std::size_t open = connections_.size();
-  if (open >= limits().connections + kMostRefused) return;
-  std::size_t& of_address = connections_of_[NetworkOf(address)];
-  unsigned refusal = 0;
-  if (!peer.trusted && of_address >= limits().connections_per_address) refusal = 429;
-  if (open >= limits().connections) refusal = 503;
-  if (refusal == 429 && of_address >= limits().connections_per_address + kMostRefused) return;
+  Peer peer{address, AddressText(address), NetworkOf(address), options_.trusted_proxies.Contains(address),
+            tls_.has_value()};
+  const ConnectionTable::Admission admission = connections_.Admit(peer);
+  if (connections_.size() >= limits().connections) {
+    Complain(std::to_string(connections_.size()) + " connections are open, more than that are turned away");
+  }
+  if (admission == ConnectionTable::Admission::kNotEvenRefused) return;
 
   error_code ignored;
   socket.set_option(Tcp::no_delay(true), ignored);
   std::shared_ptr<Connection> connection;
+  Reception& reception = *this;
   if (tls_) {
-    connection =
-        std::make_shared<HttpConnection<TlsSocket>>(*this, TlsSocket(std::move(socket), *tls_), std::move(peer));
+    TlsSocket tls_socket(std::move(socket), *tls_);
+    connection = std::make_shared<HttpConnection<TlsSocket>>(reception, std::move(tls_socket), std::move(peer));
   } else {
-    connection = std::make_shared<HttpConnection<Socket>>(*this, std::move(socket), std::move(peer));
+    connection = std::make_shared<HttpConnection<Socket>>(reception, std::move(socket), std::move(peer));
   }
-  ++of_address;
-  connection->place = connections_.size();
-  connections_.push_back(connection);
-  if (refusal != 0) {
-    connection->Refuse(StatusPage(refusal, {}, kRetryAfter));
-  } else {
-    connection->Start();
-  }
-}
-
-void Server::Remove(Connection& connection) {
-  const auto count = connections_of_.find(NetworkOf(connection.peer().address));
-  if (--count->second == 0) connections_of_.erase(count);
-  const std::size_t place = connection.place;
-  // Whoever called still needs the connection.
-  const std::shared_ptr<Connection> kept = std::move(connections_[place]);
-  if (place + 1 < connections_.size()) {
-    connections_[place] = std::move(connections_.back());
-    connections_[place]->place = place;
-  }
-  connections_.pop_back();
-  if (stopping_ && connections_.empty()) io_.stop();
-}
-
-void Server::Watch(SteadyTime deadline) {
-  if (deadline >= next_sweep_) return;
-  next_sweep_ = deadline;
-  sweep_timer_.expires_at(deadline);
-  sweep_timer_.async_wait([this](error_code error) {
-    if (!error) Sweep();
+  connections_.Add(connection);
+  Try(*connection, [&] {
+    if (admission == ConnectionTable::Admission::kWelcome) return connection->Start();
+    const bool of_network = admission == ConnectionTable::Admission::kTooManyOfNetwork;
+    connection->Refuse(StatusPage(of_network ? 429 : 503, {}, kRetryAfter));
   });
 }
 
-void Server::Sweep() {
+void Server::SetWaiting(Connection& connection, bool waiting) noexcept {
+  connections_.SetWaiting(connection, waiting);
+}
+
+void Server::Remove(Connection& connection) noexcept {
+  connections_.Remove(connection);
+  if (stopping_ && connections_.size() == 0) io_.stop();
+}
+
+void Server::Tick() {
+  ticking_ = false;
   const SteadyTime now = std::chrono::steady_clock::now();
-  std::vector<std::shared_ptr<Connection>> expired;
-  SteadyTime earliest = SteadyTime::max();
-  for (const auto& connection : connections_) {
-    if (connection->deadline() <= now) {
-      expired.push_back(connection);
-    } else {
-      earliest = std::min(earliest, connection->deadline());
-    }
-  }
-  next_sweep_ = SteadyTime::max();
-  // Not before the next tick, so that many deadlines in a row cost one sweep.
-  if (earliest != SteadyTime::max()) Watch(std::max(earliest, now + limits().sweep));
-  for (const auto& connection : expired) connection->Expire();
+  connections_.ForEach([this, now](Connection& connection) {
+    if (connection.deadline() <= now) Try(connection, [&] { connection.Expire(); });
+  });
+  // Those for which there was no memory to wake this thread.
+  DeliverAnswers();
+  tick_timer_.expires_after(limits().tick);
+  tick_timer_.async_wait([this](error_code error) {
+    ticking_ = false;
+    if (!error) Tick();
+  });
+  ticking_ = true;
 }
 
 std::string_view Server::date() {
   const std::time_t now = std::time(nullptr);
   if (now != date_time_) {
-    date_time_ = now;
     date_ = HttpDate(now);
+    date_time_ = now;
   }
   return date_;
 }
 
-void Server::Handle(HttpRequest request, const std::shared_ptr<Connection>& connection) {
-  const auto ticket = std::make_shared<Ticket>(*this, connection);
+RequestHead Server::Read(const boost::beast::http::request_header<>& header, const Peer& peer) {
+  return ReadHead(header, peer, options_.trusted_proxies, *host_names_);
+}
+
+std::string Server::NewRequestId() {
+  std::string id;
+  std::uint64_t bits = request_ids_();
+  for (int digit = 0; digit < 16; ++digit, bits >>= 4) id.push_back(kHexDigits[bits & 15]);
+  return id;
+}
+
+void Server::Handle(HttpRequest request, ByteCharge charge, const std::shared_ptr<Connection>& connection) {
+  const auto ticket = std::make_shared<Ticket>(*this, connection, std::move(charge));
   try {
     site_.Handle(std::move(request), [ticket](HttpResponse response) { ticket->Answer(std::move(response)); });
   } catch (const std::exception& failure) {
-    log_.Error(std::string("a request failed: ") + failure.what());
+    Complain("a request failed", failure);
     ticket->Answer(StatusPage(500));
   }
 }
 
 std::function<void()> Server::Resumption(const std::shared_ptr<Connection>& connection) {
-  return [answers = answers_, connection = std::weak_ptr<Connection>(connection)] {
-    answers->Push({connection, std::nullopt});
-  };
+  return answers_->Resumption(connection);
 }
 
 void Server::DeliverAnswers() {
   for (AnswerQueue::Item& item : answers_->TakeAll()) {
+    const auto connection = item.connection.lock();
+    if (!connection) continue;
     if (item.response) {
-      Deliver(item.connection, std::move(*item.response));
-    } else if (const auto connection = item.connection.lock()) {
-      connection->Resume();
+      Deliver(connection, std::move(*item.response));
+    } else {
+      Try(*connection, [&] { connection->Resume(); });
     }
   }
 }
 
-void Server::Deliver(const std::weak_ptr<Connection>& receiver, HttpResponse response) {
-  const auto connection = receiver.lock();
-  if (!connection) return;
+void Server::Deliver(const std::shared_ptr<Connection>& connection, HttpResponse response) {
+  Try(*connection, [&] { connection->Answer(std::move(response)); });
+}
+
+template <class Call>
+void Server::Try(Connection& connection, Call call) noexcept {
   try {
-    connection->Answer(std::move(response));
+    call();
   } catch (const std::exception& failure) {
-    log_.Error(std::string("an answer failed: ") + failure.what());
-    connection->Close();
+    connection.Close();
+    Complain("a connection failed", failure);
   }
+}
+
+void Server::Complain(const char* what, const std::exception& failure) noexcept {
+  try {
+    log_.Error(std::string(what) + ": " + failure.what());
+  } catch (...) {  // a line less in the log
+  }
+}
+
+void Server::Complain(const std::string& text) {
+  const SteadyTime now = std::chrono::steady_clock::now();
+  if (now - last_complaint_ < kComplaintPause) return;
+  last_complaint_ = now;
+  log_.Error(text);
 }
 
 }  // namespace surva::wire

@@ -2,23 +2,25 @@
 // does all of it; the site does the work of pages elsewhere.
 #pragma once
 
-#include <atomic>
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/basic_waitable_timer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/posix/basic_stream_descriptor.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <chrono>
 #include <ctime>
 #include <deque>
-#include <functional>
+#include <exception>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
+#include "wire/answer_queue.h"
+#include "wire/byte_budget.h"
+#include "wire/connection.h"
+#include "wire/connection_table.h"
 #include "wire/host_names.h"
 #include "wire/http_connection.h"
 #include "wire/http_message.h"
@@ -38,37 +40,28 @@ struct ServerOptions {
   Limits limits;
 };
 
-class Server {
+class Server final : private Reception {
  public:
-  // Listens at once. Throws a std::runtime_error that tells what is wrong with the address or the TLS files. The site
-  // and the log outlive the server.
-  Server(ServerOptions options, Site& site, Log& log);
-  ~Server();
+  // Listens at once. Throws a std::runtime_error that tells what is wrong with the address or the TLS files, and a
+  // std::invalid_argument for a host name that is none. The context, the site and the log outlive the server.
+  Server(boost::asio::io_context& io, ServerOptions options, Site& site, Log& log);
+  ~Server() override;
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
   unsigned short port() const { return port_; }
+  bool answers_to_any_name() const { return host_names_->any(); }
+  std::size_t bytes_in_flight() const { return budget_->used(); }
 
-  // Serves until Stop. Then no connection is left and answers that still come are dropped.
+  // Runs the context until Stop, whatever its handlers throw. Then no connection is left and answers that still come
+  // are dropped.
   void Run();
   // Accepts no more, lets the requests under way be answered and ends Run, after Limits::stop at the latest. From any
-  // thread, also from a signal handler.
+  // thread.
   void Stop();
-
-  // For connections, on the I/O thread:
-  const Limits& limits() const { return options_.limits; }
-  const TrustedProxies& trusted_proxies() const { return options_.trusted_proxies; }
-  const HostNames& host_names() const { return *host_names_; }
-  Log& log() { return log_; }
-  bool stopping() const { return stopping_; }
-  std::string_view date();
-  // Hands the request to the site; the connection gets exactly one Answer, or none if it is gone by then.
-  void Handle(HttpRequest request, const std::shared_ptr<Connection>& connection);
-  // A call for any thread, also after the server's end, that wakes the connection: more of a streamed body is there.
-  std::function<void()> Resumption(const std::shared_ptr<Connection>& connection);
-  // Sees to it that a sweep comes soon after the deadline.
-  void Watch(SteadyTime deadline);
-  void Remove(Connection& connection);
+  // Reads certificate and key anew, for the connections to come. Throws a std::runtime_error, and keeps the old ones,
+  // if they will not do. On the I/O thread.
+  void ReloadTls();
 
  private:
   using Executor = boost::asio::io_context::executor_type;
@@ -76,49 +69,67 @@ class Server {
   using Timer = boost::asio::basic_waitable_timer<std::chrono::steady_clock,
                                                   boost::asio::wait_traits<std::chrono::steady_clock>, Executor>;
   struct Listener {
+    enum class State { kDeaf, kListening, kPausing };
+
     explicit Listener(const Executor& executor) : acceptor(executor), pause(executor) {}
     boost::asio::basic_socket_acceptor<Tcp, Executor> acceptor;
     Timer pause;
     Tcp::endpoint peer;
+    State state = State::kDeaf;
   };
-  class AnswerQueue;
   class Ticket;
 
+  const Limits& limits() const override { return options_.limits; }
+  Log& log() override { return log_; }
+  bool stopping() const override { return stopping_; }
+  std::string_view date() override;
+  RequestHead Read(const boost::beast::http::request_header<>& header, const Peer& peer) override;
+  std::string NewRequestId() override;
+  ByteCharge OpenCharge(std::string network) override { return {budget_, std::move(network)}; }
+  void Handle(HttpRequest request, ByteCharge charge, const std::shared_ptr<Connection>& connection) override;
+  std::function<void()> Resumption(const std::shared_ptr<Connection>& connection) override;
+  void SetWaiting(Connection& connection, bool waiting) noexcept override;
+  void Remove(Connection& connection) noexcept override;
+
   void Listen();
-  void LoadTls();
+  // Sets going again what a failure has ended.
+  void Mend();
   void Accept(Listener& listener);
   void OnAccept(Listener& listener, boost::system::error_code error, Socket socket);
   void Welcome(Socket socket, const boost::asio::ip::address& address);
-  void Sweep();
+  void Tick();
   void DeliverAnswers();
-  void Deliver(const std::weak_ptr<Connection>& receiver, HttpResponse response);
-  void AwaitStop();
+  void Deliver(const std::shared_ptr<Connection>& connection, HttpResponse response);
   void Drain();
+  // Calls a method of the connection, which is closed if that fails.
+  template <class Call>
+  void Try(Connection& connection, Call call) noexcept;
+  void Complain(const char* what, const std::exception& failure) noexcept;
+  // Tells at most once a minute.
+  void Complain(const std::string& text);
 
+  boost::asio::io_context& io_;
   ServerOptions options_;
   Site& site_;
   Log& log_;
-  boost::asio::io_context io_{1};
   std::optional<boost::asio::ssl::context> tls_;
   std::deque<Listener> listeners_;
   std::optional<HostNames> host_names_;
   unsigned short port_ = 0;
 
-  std::vector<std::shared_ptr<Connection>> connections_;
-  std::unordered_map<std::string, std::size_t> connections_of_;  // by the bytes of the address or network
+  ConnectionTable connections_;
+  std::shared_ptr<ByteBudget> budget_;
   std::shared_ptr<AnswerQueue> answers_;
 
-  Timer sweep_timer_;
-  SteadyTime next_sweep_ = SteadyTime::max();
+  Timer tick_timer_;
+  bool ticking_ = false;
   Timer stop_timer_;
-  int stop_descriptor_;
-  boost::asio::posix::basic_stream_descriptor<Executor> stop_event_;
-  std::uint64_t stop_count_ = 0;
   bool stopping_ = false;
 
   std::time_t date_time_ = 0;
   std::string date_;
-  SteadyTime last_accept_complaint_{};
+  std::mt19937_64 request_ids_;
+  SteadyTime last_complaint_{};
 };
 
 }  // namespace surva::wire

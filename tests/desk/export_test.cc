@@ -27,11 +27,10 @@ std::string Drain(const wire::HttpResponse& answer, bool& whole) {
 class Exports : public Desk {
  protected:
   Exports() {
-    const auto surva = seed.Surva({.rows = {{.role = test::kMain, .control = test::kBoxes, .content = "=Liked",
-                                             .choices = {"Tea", "+Cake"}},
-                                            {.role = test::kMain, .control = test::kRadio, .content = "Good?",
-                                             .choices = {"1", "2"}},
-                                            {.role = test::kMain, .control = test::kText, .content = "Words"}}});
+    const auto surva = seed.Surva(
+        {.rows = {{.role = test::kMain, .control = test::kBoxes, .content = "=Liked", .choices = {"Tea", "+Cake"}},
+                  {.role = test::kMain, .control = test::kRadio, .content = "Good?", .choices = {"1", "2"}},
+                  {.role = test::kMain, .control = test::kText, .content = "Words"}}});
     seed.Participant(surva, "");
     Write({"update Schedule set TrainingID=1, BeginDate='2004-02-09 00:00:00', EndDate='2004-02-10 00:00:00', "
            "Place='Hall, ''A''' where ScheduleID=7"});
@@ -40,7 +39,10 @@ class Exports : public Desk {
       Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 11}, {"FieldValueID", choice}});
     }
     Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", 24}});
-    Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 13}, {"FieldValueID", -1},
+    Add(kMark, {{"StudentID", 5},
+                {"ScheduleID", 7},
+                {"QuestionID", 13},
+                {"FieldValueID", -1},
                 {"TextAnswer", "@SUM(A1)\r\n\"so\""}});
   }
   std::string Table(const NameValues& query) {
@@ -59,7 +61,8 @@ TEST_P(Exports, GiveFormsThatNoSpreadsheetRuns) {
             "'=Liked,Good?,Words\r\n"
             "7,2004-02-09 00:00:00,2004-02-10 00:00:00,\"Hall, 'A'\",,,,Course evaluation,'=1+1,\"Nov&#225;k \u0144\","
             "Ames & Sons,,\"Tea; +Cake\",2,\"'@SUM(A1)\r\n\"\"so\"\"\"\r\n");
-  const std::string split = Table({{"what", "forms"}, {"boxes", "split"}, {"as", "csv1252"}, {"separator", "semicolon"}});
+  const std::string split =
+      Table({{"what", "forms"}, {"boxes", "split"}, {"as", "csv1252"}, {"separator", "semicolon"}});
   EXPECT_NE(split.find(";'=Liked - Tea;'=Liked - +Cake;Good?"), std::string::npos) << split;
   EXPECT_NE(split.find("&#324;\";Ames & Sons;;1;1;2;"), std::string::npos) << split;
   EXPECT_TRUE(split.starts_with("Event;"));
@@ -77,8 +80,11 @@ TEST_P(Exports, TakeTheirCriteria) {
   EXPECT_EQ(rows({{"event", "7"}, {"from", "2004-02-09"}, {"to", "2004-02-10"}, {"place", "HALL, 'a'"}}), 2);
   EXPECT_EQ(rows({{"company", "2"}}), 1);
   EXPECT_EQ(rows({{"student", "99"}}), 1);
-  for (const NameValues& none : {NameValues{{"event", "8"}}, {{"from", "2004-02-10"}}, {{"to", "2004-02-09"}},
-                                 {{"trainer", "5"}}, {{"place", "Hall"}}}) {
+  for (const NameValues& none : {NameValues{{"event", "8"}},
+                                 {{"from", "2004-02-10"}},
+                                 {{"to", "2004-02-09"}},
+                                 {{"trainer", "5"}},
+                                 {{"place", "Hall"}}}) {
     EXPECT_EQ(rows(none), 0);
   }
   for (const NameValues& wrong : {NameValues{{"event", "7x"}}, {{"to", "tomorrow"}}, {{"what", "passwords"}}}) {

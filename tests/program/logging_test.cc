@@ -1,12 +1,16 @@
 #include "program/logging.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <vector>
 
 #include "tests/wire/loopback.h"
 
@@ -31,7 +35,8 @@ class LogFiles : public ::testing::Test {
 TEST_F(LogFiles, NobodyWritesALineOfHisOwn) {
   {
     FileLog log({.access = access_, .error = error_, .level = "warning"});
-    log.Access({.remote_addr = "::1",
+    log.Access({.request_id = "id7",
+                .remote_addr = "::1",
                 .method = "GET",
                 .target = "/a\r\n1.2.3.4 \"GET /b\x1b[2J{}%s\xff",
                 .status = 404,
@@ -42,7 +47,7 @@ TEST_F(LogFiles, NobodyWritesALineOfHisOwn) {
     log.Warning("told {} %n\n twice");
   }
   const std::string access = Content(access_);
-  EXPECT_NE(access.find(" ::1 \"GET /a\\x0d\\x0a1.2.3.4 \\x22GET /b\\x1b[2J{}%s\\xff\" 404 7 1.2ms\n"),
+  EXPECT_NE(access.find(" ::1 \"GET /a\\x0d\\x0a1.2.3.4 \\x22GET /b\\x1b[2J{}%s\\xff\" 404 7 1.2ms id7\n"),
             std::string::npos)
       << access;
   EXPECT_EQ(std::count(access.begin(), access.end(), '\n'), 2);
@@ -51,6 +56,78 @@ TEST_F(LogFiles, NobodyWritesALineOfHisOwn) {
   EXPECT_EQ(error.find("not told"), std::string::npos);
   EXPECT_NE(error.find(" warning told {} %n\\x0a twice\n"), std::string::npos) << error;
   EXPECT_THROW(FileLog({.access = "/nonexistent/log"}), std::system_error);
+}
+
+TEST_F(LogFiles, MayBeJson) {
+  {
+    FileLog log({.access = access_, .error = error_, .format = "json"});
+    log.Access({.request_id = "id7", .remote_addr = "::1", .method = "GET", .target = "/\"\\\n?PIN=1", .status = 200});
+    log.Error("a \"quoted\" line\n");
+  }
+  EXPECT_TRUE(Content(access_).ends_with(
+      "\"level\":\"info\",\"request\":\"id7\",\"client\":\"::1\",\"method\":\"GET\","
+      "\"target\":\"/\\\\x22\\\\x5c\\\\x0a?PIN=...\",\"status\":200,\"bytes\":0,\"milliseconds\":0.0}\n"))
+      << Content(access_);
+  EXPECT_TRUE(Content(error_).ends_with("\"level\":\"error\",\"text\":\"a \\\\x22quoted\\\\x22 line\\\\x0a\"}\n"))
+      << Content(error_);
+}
+
+// A pipe whose reader reads when it is told to.
+class Pipe {
+ public:
+  explicit Pipe(std::string path) : path_(std::move(path)) {
+    ::mkfifo(path_.c_str(), 0600);
+    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_NONBLOCK);
+  }
+  ~Pipe() {
+    ::close(descriptor_);
+    std::filesystem::remove(path_);
+  }
+  const std::string& path() const { return path_; }
+  // All that comes until its writer closes it.
+  std::string ReadToEnd() {
+    std::string text;
+    std::vector<char> bytes(65536);
+    pollfd ready{descriptor_, POLLIN, 0};
+    while (::poll(&ready, 1, 5000) > 0) {
+      const ssize_t count = ::read(descriptor_, bytes.data(), bytes.size());
+      if (count <= 0) break;
+      text.append(bytes.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+ private:
+  std::string path_;
+  int descriptor_;
+};
+
+TEST_F(LogFiles, NobodyWaitsForTheirReader) {
+  Pipe pipe(access_);
+  const auto begin = std::chrono::steady_clock::now();
+  auto log = std::make_unique<FileLog>(LogOptions{.access = pipe.path(), .error = error_});
+  const std::string target(200, 'a');
+  for (int i = 0; i < 20'000; ++i) log->Access({.remote_addr = "::1", .method = "GET", .target = target});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  // What the buffer holds comes when the reader reads again, and how much was lost is told.
+  std::string access;
+  std::thread reader([&] { access = pipe.ReadToEnd(); });
+  for (int i = 0; i < 500 && Content(error_).empty(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  log->Access({.remote_addr = "::1", .method = "GET", .target = "/last"});
+  log.reset();
+  reader.join();
+  EXPECT_NE(access.find("/last"), std::string::npos);
+  const auto lines = std::count(access.begin(), access.end(), '\n');
+  EXPECT_GT(lines, 1000);
+  EXPECT_NE(Content(error_).find(" " + std::to_string(20'001 - lines) + " lines of the access log were dropped"),
+            std::string::npos)
+      << lines << Content(error_);
+  // Nor does the end of the program wait for long.
+  log = std::make_unique<FileLog>(LogOptions{.access = pipe.path(), .error = error_});
+  for (int i = 0; i < 20'000; ++i) log->Access({.remote_addr = "::1", .method = "GET", .target = target});
+  const auto end = std::chrono::steady_clock::now();
+  log.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - end, std::chrono::seconds(3));
 }
 
 TEST_F(LogFiles, HideThePin) {
@@ -64,7 +141,8 @@ TEST_F(LogFiles, HaveALineForEachRequest) {
   {
     FileLog log({.access = access_, .error = "off"});
     wire::EchoSite site;
-    wire::Server server({}, site, log);
+    boost::asio::io_context io(1);
+    wire::Server server(io, {}, site, log);
     std::thread thread([&server] { server.Run(); });
     {
       wire::Client client(server.port());

@@ -27,7 +27,8 @@ class Nodes final : public Way {
 // The peer is a trusted proxy, so that a visitor may have any address and come over TLS.
 class Sockets final : public Way {
  public:
-  Sockets(const std::string& dsn, const Clock& clock) : node_(dsn, clock), server_(Options(), node_.service(), log_) {
+  Sockets(const std::string& dsn, const Clock& clock)
+      : node_(dsn, clock), server_(io_, Options(), node_.service(), log_) {
     thread_ = std::thread([this] { server_.Run(); });
   }
   ~Sockets() override {
@@ -68,6 +69,7 @@ class Sockets final : public Way {
 
   Node node_;
   SilentLog log_;
+  boost::asio::io_context io_{1};
   wire::Server server_;
   std::thread thread_;
 };

@@ -130,7 +130,12 @@ TEST(Connection, RefusesWhatIsMalformed) {
       {std::string("GET /\0 HTTP/1.1\r\n", 16) + kHost + "\r\n", 400, false},
       {"GET /\x01 HTTP/1.1\r\n" + kHost + "\r\n", 400, false},
       {"GET / HTTP/7.0\r\n" + kHost + "\r\n", 400, false},
-      {"\x16\x03\x01\x02\x01\x01\x01\r\n\r\n", 400, false},
+      {"\x16\x03\x01\x02\x01\x01\x01", 400, false},
+      // What one program reads as a line and another as its continuation or its end.
+      {get + kHost + "X: a\r\n b\r\n\r\n", 400, false},
+      {get + kHost + "X: a\r\n\tTransfer-Encoding: chunked\r\n\r\n", 400, false},
+      {get + " X: a\r\n" + kHost + "\r\n", 400, false},
+      {get + "Host: localhost\n\n", 400, false},
   };
   Loopback loopback;
   for (const Case& tried : cases) {
@@ -147,6 +152,37 @@ TEST(Connection, RefusesWhatIsMalformed) {
       EXPECT_TRUE(client.IsClosed());
     }
   }
+}
+
+TEST(Connection, ProtectsEveryAnswer) {
+  ServerOptions options;
+  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
+  Loopback loopback(std::move(options));
+  for (const std::string& request :
+       {"GET /static HTTP/1.1\r\n" + kHost, "GET /throw HTTP/1.1\r\n" + kHost, "GET /stream HTTP/1.1\r\n" + kHost,
+        "POST / HTTP/1.1\r\n" + kHost, "PUT / HTTP/1.1\r\n" + kHost, std::string("GET / HTTP/1.1\r\nHost: evil\r\n"),
+        std::string("GET //x HTTP/1.1\r\n X: y\r\n")}) {
+    SCOPED_TRACE(request);
+    const Answer answer = Client(loopback.port()).Ask(request + "X-Forwarded-Proto: https\r\n\r\n");
+    for (const char* line : {"X-Content-Type-Options: nosniff", "Cross-Origin-Opener-Policy: same-origin",
+                             "Cross-Origin-Resource-Policy: same-origin", "Referrer-Policy: same-origin"}) {
+      EXPECT_TRUE(answer.Says(line)) << line;
+    }
+    EXPECT_NE(answer.head.find("\r\nContent-Security-Policy: default-src 'none';"), std::string::npos);
+    EXPECT_NE(answer.head.find("\r\nX-Request-ID: "), std::string::npos);
+    const bool read = request.find("\r\n X") == std::string::npos;
+    EXPECT_EQ(answer.Says("Strict-Transport-Security: max-age=31536000"), read);
+  }
+  Client client(loopback.port());
+  const Answer own = client.Get("/policy");
+  EXPECT_TRUE(own.Says("content-security-policy: default-src 'self'"));
+  EXPECT_EQ(own.head.find("'none'"), std::string::npos);
+  EXPECT_EQ(own.head.find("Strict-Transport"), std::string::npos);
+  EXPECT_NE(own.head.substr(own.head.find("X-Request-ID")),
+            client.Get("/policy").head.substr(own.head.find("X-Request-ID")));
+  const std::string given = "GET / HTTP/1.1\r\n" + kHost + "X-Request-ID: ";
+  EXPECT_TRUE(client.Ask(given + "a-1.2\r\n\r\n").Says("X-Request-ID: a-1.2"));
+  EXPECT_FALSE(client.Ask(given + "a b\r\n\r\n").Says("X-Request-ID: a b"));
 }
 
 TEST(Connection, SurvivesASiteThatFails) {

@@ -1,7 +1,8 @@
 // What a visitor may take, each limit with its answer.
 #include <sys/resource.h>
 
-#include <vector>
+#include <deque>
+#include <latch>
 
 #include "tests/wire/loopback.h"
 
@@ -20,7 +21,7 @@ ServerOptions ShortLimits() {
   options.limits.stall = 400ms;
   options.limits.idle = 300ms;
   options.limits.linger = 300ms;
-  options.limits.sweep = 20ms;
+  options.limits.tick = 20ms;
   options.limits.body_bytes = 10'000;
   return options;
 }
@@ -60,7 +61,9 @@ TEST(Limits, RefuseWhatIsTooLong) {
 }
 
 TEST(Limits, OneDeadlineForTheWholeHeader) {
-  Loopback loopback(ShortLimits());
+  ServerOptions options = ShortLimits();
+  options.limits.idle = 5s;
+  Loopback loopback(std::move(options));
   Client client(loopback.port());
   const auto begin = std::chrono::steady_clock::now();
   client.Send("GET / HTTP/1.1\r\n");
@@ -77,9 +80,9 @@ TEST(Limits, OneDeadlineForTheWholeHeader) {
   // The second header has its own, which does not begin before its first byte.
   Client second(loopback.port());
   EXPECT_EQ(second.Get("/").status, 200U);
-  std::this_thread::sleep_for(200ms);
+  std::this_thread::sleep_for(400ms);
   second.Send("GET / HT");
-  std::this_thread::sleep_for(200ms);
+  std::this_thread::sleep_for(50ms);
   EXPECT_EQ(second.Ask("TP/1.1\r\n" + kHost + "\r\n").status, 200U);
 }
 
@@ -131,25 +134,31 @@ TEST(Limits, ConnectionsInAllAndPerAddress) {
     options.limits.connections = static_cast<std::size_t>(in_all);
     options.limits.connections_per_address = static_cast<std::size_t>(per_address);
     Loopback loopback(options);
+    std::latch release(1);
+    loopback.site.wait = [&] { release.wait(); };
     Client first(loopback.port());
     EXPECT_EQ(first.Get("/").status, 200U);
-    {
-      Client second(loopback.port());
-      EXPECT_EQ(second.Get("/").status, 200U);
-      Client third(loopback.port());
-      const Answer refused = third.Get("/");
-      EXPECT_EQ(refused.status, status);
-      EXPECT_TRUE(refused.Says("Retry-After: 5"));
-      EXPECT_TRUE(third.IsClosed());
-    }
-    // There is room again as soon as the server has seen the others go.
-    Answer again;
-    for (int i = 0; i < 100 && again.status != 200; ++i) {
-      std::this_thread::sleep_for(10ms);
-      again = Client(loopback.port()).Get("/");
-    }
-    EXPECT_EQ(again.status, 200U);
-    EXPECT_EQ(first.Get("/").status, 200U);
+    Client busy(loopback.port());
+    busy.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
+    // Whoever waits for nothing goes, also one who has begun a header that he does not end.
+    Client second(loopback.port());
+    EXPECT_EQ(second.Get("/").status, 200U);
+    EXPECT_TRUE(first.IsClosed());
+    second.Send("GET / HT");
+    Client third(loopback.port());
+    EXPECT_EQ(third.Get("/").status, 200U);
+    EXPECT_TRUE(second.IsClosed());
+    third.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
+    std::this_thread::sleep_for(50ms);
+    Client refused(loopback.port());
+    const Answer answer = refused.Get("/");
+    EXPECT_EQ(answer.status, status);
+    EXPECT_TRUE(answer.Says("Retry-After: 5"));
+    EXPECT_TRUE(refused.IsClosed());
+    release.count_down();
+    EXPECT_EQ(busy.Read().status, 200U);
+    EXPECT_EQ(third.Read().status, 200U);
+    EXPECT_EQ(Client(loopback.port()).Get("/").status, 200U);
   }
 
   ServerOptions options;
@@ -160,6 +169,80 @@ TEST(Limits, ConnectionsInAllAndPerAddress) {
   Client second(behind_proxy.port());
   EXPECT_EQ(first.Get("/").status, 200U);
   EXPECT_EQ(second.Get("/").status, 200U);
+  EXPECT_EQ(first.Get("/").status, 200U);
+}
+
+TEST(Limits, BytesInFlightInAllAndPerAddress) {
+  ServerOptions options;
+  options.limits.body_bytes = 100'000;
+  options.limits.bytes_in_flight = 1'000'000;
+  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
+  Loopback loopback(std::move(options));
+  const auto empty_again = [&loopback] {
+    for (int i = 0; i < 100 && loopback.server().bytes_in_flight() > 0; ++i) std::this_thread::sleep_for(10ms);
+    return loopback.server().bytes_in_flight() == 0;
+  };
+  const auto half_a_body = [](Client& client, const std::string& address) {
+    client.Send("POST / HTTP/1.1\r\n" + kHost + "X-Forwarded-For: " + address + "\r\nContent-Length: 100000\r\n\r\n" +
+                std::string(60'000, 'b'));
+  };
+  {
+    // A told length alone costs nothing.
+    std::deque<Client> tellers;
+    for (int i = 0; i < 20; ++i) {
+      tellers.emplace_back(loopback.port()).Send("POST / HTTP/1.1\r\n" + kHost + "Content-Length: 99999\r\n\r\n");
+    }
+    std::this_thread::sleep_for(50ms);
+    EXPECT_LT(loopback.server().bytes_in_flight(), 20'000U);
+    EXPECT_EQ(Client(loopback.port()).Get("/").status, 200U);
+  }
+  ASSERT_TRUE(empty_again());
+  {
+    std::deque<Client> clients;
+    for (int i = 0; i < 20; ++i) half_a_body(clients.emplace_back(loopback.port()), "192.0.2.1");
+    std::this_thread::sleep_for(100ms);
+    EXPECT_LE(loopback.server().bytes_in_flight(), 250'000U);
+    // One address has its share and no more; another has still room.
+    Client same(loopback.port());
+    half_a_body(same, "192.0.2.1");
+    const Answer refused = same.Read();
+    EXPECT_EQ(refused.status, 503U);
+    EXPECT_TRUE(refused.Says("Retry-After: 2"));
+    Client other(loopback.port());
+    half_a_body(other, "192.0.2.2");
+    EXPECT_EQ(other.Ask(std::string(40'000, 'b')).status, 200U);
+    for (int i = 0; i < 100; ++i) half_a_body(clients.emplace_back(loopback.port()), "192.0.2." + std::to_string(i));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_LE(loopback.server().bytes_in_flight(), 1'050'000U);  // the refusals are sent still
+    EXPECT_GT(loopback.server().bytes_in_flight(), 700'000U);
+  }
+  EXPECT_TRUE(empty_again());
+  {
+    // Headers that do not end count as well.
+    std::deque<Client> clients;
+    for (int i = 0; i < 60; ++i) {
+      clients.emplace_back(loopback.port()).Send("GET / HTTP/1.1\r\nX: " + std::string(8'000, 'x'));
+    }
+    EXPECT_EQ(clients.back().Read().status, 503U);
+    EXPECT_LE(loopback.server().bytes_in_flight(), 1'050'000U);
+  }
+  EXPECT_TRUE(empty_again());
+  {
+    // A request that waits for the site keeps its bytes, though its sender has gone; answers count until they are read.
+    std::latch release(1);
+    loopback.site.wait = [&] { release.wait(); };
+    Client(loopback.port())
+        .Send("POST /worker HTTP/1.1\r\n" + kHost + "Content-Length: 50000\r\n\r\n" + std::string(50'000, 'b'));
+    Client reader(loopback.port());
+    reader.Send("GET /large HTTP/1.1\r\n" + kHost + "\r\n");
+    std::this_thread::sleep_for(100ms);
+    EXPECT_GT(loopback.server().bytes_in_flight(), 8'050'000U);
+    EXPECT_EQ(Client(loopback.port()).Get("/").status, 503U);
+    EXPECT_EQ(reader.Read().body.size(), 8U * 1024 * 1024);
+    EXPECT_EQ(Client(loopback.port()).Get("/").status, 200U);
+    release.count_down();
+  }
+  EXPECT_TRUE(empty_again());
 }
 
 TEST(Limits, RunningOutOfDescriptorsPassesBy) {

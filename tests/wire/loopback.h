@@ -50,6 +50,7 @@ class Client {
 
   bool connected() const { return connected_; }
   int socket() const { return socket_; }
+  bool ended() const { return ended_; }
   int last_error() const { return last_error_; }  // of the last read
 
   void Send(std::string_view bytes) {
@@ -153,6 +154,7 @@ class EchoSite : public Site {
       response.headers.emplace_back("Location", request.query + "a\r\nSet-Cookie: b\n\r\n<html>");
       response.headers.emplace_back("X-Bad\r\nX-Worse", "c");
     }
+    if (request.path == "/policy") response.headers.emplace_back("content-security-policy", "default-src 'self'");
     if (request.path == "/large") response.body.assign(8 * 1024 * 1024, 'l');
     if (request.path == "/facts") {
       response.body = request.host + "|" + std::string(request.Header("x-TEST")) + "|" +
@@ -204,7 +206,8 @@ class SilentLog final : public Log {
 
 class Loopback {
  public:
-  explicit Loopback(ServerOptions options = {}) : server_(std::make_unique<Server>(std::move(options), site, log_)) {
+  explicit Loopback(ServerOptions options = {})
+      : server_(std::make_unique<Server>(io_, std::move(options), site, log_)) {
     thread_ = std::thread([this] { server_->Run(); });
   }
   ~Loopback() { Stop(); }
@@ -226,6 +229,7 @@ class Loopback {
   EchoSite site;
 
  private:
+  boost::asio::io_context io_{1};
   std::unique_ptr<Server> server_;
   std::thread thread_;
 };

@@ -55,7 +55,7 @@ TEST(Stream, BrokenOffIsNoWholeAnswer) {
 TEST(Stream, WaitsForASlowReaderInLittleMemory) {
   ServerOptions options;
   options.limits.stall = 700ms;
-  options.limits.sweep = 20ms;
+  options.limits.tick = 20ms;
   Loopback loopback(std::move(options));
   loopback.site.pieces.assign(64, std::string(1024 * 1024, 'x'));
   {

@@ -98,7 +98,7 @@ TEST_F(Tls, DeadlinesHold) {
   ServerOptions options = Options();
   options.limits.handshake = 200ms;
   options.limits.header = 200ms;
-  options.limits.sweep = 20ms;
+  options.limits.tick = 20ms;
   Loopback loopback(std::move(options));
   Client silent(loopback.port());
   EXPECT_TRUE(silent.IsClosed());

@@ -1,0 +1,81 @@
+// Every allocation of the I/O thread fails once: what it was for is lost, and the server goes on.
+#include <cstdlib>
+#include <new>
+
+#include "tests/wire/loopback.h"
+
+namespace {
+
+// Allocations of this thread until one fails; none fails at 0.
+thread_local int until_failure = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (until_failure > 0 && --until_failure == 0) throw std::bad_alloc();
+  if (void* const memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace surva::wire {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Arms the failure on the thread that handles the request.
+class FailingSite final : public EchoSite {
+ public:
+  void Handle(HttpRequest request, Respond respond) override {
+    if (request.path == "/fail") {
+      respond({});
+      until_failure = std::atoi(request.query.c_str());
+    } else {
+      EchoSite::Handle(std::move(request), std::move(respond));
+    }
+  }
+};
+
+TEST(Failure, OfAnyAllocationPassesBy) {
+  boost::asio::io_context io(1);
+  FailingSite site;
+  SilentLog log;
+  ServerOptions options;
+  options.limits.header = 200ms;
+  options.limits.tick = 10ms;
+  Server server(io, std::move(options), site, log);
+  std::thread thread([&server] { server.Run(); });
+  site.pieces.assign(20, std::string(10'000, 'x'));
+  int failed = 0;
+  for (int n = 1; n <= 120; ++n) {
+    SCOPED_TRACE(n);
+    Client armed(server.port());
+    armed.Get("/fail?" + std::to_string(n));
+    // Some of these fail, and none leaves its visitor waiting.
+    for (const char* target : {"/a", "/worker", "/stream", "/throw", "/drop", "//"}) {
+      Client client(server.port());
+      const Answer answer = client.Get(target);
+      if (answer.status == 0 || !answer.whole) ++failed;
+      EXPECT_TRUE(answer.whole || client.ended()) << target;
+    }
+    Client client(server.port());
+    client.Get("/fail?0");
+  }
+  EXPECT_GT(failed, 20);
+  // The listener hears, deadlines are kept, and nothing is left behind.
+  Client silent(server.port());
+  EXPECT_TRUE(silent.IsClosed());
+  EXPECT_EQ(Client(server.port()).Get("/worker").status, 200U);
+  for (int i = 0; i < 100 && server.bytes_in_flight() > 0; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(server.bytes_in_flight(), 0U);
+  server.Stop();
+  thread.join();
+}
+
+}  // namespace
+}  // namespace surva::wire
