@@ -180,7 +180,7 @@ int Run(const std::string& dsn, double seconds) {
     void RunScript(const std::string& script) override { engine_->RunScript(script); }
     void Begin() override { engine_->Begin(); }
     void Lock(std::int64_t name) override { engine_->Lock(name); }
-    void Commit(data::Durability durability) override { engine_->Commit(durability); }
+    void Commit(data::Durability durability, data::Statement last) override { engine_->Commit(durability, last); }
     void Rollback() noexcept override { engine_->Rollback(); }
     bool InTransaction() const override { return engine_->InTransaction(); }
     void BeginInner() override { engine_->BeginInner(); }

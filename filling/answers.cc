@@ -7,62 +7,60 @@ namespace surva {
 
 using data::Number;
 using data::Row;
-using data::Rows;
 
 void FillForm::AcceptAnswers(std::string_view surva) {
   data::Connection& db = OpenConnection();
-  const Rows layout = db.Query({"select SurvaLayoutID, Question.QuestionID, QuestionType FROM SurvaLayout, Question "
-                                "where SurvaLayout.QuestionID = Question.QuestionID and SurvaLayout.SurvaVersionID=",
-                                Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
+  FormWalk walk(*this, db, surva);
   const bool anonymous = session()["anonymous"].Is(1);
   const Value student = session()["StudentID"];
   const Value schedule = session()["ScheduleID"];
+
+  data::RowBatch marks =
+      anonymous
+          ? data::RowBatch(data::tables::kAnonymousMark, {"StudentID", "QuestionID", "FieldValueID", "TextAnswer"})
+          : data::RowBatch(data::tables::kMark,
+                           {"ScheduleID", "StudentID", "QuestionID", "FieldValueID", "TextAnswer"});
+  const auto add = [&](const Field& question, const Field& choice, std::string_view text) {
+    if (anonymous) return marks.Add({student, question, choice, text});
+    marks.Add({schedule, student, question, choice, text});
+  };
+  const auto fill = [&] {
+    for (const Row& row : walk.layout()) {
+      const std::string control = row["SurvaLayoutID"].Text();
+      const Field question = row["QuestionID"];
+      switch (row["QuestionType"].Integer()) {
+        case 1:
+        case 4:
+          // A control that was not posted at all is an unanswered radio group.
+          add(question, request().Has(control) ? Field(request()(control)) : Field(), {});
+          break;
+        case 2:
+          walk.choices().ForEach(question.Integer(), [&](const Row& choice) {
+            const std::string key = choice["FieldValueID"].Text();
+            if (request()(control + "V" + key) == key) add(question, choice["FieldValueID"], {});
+          });
+          break;
+        case 3:
+          add(question, std::int64_t{-1}, request()(control));
+          break;
+        default:
+          break;
+      }
+    }
+  };
   LockFilling(db);
   if (anonymous) {
-    db.Execute({"delete from AnonymousMark where StudentID=", Number(student)});
+    db.Replace({"delete from AnonymousMark where StudentID=", Number(student)}, marks, fill);
   } else {
-    db.Execute({"delete from Mark where StudentID=", Number(student), " and ScheduleId=", Number(schedule)});
+    db.Replace({"delete from Mark where StudentID=", Number(student), " and ScheduleId=", Number(schedule)}, marks,
+               fill);
   }
 
-  const auto add_mark = [&](const Field& question) {
-    data::RowWriter mark = db.AddNew(anonymous ? data::tables::kAnonymousMark : data::tables::kMark);
-    if (!anonymous) mark.Set("ScheduleID", schedule);
-    mark.Set("StudentID", student).Set("QuestionID", question).Set("TextAnswer", std::string_view());
-    return mark;
+  const auto stands = [&](std::int64_t choice) {
+    if (choice == -1 || walk.choices().Holds(choice)) return choice != -1;
+    return !db.Query({"select FieldValueID from FieldValue where FieldValueID=", Number(choice)}).empty();
   };
-  FormChoices choices(db, surva);
-  for (const Row& row : layout) {
-    const std::string control = row["SurvaLayoutID"].Text();
-    const Field question = row["QuestionID"];
-    switch (row["QuestionType"].Integer()) {
-      case 1:
-      case 4: {
-        data::RowWriter mark = add_mark(question);
-        // A control that was not posted at all is an unanswered radio group.
-        if (request().Has(control)) mark.Set("FieldValueID", request()(control));
-        mark.Update();
-        break;
-      }
-      case 2:
-        choices.ForEach(question.Integer(), [&](const Row& choice) {
-          const std::string key = choice["FieldValueID"].Text();
-          if (request()(control + "V" + key) == key)
-            add_mark(question).Set("FieldValueID", choice["FieldValueID"]).Update();
-        });
-        break;
-      case 3:
-        add_mark(question).Set("TextAnswer", request()(control)).Set("FieldValueID", std::int64_t{-1}).Update();
-        break;
-      default:
-        break;
-    }
-  }
-
-  if (anonymous) {
-    PreViewAnonymous(surva, student);
-  } else {
-    PreView(surva, student, schedule);
-  }
+  ShowStoredForm(surva, walk, StoredAnswers::Just(db, marks.rows(), stands));
 }
 
 void FillForm::FinishFilling(data::Connection& db, const Field& thank_you_page, bool display_menu) {

@@ -168,17 +168,14 @@ void FillForm::ShowBlankForm(std::string_view surva) {
 }
 
 void FillForm::PreView(std::string_view surva, const Value& student, const Value& schedule) {
-  ShowStoredForm(surva, StoredAnswers::Named(OpenConnection(), student, schedule));
-}
-
-void FillForm::PreViewAnonymous(std::string_view surva, const Value& student) {
-  ShowStoredForm(surva, StoredAnswers::Anonymous(OpenConnection(), student));
-}
-
-void FillForm::ShowStoredForm(std::string_view surva, StoredAnswers answers) {
-  response().Clear();
   data::Connection& db = OpenConnection();
   FormWalk walk(*this, db, surva);
+  ShowStoredForm(surva, walk, StoredAnswers::Named(db, student, schedule));
+}
+
+void FillForm::ShowStoredForm(std::string_view surva, FormWalk& walk, StoredAnswers answers) {
+  response().Clear();
+  data::Connection& db = OpenConnection();
   const bool display_menu = walk.Version()["DisplayMenu"].IsTrue();
   if (display_menu) WriteHeaders();
   session().Set("NotAnswered", 0);

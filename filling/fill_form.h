@@ -37,9 +37,8 @@ class FillForm final : public PageObject {
   void LockFilling(data::Connection& connection);
   void ShowBlankForm(std::string_view surva);
   void AcceptAnswers(std::string_view surva);
-  void PreViewAnonymous(std::string_view surva, const Value& student);
-  // PreView and PreViewAnonymous, told apart by the answers.
-  void ShowStoredForm(std::string_view surva, StoredAnswers answers);
+  // The form with stored answers; ends the filling if no required answer is missing.
+  void ShowStoredForm(std::string_view surva, FormWalk& walk, StoredAnswers answers);
   void FinishFilling(data::Connection& connection, const Field& thank_you_page, bool display_menu);
 
   void WriteFormHead(std::string_view surva);

@@ -13,10 +13,10 @@ data::Rows ReadLayout(data::Connection& connection, std::string_view surva, cons
   if (mode.takes_answers) {
     return connection.Query(
         {"select SurvaLayoutID, PositionID, Question.QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, "
-         "LineRows, Required, DisplayMenu, ThankYouPage FROM SurvaLayout,survaVersion, Question "
-         "where survaVersion.survaVersionID=SurvaLayout.survaVersionID and SurvaLayout.QuestionID = "
-         "Question.QuestionID "
-         "and SurvaLayout.SurvaVersionID=",
+         "LineRows, Required, SurvaVersion.SurvaVersionID as Version, DisplayMenu, ThankYouPage "
+         "FROM SurvaLayout inner join Question on SurvaLayout.QuestionID=Question.QuestionID "
+         "left join SurvaVersion on SurvaVersion.SurvaVersionID=SurvaLayout.SurvaVersionID "
+         "where SurvaLayout.SurvaVersionID=",
          data::Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
   }
   return connection.Query(
@@ -78,6 +78,23 @@ void FormChoices::Load() {
   std::sort(order_.begin(), order_.end());
 }
 
+bool FormChoices::Holds(std::int64_t field_value) {
+  Load();
+  // The rows stand in the order of their keys.
+  std::size_t first = 0;
+  for (std::size_t last = rows_->size(); first < last;) {
+    const std::size_t middle = (first + last) / 2;
+    const std::int64_t key = (*rows_)[middle]["FieldValueID"].Integer();
+    if (key == field_value) return true;
+    if (key < field_value) {
+      first = middle + 1;
+    } else {
+      last = middle;
+    }
+  }
+  return false;
+}
+
 FormWalk::FormWalk(PageObject& page, data::Connection& connection, std::string_view surva, const WalkMode& mode,
                    RowStrip strip)
     : page_(page),
@@ -85,11 +102,17 @@ FormWalk::FormWalk(PageObject& page, data::Connection& connection, std::string_v
       mode_(mode),
       strip_(std::move(strip)),
       choices_(connection, surva),
-      layout_(ReadLayout(connection, surva, mode)) {}
+      layout_(ReadLayout(connection, surva, mode)),
+      stands_(!mode.takes_answers || (!layout_.empty() && !layout_.First()["Version"].IsNull())) {}
+
+data::Row FormWalk::Version() const {
+  if (!stands_) throw Fault::NoCurrentRow();
+  return layout_.First();
+}
 
 void FormWalk::WriteRows(StoredAnswers* answers, MissingText missing) {
-  for (std::size_t index = 0; index < layout_.size(); ++index) {
-    const Question question(layout_[index], index == 0, index + 1 == layout_.size());
+  for (std::size_t index = 0; index < row_count(); ++index) {
+    const Question question(layout_[index], index == 0, index + 1 == row_count());
     std::string answer;
     if (answers != nullptr && question.control > 0 && question.control < 5) {
       if (question.control == 3) {

@@ -31,6 +31,9 @@ class FormChoices {
     }
   }
 
+  // Whether a choice of this key is among them.
+  bool Holds(std::int64_t field_value);
+
  private:
   void Load();
 
@@ -63,11 +66,15 @@ class FormWalk {
   FormWalk(PageObject& page, data::Connection& connection, std::string_view surva,
            const WalkMode& mode = walk_modes::kForm, RowStrip strip = {});
 
-  std::size_t row_count() const { return layout_.size(); }
+  std::size_t row_count() const { return stands_ ? layout_.size() : 0; }
 
-  // DisplayMenu and ThankYouPage of the surva, where the mode takes answers. A surva without layout rows has no first
-  // row: a Fault.
-  data::Row Version() const { return layout_.First(); }
+  // DisplayMenu and ThankYouPage of the surva, where the mode takes answers. A surva without layout rows, or without
+  // its version, has none: a Fault.
+  data::Row Version() const;
+
+  // The layout, also where the version is gone: SurvaLayoutID, QuestionID, QuestionType; and the choices on it.
+  const data::Rows& layout() const { return layout_; }
+  FormChoices& choices() { return choices_; }
 
   // Writes the rows of the form, blank if there are no `answers`. At the first required question without an answer,
   // unless Session("NotAnswered") says that there was one, an alert is written and the key set to 1.
@@ -87,6 +94,7 @@ class FormWalk {
   RowStrip strip_;
   FormChoices choices_;
   data::Rows layout_;
+  bool stands_;  // is drawn at all
   std::int64_t number_ = 0;
 };
 

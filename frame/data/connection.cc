@@ -1,43 +1,11 @@
 #include "frame/data/connection.h"
 
 #include "frame/values/fault.h"
-#include "frame/values/numbers.h"
 
 namespace surva::data {
 namespace {
 
 constexpr std::chrono::seconds kWritersPatience{10};
-
-// A value as its column keeps it.
-Value Converted(const Column& column, const Field& value) {
-  const auto* text = std::get_if<std::string_view>(&value.content());
-  if (value.IsNull()) return {};
-  switch (column.type) {
-    case ColumnType::kKey:
-    case ColumnType::kLong:
-      if (text != nullptr) return std::int64_t{ToInt32(*text)};
-      return std::int64_t{ToInt32(value.Text())};
-    case ColumnType::kDate:
-      if (text != nullptr) {
-        const auto at = ReadDateText(*text);
-        if (!at) throw Fault::TypeMismatch();
-        return *at;
-      }
-      return value.Date();
-    case ColumnType::kBig:
-      return text == nullptr ? Value(value) : Value(Number(*text).content());
-    case ColumnType::kText:
-    case ColumnType::kLongText:
-    case ColumnType::kName:
-    case ColumnType::kPlain:
-      break;
-  }
-  // One engine would cut the text there.
-  if (text != nullptr && text->find('\0') != std::string_view::npos) {
-    throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", "a NUL inside a text");
-  }
-  return value.Text();
-}
 
 }  // namespace
 
@@ -129,6 +97,21 @@ RowWriter Connection::Edit(const Table& table, const Piece& id) {
   return writer;
 }
 
+void Connection::Replace(std::initializer_list<Piece> removal, const RowBatch& batch,
+                         const std::function<void()>& fill) {
+  std::exception_ptr failure;
+  try {
+    fill();
+  } catch (const Fault&) {
+    failure = std::current_exception();
+  }
+  Begin();
+  written_ = true;
+  fresh_ = false;
+  engine_->Replace(removal, batch.rows());
+  if (failure) std::rethrow_exception(failure);
+}
+
 void Connection::BeginTrans() {
   Begin();
   written_ = true;
@@ -143,70 +126,57 @@ void Connection::RollbackTrans() noexcept {
   if (engine_ && begun_) engine_->RollbackInner();
 }
 
+void Connection::ExecuteAtCommit(std::initializer_list<Piece> statement) {
+  at_commit_.emplace_back(Statement(statement));
+}
+
 void Connection::Commit() {
-  if (begun_) {
-    try {
-      engine_->Commit(written_ ? durability_ : Durability::kMemory);
-    } catch (...) {
-      Rollback();
-      throw;
+  CommitTo([this](Engine& engine) { database_.shared_flush().Wait([&engine] { engine.Flush(); }); });
+}
+
+void Connection::Commit(SharedFlush::Done done) {
+  bool passed_on = false;
+  CommitTo([&](Engine& engine) {
+    passed_on = true;
+    database_.shared_flush().Then([&engine] { engine.Flush(); }, done);
+  });
+  if (!passed_on) done(nullptr);
+}
+
+// `flush` is called where the commit is not on disk by itself.
+void Connection::CommitTo(const std::function<void(Engine&)>& flush) {
+  try {
+    if (!at_commit_.empty()) {
+      Begin();
+      written_ = true;
+      for (std::size_t i = 0; i + 1 < at_commit_.size(); ++i) Run(at_commit_[i].statement(), Effect::kWrite);
     }
-    begun_ = false;
+    if (begun_) {
+      const Durability durability = written_ ? durability_ : Durability::kMemory;
+      engine_->Commit(durability, at_commit_.empty() ? Statement() : at_commit_.back().statement());
+      begun_ = false;
+      LeaveGate();
+      if (durability == Durability::kDisk && engine_->dialect() == Dialect::kSqlite) flush(*engine_);
+    }
+  } catch (...) {
+    Rollback();
+    throw;
   }
   Rollback();
+}
+
+void Connection::LeaveGate() {
+  if (in_gate_) database_.write_gate()->Leave();
+  in_gate_ = false;
 }
 
 void Connection::Rollback() noexcept {
   if (engine_ && begun_) engine_->Rollback();
   begun_ = written_ = false;
   locks_.clear();
-  if (in_gate_) database_.write_gate()->Leave();
-  in_gate_ = false;
+  at_commit_.clear();
+  LeaveGate();
   if (engine_) database_.Give(std::move(engine_));
-}
-
-RowWriter& RowWriter::Set(std::string_view column, const Field& value) {
-  const Column& own = table_.Find(column);
-  Value converted = Converted(own, value);
-  for (auto& [known, content] : values_) {
-    if (known == &own) {
-      content = std::move(converted);
-      return *this;
-    }
-  }
-  values_.emplace_back(&own, std::move(converted));
-  return *this;
-}
-
-std::int64_t RowWriter::Update() {
-  std::vector<Piece> statement;
-  statement.reserve(4 * values_.size() + 8);
-  if (adding_) {
-    statement.insert(statement.end(), {"insert into ", Name(table_), " ("});
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-      if (i > 0) statement.push_back(", ");
-      statement.push_back(Name(*values_[i].first));
-    }
-    statement.push_back(") values (");
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-      if (i > 0) statement.push_back(", ");
-      statement.push_back(Bound(values_[i].second.view()));
-    }
-    statement.insert(statement.end(), {") returning ", Name(table_.key())});
-  } else {
-    statement.insert(statement.end(), {"update ", Name(table_), " set "});
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-      if (i > 0) statement.push_back(", ");
-      statement.push_back(Name(*values_[i].first));
-      statement.push_back("=");
-      statement.push_back(Bound(values_[i].second.view()));
-    }
-    statement.insert(statement.end(), {" where ", Name(table_.key()), "=", Number(key_)});
-  }
-  const Rows rows = connection_.Write(statement);
-  values_.clear();
-  if (!adding_) return key_;
-  return table_.key().type == ColumnType::kKey ? rows.First()[0].Integer() : 0;
 }
 
 }  // namespace surva::data

@@ -3,40 +3,20 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "frame/data/database.h"
+#include "frame/data/row_writer.h"
 #include "frame/data/rows.h"
 #include "frame/data/schema.h"
 #include "frame/data/statement.h"
 
 namespace surva::data {
-
-class Connection;
-
-// A row being added to a table, or changed: values are set, then Update writes them. A text written to a number or
-// date column is converted; an empty one, or one that is no number or date, is a type mismatch.
-class RowWriter {
- public:
-  RowWriter& Set(std::string_view column, const Field& value);
-  RowWriter& SetNull(std::string_view column) { return Set(column, Field()); }
-  // Gives the row's generated key.
-  std::int64_t Update();
-
- private:
-  friend class Connection;
-  RowWriter(Connection& connection, const Table& table) : connection_(connection), table_(table) {}
-
-  Connection& connection_;
-  const Table& table_;
-  std::vector<std::pair<const Column*, Value>> values_;
-  bool adding_ = true;
-  std::int64_t key_ = 0;
-};
 
 class Connection {
  public:
@@ -61,6 +41,9 @@ class Connection {
   // there is none).
   RowWriter AddNew(const Table& table) { return RowWriter(*this, table); }
   RowWriter Edit(const Table& table, const Piece& id);
+  // Puts rows in the place of others: runs `removal`, then adds what `fill` puts into the batch. As if one statement
+  // came after the other, so that what stands before a failure, of `fill` too, stays; but on PostgreSQL in one.
+  void Replace(std::initializer_list<Piece> removal, const RowBatch& batch, const std::function<void()>& fill);
 
   // Holds a thing by its name ("filling 12 7") from before the next statement until the commit: requests that lock the
   // same thing pass one after the other, on all nodes. Costs no round trip. Statements behind it see what the one
@@ -77,10 +60,16 @@ class Connection {
 
   // Whether anything was written since the last Commit.
   bool HasWritten() const { return written_; }
+  // A write that the commit carries out, in its own round trip: if it fails, the commit does.
+  void ExecuteAtCommit(std::initializer_list<Piece> statement);
+
   // Commits what was written, if anything was, and ends what was held. Durability::kMemory is for writes that are
   // nothing but the host's own notes; it may be said at any time before. A Fault of kCommitInDoubt means that what was
   // written may stand; after any other, nothing of it does.
   void Commit();
+  // The same, but does not wait for the disk: `done` is called once what was written is there, or with the failure, on
+  // whatever thread it was that flushed, maybe before this returns.
+  void Commit(SharedFlush::Done done);
   void Rollback() noexcept;
   void SetDurability(Durability durability) { durability_ = durability; }
 
@@ -92,11 +81,14 @@ class Connection {
   void Begin();
   Rows Run(Statement statement, Effect effect);
   Rows Write(Statement statement);
+  void CommitTo(const std::function<void(Engine&)>& flush);
+  void LeaveGate();
 
   Database& database_;
   std::unique_ptr<Engine> engine_;
   Durability durability_ = Durability::kDisk;
   std::vector<std::int64_t> locks_;
+  std::vector<KeptStatement> at_commit_;
   bool fresh_ = false;    // nothing has reached the server yet
   bool begun_ = false;    // a transaction
   bool written_ = false;  // something, in the transaction

@@ -69,7 +69,7 @@ Database::~Database() = default;
 std::unique_ptr<Engine> Database::Open(MissingFile missing) const {
   if (dialect_ == Dialect::kSqlite && identity_ != FileIdentity{}) CheckIdentity();
   std::unique_ptr<Engine> engine =
-      dialect_ == Dialect::kSqlite ? OpenSqlite(address_, missing) : OpenPostgres(address_);
+      dialect_ == Dialect::kSqlite ? OpenSqlite(address_, missing, traffic_) : OpenPostgres(address_, traffic_);
   return wrap_ ? wrap_(std::move(engine)) : std::move(engine);
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "frame/data/engine.h"
+#include "frame/data/shared_flush.h"
 #include "frame/data/sqlite_engine.h"
 
 namespace surva::data {
@@ -60,6 +61,10 @@ class Database {
   // Null where the engine itself puts its writers in order.
   WriteGate* write_gate() { return dialect_ == Dialect::kSqlite ? &gate_ : nullptr; }
 
+  // Through this, commits of one moment share a flush to disk.
+  SharedFlush& shared_flush() { return shared_flush_; }
+  const Traffic& traffic() const { return traffic_; }
+
   // Writes what is still in the log of changes into the database file and closes the kept connections.
   void Close();
 
@@ -74,6 +79,8 @@ class Database {
   Dialect dialect_ = Dialect::kSqlite;
   std::string address_;
   WriteGate gate_;
+  SharedFlush shared_flush_;
+  mutable Traffic traffic_;
   FileIdentity identity_;
   std::mutex mutex_;
   std::condition_variable given_;

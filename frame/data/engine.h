@@ -1,10 +1,12 @@
 // Engine: one open connection to a database engine. What SQLite and PostgreSQL do differently ends here.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "frame/data/rows.h"
 #include "frame/data/statement.h"
@@ -19,6 +21,22 @@ enum class Durability : std::uint8_t { kDisk, kMemory };
 
 enum class Dialect : std::uint8_t { kSqlite, kPostgres };
 
+// What has gone over all connections of a database.
+struct Traffic {
+  std::atomic<std::uint64_t> statements = 0;  // beginnings, locks, savepoints and commits included
+  std::atomic<std::uint64_t> round_trips = 0;
+  std::atomic<std::uint64_t> flushes = 0;  // of SQLite's log of changes
+};
+
+// Rows to be added, their values as the columns keep them.
+struct RowSet {
+  const Table* table;
+  std::vector<const Column*> columns;
+  std::vector<Value> cells;  // row by row
+
+  std::size_t size() const { return cells.size() / columns.size(); }
+};
+
 class Engine {
  public:
   virtual ~Engine() = default;
@@ -28,6 +46,9 @@ class Engine {
   virtual Rows Run(Statement statement, Effect effect) = 0;
   // Rows that the last write touched.
   virtual std::int64_t RowsTouched() const = 0;
+  // Runs the removal and adds the rows, as if one after the other: if one is refused, those before it stand, and the
+  // Fault is thrown.
+  virtual void Replace(Statement removal, const RowSet& rows);
   // Runs text of the program's own, several statements if need be; not cached.
   virtual void RunScript(const std::string& script) = 0;
 
@@ -35,8 +56,12 @@ class Engine {
   virtual void Begin() = 0;
   // Holds a name until the transaction ends; whoever else asks for it waits. May be put off to the next statement.
   virtual void Lock(std::int64_t name) = 0;
-  // Throws Fault: kCommitInDoubt if it is not known whether the commit went through, anything else if it did not.
-  virtual void Commit(Durability durability) = 0;
+  // Runs the last statement, if it is not empty, and commits: both or nothing. Throws Fault: kCommitInDoubt if it is
+  // not known whether the commit went through, anything else if it did not.
+  virtual void Commit(Durability durability, Statement last) = 0;
+  // Brings to disk what Commit has left to it; for Durability::kDisk a commit is done only then. Throws Fault of
+  // kCommitInDoubt.
+  virtual void Flush() {}
   virtual void Rollback() noexcept = 0;
   virtual bool InTransaction() const = 0;
 

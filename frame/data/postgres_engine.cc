@@ -1,78 +1,57 @@
 #include "frame/data/postgres_engine.h"
 
-#include <libpq-fe.h>
-#include <unistd.h>
-
-#include <array>
-#include <charconv>
 #include <cstdlib>
 #include <unordered_map>
 #include <vector>
 
 #include "frame/data/assembly.h"
+#include "frame/data/postgres_link.h"
+#include "frame/data/postgres_values.h"
 #include "frame/data/schema.h"
 #include "frame/values/fault.h"
 
 namespace surva::data {
 namespace {
 
-struct ClearResult {
-  void operator()(PGresult* result) const { PQclear(result); }
-};
-struct Finish {
-  void operator()(PGconn* connection) const { PQfinish(connection); }
-};
-using Result = std::unique_ptr<PGresult, ClearResult>;
+// How many savepoints may stand one within the other before they are folded into one: each costs the server memory.
+constexpr std::size_t kMostMarks = 16;
 
-// Type numbers of the server's catalogue (pg_type.dat).
-enum TypeOid : Oid {
-  kBool = 16,
-  kInt8 = 20,
-  kInt2 = 21,
-  kInt4 = 23,
-  kFloat4 = 700,
-  kFloat8 = 701,
-  kDateOnly = 1082,
-  kTimestamp = 1114,
-  kTimestampZone = 1184,
-  kNumeric = 1700,
-};
-
-// The name of this machine's time zone, as the server understands it; empty if it has none.
-std::string TimeZoneName() {
-  if (const char* zone = std::getenv("TZ"); zone != nullptr && *zone != '\0') return *zone == ':' ? zone + 1 : zone;
-  std::array<char, 4096> target{};
-  const ssize_t length = readlink("/etc/localtime", target.data(), target.size());
-  const std::string_view path(target.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-  constexpr std::string_view kFolder = "zoneinfo/";
-  const std::size_t at = path.find(kFolder);
-  return at == std::string_view::npos ? std::string() : std::string(path.substr(at + kFolder.size()));
+std::string MarkName(std::size_t depth) {
+  return "s" + std::to_string(depth);
 }
 
-template <class Number>
-Field NumberField(std::string_view text) {
-  Number number{};
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return Field(number);
+std::string_view ArrayCast(const Column& column) {
+  switch (column.type) {
+    case ColumnType::kKey:
+    case ColumnType::kLong:
+      return "::integer[]";
+    case ColumnType::kBig:
+      return "::bigint[]";
+    case ColumnType::kDate:
+      return "::timestamp[]";
+    default:
+      return "::text[]";
+  }
 }
 
 class PostgresEngine final : public Engine {
  public:
-  explicit PostgresEngine(const std::string& address);
+  PostgresEngine(const std::string& address, Traffic& traffic) : link_(address, traffic) { LearnTables(); }
 
   Dialect dialect() const override { return Dialect::kPostgres; }
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return rows_touched_; }
+  void Replace(Statement removal, const RowSet& rows) override;
   void RunScript(const std::string& script) override;
   void Begin() override;
   void Lock(std::int64_t name) override { wanted_.push_back(name); }
-  void Commit(Durability durability) override;
+  void Commit(Durability durability, Statement last) override;
   void Rollback() noexcept override;
-  bool InTransaction() const override { return begun_ || PQtransactionStatus(connection_.get()) != PQTRANS_IDLE; }
+  bool InTransaction() const override { return begun_ || link_.in_transaction(); }
   void BeginInner() override;
   void CommitInner() override;
   void RollbackInner() noexcept override;
-  bool Usable() const override { return !broken_ && PQstatus(connection_.get()) == CONNECTION_OK; }
+  bool Usable() const override { return link_.usable(); }
 
  private:
   struct Prepared {
@@ -81,147 +60,108 @@ class PostgresEngine final : public Engine {
     std::shared_ptr<Shape> shape;
   };
 
-  [[noreturn]] void Fail(const PGresult* result);
-  void Send(int sent) {
-    if (sent != 1) {
-      broken_ = true;
-      Fail(nullptr);
-    }
-    ++sent_;
-  }
-  void SendPlain(const char* sql) {
-    Send(PQsendQueryParams(connection_.get(), sql, 0, nullptr, nullptr, nullptr, nullptr, 0));
-  }
-  // Opens the transaction that Begin announced, or marks a place to go back to, ahead of a statement.
-  void SendAhead();
-  void SendLocks();
-  void LoseLocks(std::size_t kept);
-  void MarkHere();
-  Result Receive();
   void LearnTables();
-  std::shared_ptr<Shape> ShapeOf(const PGresult* result) const;
-  Field Cell(const PGresult* result, int row, int column) const;
-  void BindValues();
-  void Plain(const char* sql);
-  void Open();
-  void End();
+  Rows RunAssembled(Effect effect);
+  void AddAhead();
+  void AddStatement(Prepared& prepared);
+  void StepBack();
+  void LoseLocks(std::size_t kept);
+  void Forget();
 
-  std::unique_ptr<PGconn, Finish> connection_;
-  std::unordered_map<std::string, Prepared> prepared_;
-  std::unordered_map<Oid, std::string> table_names_;
-  std::string sql_;
-  std::vector<const Piece*> values_;
-  std::vector<std::string> texts_;
-  std::vector<const char*> pointers_;
-  std::vector<int> lengths_;
-  std::int64_t rows_touched_ = 0;
-  int sent_ = 0;
+  PostgresLink link_;
+  TableNames table_names_;
+  std::unordered_map<std::string, Prepared> prepared_;  // by text
   std::int64_t names_given_ = 0;
-  bool broken_ = false;
-  bool begun_ = false;                // a transaction was asked for
+  std::int64_t rows_touched_ = 0;
+
+  // The statement under way.
+  std::string sql_;
+  std::vector<std::string> values_;
+
+  // The transaction under way.
+  bool begun_ = false;                // it was asked for
   bool opened_ = false;               // and the server has it open
-  bool marked_ = false;               // the savepoint stands
-  bool dirty_ = false;                // something was written or locked since the savepoint
+  bool dirty_ = false;                // something was written or locked since the last savepoint
   std::vector<std::int64_t> wanted_;  // locks to be asked for ahead of the next statement
-  std::vector<std::int64_t> held_;    // locks of this transaction, in the order of their coming
-  std::size_t held_at_inner_ = 0;     // when the inner transaction began
-  std::size_t held_at_mark_ = 0;      // of those, how many stand when the savepoint is gone back to
-  bool warned_ = false;               // the server has given a warning
+  std::vector<std::int64_t> held_;    // locks, in the order of their coming
+  std::vector<std::size_t> marks_;    // the savepoints that stand: how many locks were held at each
+  // Of the inner transaction: the savepoints and locks that stood when it began.
+  std::size_t marks_outside_ = 0;
+  std::size_t locks_outside_ = 0;
 };
-
-PostgresEngine::PostgresEngine(const std::string& address) {
-  // What stands before the address, the address may say otherwise.
-  static constexpr std::pair<const char*, const char*> kDefaults[] = {
-      {"connect_timeout", "5"},  {"keepalives_idle", "15"},     {"keepalives_interval", "5"},
-      {"keepalives_count", "3"}, {"tcp_user_timeout", "15000"}, {"application_name", "surva"},
-  };
-  std::vector<const char*> keywords;
-  std::vector<const char*> values;
-  for (const auto& [keyword, value] : kDefaults) {
-    keywords.push_back(keyword);
-    values.push_back(value);
-  }
-  keywords.insert(keywords.end(), {"dbname", "client_encoding", nullptr});
-  values.insert(values.end(), {address.c_str(), "UTF8", nullptr});
-  connection_.reset(PQconnectdbParams(keywords.data(), values.data(), 1));
-  if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
-  // Notices (a table that stands already) are of no use to anybody, but for a warning behind a commit.
-  PQsetNoticeReceiver(
-      connection_.get(),
-      [](void* engine, const PGresult* notice) {
-        const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
-        if (severity != nullptr && std::string_view(severity) == "WARNING")
-          static_cast<PostgresEngine*>(engine)->warned_ = true;
-      },
-      this);
-  // The system's own now() stands before the server's.
-  Plain("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
-        "set_config('DateStyle', 'ISO', false), "
-        "set_config('standard_conforming_strings', 'on', false)");
-  // What the address's options, the user or the database have set stands.
-  Plain("select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '15s'), "
-        "('idle_in_transaction_session_timeout', '60s')) as wanted(name, value) where current_setting(name)='0'");
-  const std::string zone = TimeZoneName();
-  if (!zone.empty()) {
-    const char* const parameter[] = {zone.c_str()};
-    // A zone that the server does not know leaves it on its own.
-    Result(PQexecParams(connection_.get(), "select set_config('TimeZone', $1, false)", 1, nullptr, parameter, nullptr,
-                        nullptr, 0));
-  }
-  LearnTables();
-}
-
-void PostgresEngine::Plain(const char* sql) {
-  const Result result(PQexec(connection_.get(), sql));
-  const ExecStatusType status = PQresultStatus(result.get());
-  if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) Fail(result.get());
-}
 
 // A result names a column's table by number only.
 void PostgresEngine::LearnTables() {
-  const Result result(PQexec(connection_.get(),
-                             "select c.oid, c.relname from pg_class c join pg_namespace n on n.oid = c.relnamespace "
-                             "where c.relkind = 'r' and n.nspname = any(current_schemas(false))"));
+  link_.Add("select c.oid, c.relname from pg_class c join pg_namespace n on n.oid = c.relnamespace "
+            "where c.relkind = 'r' and n.nspname = any(current_schemas(false))");
+  const PostgresResult result = link_.Finish();
+  if (!PostgresLink::Succeeded(result.get())) link_.Fail(result.get());
   for (int row = 0; row < PQntuples(result.get()); ++row) {
     table_names_[static_cast<Oid>(std::strtoul(PQgetvalue(result.get(), row, 0), nullptr, 10))] =
         PQgetvalue(result.get(), row, 1);
   }
 }
 
-void PostgresEngine::Fail(const PGresult* result) {
-  std::string detail = result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(connection_.get());
-  while (!detail.empty() && detail.back() == '\n') detail.pop_back();
-  for (char& c : detail) {
-    if (c == '\n') c = ' ';
-  }
-  if (!Usable() || result == nullptr) {
-    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
-  }
-  const char* state_text = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  const std::string_view state = state_text == nullptr ? "" : state_text;
-  if (state.starts_with("23") || state == "22001" || state == "22003") {
-    throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
-  }
-  if (state == "55P03" || state.starts_with("40")) {
-    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
-  }
-  if (state.starts_with("53") || state.starts_with("57") || state.starts_with("58")) {
-    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
-  }
-  throw Fault::StatementFailed(detail);
+Rows PostgresEngine::Run(Statement statement, Effect effect) {
+  std::vector<const Piece*> places;
+  Assemble(statement, Dialect::kPostgres, sql_, places);
+  values_.clear();
+  for (const Piece* piece : places) values_.push_back(PostgresText(*piece));
+  return RunAssembled(effect);
 }
 
-void PostgresEngine::SendAhead() {
+Rows PostgresEngine::RunAssembled(Effect effect) {
+  Prepared& prepared = prepared_[sql_];
+  if (begun_) AddAhead();
+  AddStatement(prepared);
+  const PostgresResult result = link_.Finish();
+  if (!PostgresLink::Succeeded(result.get())) {
+    // Whether the server took the statement's text in is not known; another name is certain to be free.
+    if (!prepared.known) prepared_.erase(sql_);
+    if (begun_ && link_.usable()) StepBack();
+    link_.Fail(result.get());
+  }
+  prepared.known = true;
+  opened_ = begun_;
+  dirty_ = begun_ && (dirty_ || effect == Effect::kWrite);
+  rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
+  if (!prepared.shape) prepared.shape = ShapeOf(result.get(), table_names_);
+  return RowsOf(result.get(), prepared.shape);
+}
+
+void PostgresEngine::AddStatement(Prepared& prepared) {
+  if (prepared.name.empty()) prepared.name = "p" + std::to_string(++names_given_);
+  if (!prepared.known) link_.AddPrepare(prepared.name, sql_);
+  link_.AddPrepared(prepared.name, values_);
+}
+
+// What goes out ahead of a statement: the transaction's beginning, or a place to come back to if the statement fails;
+// and the locks that were asked for, which a failure must not cost either.
+void PostgresEngine::AddAhead() {
   if (!opened_) {
-    SendPlain("BEGIN");
-    return SendLocks();
+    link_.Add("BEGIN");
+  } else if (dirty_) {
+    if (marks_.size() >= marks_outside_ + kMostMarks) {
+      link_.Add("RELEASE SAVEPOINT " + MarkName(marks_outside_ + 1));
+      marks_.resize(marks_outside_);
+    }
+    link_.Add("SAVEPOINT " + MarkName(marks_.size() + 1));
+    marks_.push_back(held_.size());
   }
-  if (dirty_) {
-    if (marked_) SendPlain("RELEASE SAVEPOINT statement");
-    SendPlain("SAVEPOINT statement");
-    held_at_mark_ = held_.size();
-  }
-  SendLocks();
+  if (opened_) dirty_ = false;
+  for (const std::int64_t name : wanted_) link_.Add("SELECT pg_advisory_xact_lock(" + std::to_string(name) + ")");
+  if (!wanted_.empty()) dirty_ = true;
+  held_.insert(held_.end(), wanted_.begin(), wanted_.end());
+  wanted_.clear();
+}
+
+// Undoes a failed statement, and what went out ahead of it since the last savepoint.
+void PostgresEngine::StepBack() {
+  const bool has_mark = opened_ && !marks_.empty();
+  link_.TryRun(has_mark ? "ROLLBACK TO SAVEPOINT " + MarkName(marks_.size()) : "ROLLBACK");
+  if (!has_mark) opened_ = false;
+  LoseLocks(has_mark ? marks_.back() : 0);
+  dirty_ = false;
 }
 
 // Locks go with what is undone; they are asked for again.
@@ -231,197 +171,93 @@ void PostgresEngine::LoseLocks(std::size_t kept) {
   held_.erase(lost, held_.end());
 }
 
-void PostgresEngine::SendLocks() {
-  for (const std::int64_t name : wanted_) {
-    SendPlain(("SELECT pg_advisory_xact_lock(" + std::to_string(name) + ")").c_str());
+// Removal and addition are one statement, however many rows there are. If it fails, nothing of it stands, and the rows
+// go one by one up to the one that fails.
+void PostgresEngine::Replace(Statement removal, const RowSet& rows) {
+  if (rows.size() == 0) {
+    Run(removal, Effect::kWrite);
+    return;
   }
-  held_.insert(held_.end(), wanted_.begin(), wanted_.end());
-  wanted_.clear();
-}
+  std::vector<const Piece*> places;
+  Assemble(removal, Dialect::kPostgres, sql_, places);
+  values_.clear();
+  for (const Piece* piece : places) values_.push_back(PostgresText(*piece));
 
-// Takes the results of all that was sent; gives the last one, or the first that failed.
-Result PostgresEngine::Receive() {
-  Result kept;
-  bool failed = false;
-  int ended = 0;
-  while (true) {
-    Result result(PQgetResult(connection_.get()));
-    if (!result) {
-      if (++ended > sent_ + 1 || !Usable()) break;
-      continue;
-    }
-    const ExecStatusType status = PQresultStatus(result.get());
-    if (status == PGRES_PIPELINE_SYNC) break;
-    if (status == PGRES_PIPELINE_ABORTED || failed) continue;
-    failed = status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK;
-    kept = std::move(result);
+  std::string names;
+  std::string arrays;
+  std::vector<PostgresArray> columns(rows.columns.size());
+  for (std::size_t i = 0; i < rows.cells.size(); ++i) columns[i % columns.size()].Add(rows.cells[i]);
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    values_.push_back(columns[i].TakeText());
+    names.append(i > 0 ? ", " : "").append(rows.columns[i]->name);
+    arrays.append(i > 0 ? ", $" : "$").append(std::to_string(values_.size()));
+    arrays += ArrayCast(*rows.columns[i]);
   }
-  sent_ = 0;
-  if (Usable()) PQexitPipelineMode(connection_.get());
-  return kept;
-}
-
-void PostgresEngine::BindValues() {
-  texts_.resize(values_.size());
-  pointers_.resize(values_.size());
-  lengths_.resize(values_.size());
-  for (std::size_t i = 0; i < values_.size(); ++i) {
-    const Piece& piece = *values_[i];
-    std::string& text = texts_[i];
-    text.clear();
-    switch (piece.kind()) {
-      case Piece::Kind::kDate:
-        text = IsoText(piece.content().Date());
-        break;
-      case Piece::Kind::kReal: {
-        std::array<char, 64> digits{};
-        const double number = std::get<double>(piece.content().content());
-        text.assign(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
-        break;
-      }
-      case Piece::Kind::kPattern:
-        for (const char c : piece.text()) {
-          if (c == '\\') text += '\\';
-          text += c;
-        }
-        break;
-      default:
-        piece.content().AppendTo(text);
-    }
-    pointers_[i] = text.c_str();
-    lengths_[i] = static_cast<int>(text.size());
+  sql_ = "with gone as (" + sql_ + ") insert into " + std::string(rows.table->name) + " (" + names +
+         ") select * from unnest(" + arrays + ") as added";
+  try {
+    RunAssembled(Effect::kWrite);
+  } catch (const Fault& fault) {
+    if (fault.number() == FaultNumber::kConnectionFailed) throw;
+    Engine::Replace(removal, rows);
   }
-}
-
-std::shared_ptr<Shape> PostgresEngine::ShapeOf(const PGresult* result) const {
-  auto shape = std::make_shared<Shape>();
-  for (int column = 0; column < PQnfields(result); ++column) {
-    const auto table = table_names_.find(PQftable(result, column));
-    const std::string_view name = PQfname(result, column);
-    // The result knows the column's number in its table, not its name there: an alias goes by the alias alone.
-    const bool own = table != table_names_.end() && FindColumn(table->second, name) != nullptr;
-    shape->Add(name, own ? std::string_view(table->second) : "", own ? name : "");
-  }
-  return shape;
-}
-
-Field PostgresEngine::Cell(const PGresult* result, int row, int column) const {
-  if (PQgetisnull(result, row, column) != 0) return {};
-  const std::string_view text(PQgetvalue(result, row, column),
-                              static_cast<std::size_t>(PQgetlength(result, row, column)));
-  switch (PQftype(result, column)) {
-    case kInt2:
-    case kInt4:
-    case kInt8:
-      return NumberField<std::int64_t>(text);
-    case kBool:
-      return Field(std::int64_t{text == "t" ? -1 : 0});
-    case kFloat4:
-    case kFloat8:
-    case kNumeric:
-      return NumberField<double>(text);
-    case kDateOnly:
-    case kTimestamp:
-    case kTimestampZone:
-      if (const auto at = ReadIso(text)) return Field(*at);
-      return Field(text);
-    default:
-      return Field(text);
-  }
-}
-
-Rows PostgresEngine::Run(Statement statement, Effect effect) {
-  Assemble(statement, Dialect::kPostgres, sql_, values_);
-  Prepared& prepared = prepared_[sql_];
-  if (prepared.name.empty()) prepared.name = "s" + std::to_string(++names_given_);
-  BindValues();
-
-  PGconn* connection = connection_.get();
-  if (PQenterPipelineMode(connection) != 1) Fail(nullptr);
-  const bool was_open = opened_;
-  const std::size_t held_before = held_.size();
-  const bool marks = begun_ && was_open && dirty_;
-  if (begun_) SendAhead();
-  const bool prepares = !prepared.known;
-  if (prepares) Send(PQsendPrepare(connection, prepared.name.c_str(), sql_.c_str(), 0, nullptr));
-  Send(PQsendQueryPrepared(connection, prepared.name.c_str(), static_cast<int>(values_.size()), pointers_.data(),
-                           lengths_.data(), nullptr, 0));
-  Send(PQpipelineSync(connection));
-  const Result result = Receive();
-
-  const ExecStatusType status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
-  if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
-    // Whether the server took the statement's text in is not known; another name is certain to be free.
-    if (prepares) prepared_.erase(sql_);
-    if (begun_ && Usable()) {
-      if (marks) {
-        marked_ = true;
-        dirty_ = false;
-      }
-      const bool keeps = was_open && marked_;
-      Result(PQexec(connection, keeps ? "ROLLBACK TO SAVEPOINT statement" : "ROLLBACK"));
-      if (!keeps) opened_ = false;
-      LoseLocks(keeps ? held_at_mark_ : 0);
-    }
-    Fail(result.get());
-  }
-  prepared.known = true;
-  if (begun_) {
-    opened_ = true;
-    if (marks) {
-      marked_ = true;
-      dirty_ = false;
-    }
-    dirty_ = dirty_ || effect == Effect::kWrite || held_.size() > held_before;
-  }
-  rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
-  if (!prepared.shape) prepared.shape = ShapeOf(result.get());
-  Rows rows(prepared.shape);
-  const int columns = PQnfields(result.get());
-  for (int row = 0; row < PQntuples(result.get()); ++row) {
-    for (int column = 0; column < columns; ++column) rows.AddCell(Cell(result.get(), row, column));
-  }
-  return rows;
 }
 
 void PostgresEngine::RunScript(const std::string& script) {
-  Open();
-  Plain(script.c_str());
+  if (begun_ && !opened_) {
+    link_.Run("BEGIN");
+    opened_ = true;
+  }
+  link_.Run(script);
   dirty_ = begun_;
   LearnTables();
 }
 
+void PostgresEngine::Forget() {
+  begun_ = opened_ = dirty_ = false;
+  wanted_.clear();
+  held_.clear();
+  marks_.clear();
+  marks_outside_ = locks_outside_ = 0;
+}
+
 void PostgresEngine::Begin() {
-  End();
+  Forget();
   begun_ = true;
 }
 
-void PostgresEngine::Open() {
-  if (!begun_ || opened_) return;
-  Plain("BEGIN");
-  opened_ = true;
-}
-
-void PostgresEngine::End() {
-  begun_ = opened_ = marked_ = dirty_ = false;
-  wanted_.clear();
-  held_.clear();
-  held_at_mark_ = held_at_inner_ = 0;
-}
-
-void PostgresEngine::Commit(Durability durability) {
+// The last statement needs no place to come back to: it stands with all the others or nothing does.
+void PostgresEngine::Commit(Durability durability, Statement last) {
   const bool opened = opened_;
-  End();
-  if (!opened) return;
-  warned_ = false;
-  const Result result(PQexec(
-      connection_.get(), durability == Durability::kMemory ? "SET LOCAL synchronous_commit TO OFF; COMMIT" : "COMMIT"));
-  // A server that gave up waiting for its standby warns, and says that the commit is done.
-  if (!Usable() || warned_) {
-    throw Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.",
-                std::string("a commit in doubt: ") + PQerrorMessage(connection_.get()));
+  if (!opened && last.empty()) return Forget();
+  dirty_ = false;
+  std::vector<const Piece*> places;
+  Prepared* prepared = nullptr;
+  if (!last.empty()) {
+    AddAhead();
+    Assemble(last, Dialect::kPostgres, sql_, places);
+    values_.clear();
+    for (const Piece* piece : places) values_.push_back(PostgresText(*piece));
+    prepared = &prepared_[sql_];
+    AddStatement(*prepared);
   }
-  if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) Fail(result.get());
+  if (durability == Durability::kMemory) link_.Add("SET LOCAL synchronous_commit TO OFF");
+  link_.Add("COMMIT");
+  link_.TakeWarning();
+  const PostgresResult result = link_.Finish();
+  const bool succeeded = PostgresLink::Succeeded(result.get());
+  if (prepared != nullptr && !succeeded) prepared_.erase(sql_);
+  if (prepared != nullptr && succeeded) prepared->known = true;
+  // A server that gave up waiting for its standby warns, and says that the commit is done.
+  if (!link_.usable() || link_.TakeWarning()) {
+    Forget();
+    throw Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.", "a commit in doubt");
+  }
+  if (!succeeded) {
+    Rollback();
+    link_.Fail(result.get());
+  }
+  Forget();
   if (std::string_view(PQcmdStatus(result.get())) != "COMMIT") {
     throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
                 "a commit was refused");
@@ -429,40 +265,36 @@ void PostgresEngine::Commit(Durability durability) {
 }
 
 void PostgresEngine::Rollback() noexcept {
-  End();
-  if (PQtransactionStatus(connection_.get()) != PQTRANS_IDLE) Result(PQexec(connection_.get(), "ROLLBACK"));
+  Forget();
+  if (link_.in_transaction()) link_.TryRun("ROLLBACK");
 }
 
-// The inner transaction's savepoint stands above the statement's, which is left where it is: a later one shadows it.
 void PostgresEngine::BeginInner() {
-  Open();
-  Plain("SAVEPOINT inner_transaction; SAVEPOINT statement");
-  MarkHere();
-  held_at_inner_ = held_.size();
+  link_.Run(begun_ && !opened_ ? "BEGIN; SAVEPOINT inner_transaction" : "SAVEPOINT inner_transaction");
+  opened_ = dirty_ = true;
+  marks_outside_ = marks_.size();
+  locks_outside_ = held_.size();
 }
 
 void PostgresEngine::CommitInner() {
-  Plain("RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement");
-  MarkHere();
+  link_.Run("RELEASE SAVEPOINT inner_transaction");
+  marks_.resize(marks_outside_);
+  marks_outside_ = 0;
+  dirty_ = true;
 }
 
 void PostgresEngine::RollbackInner() noexcept {
-  Result(PQexec(connection_.get(),
-                "ROLLBACK TO SAVEPOINT inner_transaction; RELEASE SAVEPOINT inner_transaction; SAVEPOINT statement"));
-  LoseLocks(held_at_inner_);
-  MarkHere();
-}
-
-void PostgresEngine::MarkHere() {
-  marked_ = true;
-  dirty_ = false;
-  held_at_mark_ = held_.size();
+  link_.TryRun("ROLLBACK TO SAVEPOINT inner_transaction; RELEASE SAVEPOINT inner_transaction");
+  marks_.resize(marks_outside_);
+  LoseLocks(locks_outside_);
+  marks_outside_ = 0;
+  dirty_ = true;
 }
 
 }  // namespace
 
-std::unique_ptr<Engine> OpenPostgres(const std::string& address) {
-  return std::make_unique<PostgresEngine>(address);
+std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic) {
+  return std::make_unique<PostgresEngine>(address, traffic);
 }
 
 }  // namespace surva::data

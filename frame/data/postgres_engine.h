@@ -8,7 +8,7 @@
 
 namespace surva::data {
 
-// Connects to a postgresql:// address. Throws Fault.
-std::unique_ptr<Engine> OpenPostgres(const std::string& address);
+// Connects to a postgresql:// address; `traffic` counts. Throws Fault.
+std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic);
 
 }  // namespace surva::data

@@ -127,7 +127,8 @@ void BringUpToDate(Engine& engine) {
       engine.RunScript("DELETE FROM SchemaVersion; INSERT INTO SchemaVersion (Version) VALUES (" +
                        std::to_string(kSchemaVersion) + ")");
     }
-    engine.Commit(Durability::kDisk);
+    engine.Commit(Durability::kDisk, {});
+    engine.Flush();
   } catch (...) {
     engine.Rollback();
     throw;

@@ -99,7 +99,7 @@ int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b)
 
 class SqliteEngine final : public Engine {
  public:
-  SqliteEngine(const std::string& path, MissingFile missing);
+  SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic);
 
   Dialect dialect() const override { return Dialect::kSqlite; }
   Rows Run(Statement statement, Effect effect) override;
@@ -108,7 +108,8 @@ class SqliteEngine final : public Engine {
   void Begin() override;
   // The one writer's turn is all the lock there is.
   void Lock(std::int64_t) override {}
-  void Commit(Durability durability) override;
+  void Commit(Durability durability, Statement last) override;
+  void Flush() override;
   void Rollback() noexcept override;
   bool InTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
   void BeginInner() override { RunScript("SAVEPOINT inner_transaction"); }
@@ -141,9 +142,9 @@ class SqliteEngine final : public Engine {
   Prepared& Prepare(const std::string& sql);
   void Bind(sqlite3_stmt* statement, int place, const Piece& piece);
   Field Cell(const Prepared& prepared, int column);
-  void FlushLog();
 
   const std::string path_;
+  Traffic& traffic_;
   DatabaseHandle database_;
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
@@ -158,7 +159,8 @@ void MakeForOwnerAlone(const std::string& path) {
   if (handle >= 0) close(handle);
 }
 
-SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing) : path_(path) {
+SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic)
+    : path_(path), traffic_(traffic) {
   if (missing == MissingFile::kMade) MakeForOwnerAlone(path);
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
@@ -285,6 +287,7 @@ Field SqliteEngine::Cell(const Prepared& prepared, int column) {
 }
 
 Rows SqliteEngine::Run(Statement statement, Effect) {
+  ++traffic_.statements;
   Assemble(statement, Dialect::kSqlite, sql_, values_);
   Prepared& prepared = Prepare(sql_);
   sqlite3_stmt* handle = prepared.handle.get();
@@ -316,20 +319,29 @@ void SqliteEngine::Begin() {
   Run(kBegin, Effect::kWrite);
 }
 
-void SqliteEngine::Commit(Durability durability) {
+void SqliteEngine::Commit(Durability durability, Statement last) {
   static constexpr Piece kCommit[] = {"COMMIT"};
+  if (!last.empty()) Run(last, Effect::kWrite);
   if (durability == Durability::kDisk) CheckFiles();
   Run(kCommit, Effect::kWrite);
-  if (durability == Durability::kDisk) FlushLog();
 }
 
-void SqliteEngine::FlushLog() {
+void SqliteEngine::Flush() {
+  const auto doubt = [](const char* detail) {
+    return Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.", detail);
+  };
   sqlite3_file* log = nullptr;
-  Check(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log)));
-  if (log == nullptr || log->pMethods == nullptr) return;  // nothing has ever been written
-  if (log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) == SQLITE_OK) return;
-  throw Fault(FaultNumber::kCommitInDoubt, "surva database", "The database does not answer.",
-              "the log of changes could not be flushed to disk");
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log));
+  ++traffic_.flushes;
+  if (log == nullptr || log->pMethods == nullptr || log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) {
+    usable_ = false;
+    throw doubt("the log of changes could not be flushed to disk");
+  }
+  try {
+    CheckFiles();
+  } catch (const Fault& fault) {
+    throw doubt(fault.what());
+  }
 }
 
 void SqliteEngine::Rollback() noexcept {
@@ -346,8 +358,8 @@ FileIdentity FileIdentity::Of(const std::string& path) {
   return {status.st_dev, status.st_ino};
 }
 
-std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing) {
-  return std::make_unique<SqliteEngine>(path, missing);
+std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic) {
+  return std::make_unique<SqliteEngine>(path, missing, traffic);
 }
 
 }  // namespace surva::data

@@ -21,7 +21,7 @@ struct FileIdentity {
 };
 
 // Opens the file, or makes it (for its owner alone to read). A commit fails, and nothing of it stands, when the file
-// has been taken away or replaced since. Throws Fault.
-std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing);
+// has been taken away or replaced since. `traffic` counts. Throws Fault.
+std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic);
 
 }  // namespace surva::data

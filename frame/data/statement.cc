@@ -16,6 +16,17 @@ void RefuseQuote(std::string_view text) {
 
 }  // namespace
 
+KeptStatement::KeptStatement(Statement statement) {
+  values_.reserve(statement.size());
+  for (const Piece& piece : statement) {
+    if (piece.kind() == Piece::Kind::kLiteral) {
+      pieces_.push_back(piece);
+    } else {
+      pieces_.push_back(Piece(piece.kind(), values_.emplace_back(piece.content()).view()));
+    }
+  }
+}
+
 Piece Number(const Field& value) {
   if (const auto* whole = std::get_if<std::int64_t>(&value.content())) return {Piece::Kind::kWhole, *whole};
   if (const auto* real = std::get_if<double>(&value.content())) return {Piece::Kind::kReal, *real};

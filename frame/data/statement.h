@@ -12,6 +12,7 @@
 #include <initializer_list>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "frame/values/value.h"
 
@@ -51,6 +52,7 @@ class Piece {
   friend Piece Bound(const Field&);
   friend Piece Name(const Table&);
   friend Piece Name(const Column&);
+  friend class KeptStatement;
 
   Piece(Kind kind, const Field& content) : kind_(kind), content_(content) {}
   // A name of the schema, which is the program's own as well.
@@ -62,6 +64,20 @@ class Piece {
 };
 
 using Statement = std::span<const Piece>;
+
+// A statement that outlives the expression that writes it.
+class KeptStatement {
+ public:
+  explicit KeptStatement(Statement statement);
+  KeptStatement(KeptStatement&&) = default;
+  KeptStatement& operator=(KeptStatement&&) = default;
+
+  Statement statement() const { return pieces_; }
+
+ private:
+  std::vector<Value> values_;
+  std::vector<Piece> pieces_;
+};
 
 // A number place. A text is read as SQL reads a number.
 Piece Number(const Field& value);

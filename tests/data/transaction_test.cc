@@ -136,6 +136,66 @@ TEST_P(Transactions, InnerTransactions) {
   EXPECT_EQ(Messages(), "before inside inside2 between after first") << "an inner transaction may come first";
 }
 
+// However many statements a request has, and wherever one of them fails.
+TEST_P(Transactions, ManyWritesAmongFailures) {
+  Connection db(*database);
+  int kept = 0;
+  for (int i = 1; i <= 120; ++i) {
+    if (i == 40 || i == 80) db.BeginTrans();
+    Add(db);
+    ++kept;
+    if (i % 7 == 0) {
+      EXPECT_THROW(db.Execute({"update Message set NoColumn=1"}), Fault) << i;
+    }
+    if (i == 70) db.CommitTrans();
+    if (i == 110) {
+      db.RollbackTrans();
+      kept -= 31;
+    }
+  }
+  db.ExecuteAtCommit({"insert into Message (Message) values ('at the end')"});
+  db.Commit();
+  EXPECT_EQ(Read(*database, {"select count(*) from Message"}), std::to_string(kept + 1));
+}
+
+TEST_P(Transactions, WhatFailsAtTheCommitFailsTheCommit) {
+  Connection db(*database);
+  Add(db, "lost");
+  db.ExecuteAtCommit({"insert into FieldValue (FieldValue) values (", Text(kLong), ")"});
+  EXPECT_THROW(db.Commit(), Fault);
+  Add(db, "kept");
+  db.Commit();
+  EXPECT_EQ(Messages(), "kept");
+}
+
+// As if one statement came after the other.
+TEST_P(Transactions, RowsThatTakeOthersPlaces) {
+  const auto replace = [&](std::vector<std::pair<Value, Value>> rows) {
+    Connection db(*database);
+    Add(db, "before");
+    RowBatch batch(kFieldValue, {"QuestionID", "FieldValue"});
+    bool failed = false;
+    try {
+      db.Replace({"delete from FieldValue where QuestionID<", Number(9)}, batch, [&] {
+        for (const auto& [question, text] : rows) batch.Add({question, text});
+      });
+    } catch (const Fault&) {
+      failed = true;
+    }
+    Add(db, "after");
+    db.Commit();
+    EXPECT_EQ(Messages(), "before after");
+    Write(*database, {"delete from Message"});
+    return Read(*database, {"select QuestionID, FieldValue from FieldValue order by FieldValueID"}) +
+           (failed ? " failed" : "");
+  };
+  EXPECT_EQ(replace({{1, "a"}, {2, "it's {\"b\\\", NULL}"}, {3, ""}, {9, "stays"}}),
+            "1,a 2,it's {\"b\\\", NULL} 3, 9,stays");
+  EXPECT_EQ(replace({{1, "NULL"}, {Value(), Value()}, {3, kLong}, {4, "d"}}), "9,stays 1,NULL -,- failed");
+  EXPECT_EQ(replace({{1, "x"}, {"no number", "y"}, {3, "z"}}), "9,stays -,- 1,x failed");
+  EXPECT_EQ(replace({}), "9,stays -,-");
+}
+
 TEST_P(Transactions, AFailedCommitLeavesNothingAndHarmsNobody) {
   Watch watch;
   Database watched(database.dsn(), WatchedEngine::Around(watch));

@@ -14,6 +14,12 @@ namespace {
 
 constexpr const char* kTemplate = "surva_template";
 
+// A connection to the server itself.
+std::unique_ptr<data::Engine> OpenServer() {
+  static data::Traffic traffic;
+  return data::OpenPostgres(PostgresAddress("postgres"), traffic);
+}
+
 // Makes the database that all others are copied from; test programs that start at once wait for each other.
 void MakeTemplate(data::Engine& server) {
   server.RunScript("select pg_advisory_lock(1)");
@@ -41,7 +47,7 @@ std::string PostgresAddress(const std::string& database, const std::string& user
 }
 
 void RunOnServer(const std::string& sql) {
-  data::OpenPostgres(PostgresAddress("postgres"))->RunScript(sql);
+  OpenServer()->RunScript(sql);
 }
 
 TestDatabase::TestDatabase(data::Dialect dialect, Tables tables) : dialect_(dialect) {
@@ -55,7 +61,7 @@ TestDatabase::TestDatabase(data::Dialect dialect, Tables tables) : dialect_(dial
     if (tables == Tables::kMade) opened_->BringUpToDate();
     return;
   }
-  const auto server = data::OpenPostgres(PostgresAddress("postgres"));
+  const auto server = OpenServer();
   if (tables == Tables::kMade) MakeTemplate(*server);
   postgres_name_ = "surva_test_" + std::to_string(getpid()) + "_" + std::to_string(++count);
   server->RunScript("create database " + postgres_name_ + " template " +

@@ -46,10 +46,11 @@ class WatchedEngine final : public data::Engine {
   void RunScript(const std::string& script) override { engine_->RunScript(script); }
   void Begin() override { engine_->Begin(); }
   void Lock(std::int64_t name) override { engine_->Lock(name); }
-  void Commit(data::Durability durability) override {
+  void Commit(data::Durability durability, data::Statement last) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
-    engine_->Commit(durability);
+    engine_->Commit(durability, last);
   }
+  void Flush() override { engine_->Flush(); }
   void Rollback() noexcept override { engine_->Rollback(); }
   bool InTransaction() const override { return engine_->InTransaction(); }
   void BeginInner() override { engine_->BeginInner(); }

@@ -1,0 +1,167 @@
+#include "frame/data/postgres_link.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "frame/values/fault.h"
+
+namespace surva::data {
+namespace {
+
+// The name of this machine's time zone, as the server understands it; empty if it has none.
+std::string TimeZoneName() {
+  if (const char* zone = std::getenv("TZ"); zone != nullptr && *zone != '\0') return *zone == ':' ? zone + 1 : zone;
+  std::array<char, 4096> target{};
+  const ssize_t length = readlink("/etc/localtime", target.data(), target.size());
+  const std::string_view path(target.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+  constexpr std::string_view kFolder = "zoneinfo/";
+  const std::size_t at = path.find(kFolder);
+  return at == std::string_view::npos ? std::string() : std::string(path.substr(at + kFolder.size()));
+}
+
+PGconn* Connect(const std::string& address) {
+  // What stands before the address, the address may say otherwise.
+  static constexpr std::pair<const char*, const char*> kDefaults[] = {
+      {"connect_timeout", "5"},  {"keepalives_idle", "15"},     {"keepalives_interval", "5"},
+      {"keepalives_count", "3"}, {"tcp_user_timeout", "15000"}, {"application_name", "surva"},
+  };
+  std::vector<const char*> keywords;
+  std::vector<const char*> values;
+  for (const auto& [keyword, value] : kDefaults) {
+    keywords.push_back(keyword);
+    values.push_back(value);
+  }
+  keywords.insert(keywords.end(), {"dbname", "client_encoding", nullptr});
+  values.insert(values.end(), {address.c_str(), "UTF8", nullptr});
+  return PQconnectdbParams(keywords.data(), values.data(), 1);
+}
+
+}  // namespace
+
+PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
+    : connection_(Connect(address)), traffic_(traffic) {
+  if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
+  // Notices (a table that stands already) are of no use to anybody, but for a warning behind a commit.
+  PQsetNoticeReceiver(
+      connection_.get(),
+      [](void* link, const PGresult* notice) {
+        const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
+        if (severity != nullptr && std::string_view(severity) == "WARNING") {
+          static_cast<PostgresLink*>(link)->warned_ = true;
+        }
+      },
+      this);
+  // The system's own now() stands before the server's. What the address's options, the user or the database have set
+  // of limits stands.
+  Run("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
+      "set_config('DateStyle', 'ISO', false), set_config('standard_conforming_strings', 'on', false); "
+      "select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '15s'), "
+      "('idle_in_transaction_session_timeout', '60s')) as wanted(name, value) where current_setting(name)='0'");
+  // A zone that the server does not know leaves it on its own.
+  if (const std::string zone = TimeZoneName(); !zone.empty() && zone.find('\'') == std::string::npos) {
+    TryRun("select set_config('TimeZone', '" + zone + "', false)");
+  }
+}
+
+void PostgresLink::Enter() {
+  if (added_ == 0 && PQenterPipelineMode(connection_.get()) != 1) Fail(nullptr);
+}
+
+void PostgresLink::Sent(int code) {
+  if (code != 1) {
+    broken_ = true;
+    Fail(nullptr);
+  }
+  ++added_;
+}
+
+void PostgresLink::Add(const std::string& text) {
+  Enter();
+  ++traffic_.statements;
+  Sent(PQsendQueryParams(connection_.get(), text.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0));
+}
+
+void PostgresLink::AddPrepare(const std::string& name, const std::string& text) {
+  Enter();
+  Sent(PQsendPrepare(connection_.get(), name.c_str(), text.c_str(), 0, nullptr));
+}
+
+void PostgresLink::AddPrepared(const std::string& name, std::span<const std::string> values) {
+  Enter();
+  std::vector<const char*> pointers;
+  pointers.reserve(values.size());
+  for (const std::string& value : values) pointers.push_back(value.c_str());
+  ++traffic_.statements;
+  Sent(PQsendQueryPrepared(connection_.get(), name.c_str(), static_cast<int>(values.size()), pointers.data(), nullptr,
+                           nullptr, 0));
+}
+
+PostgresResult PostgresLink::Finish() {
+  ++traffic_.round_trips;
+  Sent(PQpipelineSync(connection_.get()));
+  PostgresResult kept;
+  bool failed = false;
+  int ended = 0;
+  while (true) {
+    PostgresResult result(PQgetResult(connection_.get()));
+    if (!result) {
+      if (++ended > added_ || !usable()) break;
+      continue;
+    }
+    const ExecStatusType status = PQresultStatus(result.get());
+    if (status == PGRES_PIPELINE_SYNC) break;
+    if (status == PGRES_PIPELINE_ABORTED || failed) continue;
+    failed = !Succeeded(result.get());
+    kept = std::move(result);
+  }
+  added_ = 0;
+  if (usable()) PQexitPipelineMode(connection_.get());
+  return kept;
+}
+
+bool PostgresLink::Succeeded(const PGresult* result) {
+  const ExecStatusType status = PQresultStatus(result);
+  return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
+}
+
+void PostgresLink::Run(const std::string& script) {
+  ++traffic_.statements;
+  ++traffic_.round_trips;
+  const PostgresResult result(PQexec(connection_.get(), script.c_str()));
+  if (!Succeeded(result.get())) Fail(result.get());
+}
+
+void PostgresLink::TryRun(const std::string& script) noexcept {
+  ++traffic_.statements;
+  ++traffic_.round_trips;
+  const PostgresResult result(PQexec(connection_.get(), script.c_str()));
+}
+
+void PostgresLink::Fail(const PGresult* result) const {
+  std::string detail = result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(connection_.get());
+  while (!detail.empty() && detail.back() == '\n') detail.pop_back();
+  for (char& c : detail) {
+    if (c == '\n') c = ' ';
+  }
+  const auto does_not_answer = [&] {
+    return Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.", detail);
+  };
+  if (!usable() || result == nullptr) throw does_not_answer();
+  const char* state_text = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  const std::string_view state = state_text == nullptr ? "" : state_text;
+  if (state.starts_with("23") || state == "22001" || state == "22003") {
+    throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
+  }
+  if (state == "55P03" || state.starts_with("40")) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
+  }
+  if (state.starts_with("53") || state.starts_with("57") || state.starts_with("58")) throw does_not_answer();
+  throw Fault::StatementFailed(detail);
+}
+
+}  // namespace surva::data

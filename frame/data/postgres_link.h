@@ -1,0 +1,61 @@
+// PostgresLink: one connection to a PostgreSQL server through libpq, and round trips of several statements on it.
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "frame/data/engine.h"
+
+namespace surva::data {
+
+struct ClearResult {
+  void operator()(PGresult* result) const { PQclear(result); }
+};
+using PostgresResult = std::unique_ptr<PGresult, ClearResult>;
+
+class PostgresLink {
+ public:
+  // Connects; `traffic` counts. Throws Fault.
+  PostgresLink(const std::string& address, Traffic& traffic);
+
+  bool usable() const { return !broken_ && PQstatus(connection_.get()) == CONNECTION_OK; }
+  bool in_transaction() const { return PQtransactionStatus(connection_.get()) != PQTRANS_IDLE; }
+
+  // What is added goes out with Finish, in one round trip: a text without values, a statement to be prepared under a
+  // name, one that was, with its values.
+  void Add(const std::string& text);
+  void AddPrepare(const std::string& name, const std::string& text);
+  void AddPrepared(const std::string& name, std::span<const std::string> values);
+  // Gives the last statement's result, or that of the first that failed: those behind it are not carried out.
+  PostgresResult Finish();
+  static bool Succeeded(const PGresult* result);
+
+  // Several statements of the program's own, in a round trip without a pipeline. Throws Fault.
+  void Run(const std::string& script);
+  // The same where a failure is of no further consequence.
+  void TryRun(const std::string& script) noexcept;
+
+  // Whether the server has warned since the last question.
+  bool TakeWarning() { return std::exchange(warned_, false); }
+
+  // Throws the Fault that a failed result stands for; null is a failure of the connection.
+  [[noreturn]] void Fail(const PGresult* result) const;
+
+ private:
+  struct CloseConnection {
+    void operator()(PGconn* connection) const { PQfinish(connection); }
+  };
+  void Enter();
+  void Sent(int code);
+
+  std::unique_ptr<PGconn, CloseConnection> connection_;
+  Traffic& traffic_;
+  int added_ = 0;  // since the last Finish
+  bool broken_ = false;
+  bool warned_ = false;
+};
+
+}  // namespace surva::data
