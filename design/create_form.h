@@ -35,8 +35,6 @@ class CreateForm final : public PageObject {
     bool line_rows = false;
     bool required = false;
   };
-  static const Link<CreateForm> kChain[29];
-
   // Versions. Arguments are the SurvaVersionID as it came.
   void ShowVersionList();
   void SetDefaultVersion(std::string_view version);
@@ -55,8 +53,8 @@ class CreateForm final : public PageObject {
   void ShowLayoutEditor(data::Connection& connection, std::string_view version);
   void WriteRowButtons(std::int16_t layout_id, std::int16_t version, bool is_first, bool is_last);
   void DeleteLayoutRow(std::string_view version);
-  void MoveRowUp(std::string_view layout_id, std::string_view version);
-  void MoveRowDown(std::string_view layout_id, std::string_view version);
+  // Down by so many places, or up: 1 or -1.
+  void MoveRow(std::string_view layout_id, std::string_view version, int places);
   void PreviewForm(std::string_view version);
 
   // The wizard, in the order of its pages. Groups and labels are stored when their role is known, text fields when

@@ -108,24 +108,13 @@ void CreateForm::DeleteLayoutRow(std::string_view version) {
 
 // The neighbour goes first; both then share a place until the row itself, named by its key, has gone too. Where the
 // neighbour's place is a gap, the row goes alone.
-void CreateForm::MoveRowUp(std::string_view layout_id, std::string_view version) {
+void CreateForm::MoveRow(std::string_view layout_id, std::string_view version, int places) {
   data::Connection& db = OpenConnection();
   const std::int64_t place = PlaceOf(db, layout_id, version);
-  db.Execute({"update SurvaLayout set PositionID=PositionID+1 where SurvaVersionID=", Number(version),
-              " and PositionID=", Number(place - 1)});
-  db.Execute({"update SurvaLayout set PositionID=PositionID-1 where SurvaVersionID=", Number(version),
-              " and SurvaLayoutID=", Number(layout_id)});
-  session().Set("layout", 1);
-  ShowVersionDesigner(version);
-}
-
-void CreateForm::MoveRowDown(std::string_view layout_id, std::string_view version) {
-  data::Connection& db = OpenConnection();
-  const std::int64_t place = PlaceOf(db, layout_id, version);
-  db.Execute({"update SurvaLayout set PositionID=PositionID-1 where SurvaVersionID=", Number(version),
-              " and PositionID=", Number(place + 1)});
-  db.Execute({"update SurvaLayout set PositionID=PositionID+1 where SurvaVersionID=", Number(version),
-              " and SurvaLayoutID=", Number(layout_id)});
+  db.Execute({"update SurvaLayout set PositionID=PositionID-", Number(places),
+              " where SurvaVersionID=", Number(version), " and PositionID=", Number(place + places)});
+  db.Execute({"update SurvaLayout set PositionID=PositionID+", Number(places),
+              " where SurvaVersionID=", Number(version), " and SurvaLayoutID=", Number(layout_id)});
   session().Set("layout", 1);
   ShowVersionDesigner(version);
 }

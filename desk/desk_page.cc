@@ -1,5 +1,6 @@
 #include "desk/desk_page.h"
 
+#include "frame/page_frame.h"
 #include "frame/values/text.h"
 
 namespace surva::desk {

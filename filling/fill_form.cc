@@ -1,5 +1,7 @@
 #include "filling/fill_form.h"
 
+#include "frame/page_frame.h"
+
 namespace surva {
 
 using data::Number;
@@ -7,18 +9,21 @@ using data::Row;
 using data::Rows;
 using data::Text;
 
-const Link<FillForm> FillForm::kChain[5] = {
-    {Filled("PIN"), [](FillForm& page) { page.PinLogon(page.request()("PIN")); }},
-    {Filled("version"), [](FillForm& page) { page.AnonymousEntry(page.request()("version")); }},
-    {Filled("FormAccepted"), [](FillForm& page) { page.AcceptAnswers(page.request()("FormAccepted")); }},
-    {Filled("NeXt"), [](FillForm& page) { page.SaveRemarks(); }},
-    {Otherwise(), [](FillForm& page) { page.ShowPinPage(WrongPin::kNo); }},
-};
-
 void FillForm::WebClass_Start() {
   response().set_cache_control("no-cache");
   response().AddHeader("Pragma", "no-cache");
   response().set_expires(-1);
+  static constexpr Link<FillForm> kChain[] = {
+      // here
+      {Filled("PIN"), [](FillForm& page) { page.PinLogon(page.request()("PIN")); }},
+      {Filled("version"), [](FillForm& page) { page.AnonymousEntry(page.request()("version")); }},
+      // answers.cc
+      {Filled("FormAccepted"), [](FillForm& page) { page.AcceptAnswers(page.request()("FormAccepted")); }},
+      // personal_details.cc
+      {Filled("NeXt"), [](FillForm& page) { page.SaveRemarks(); }},
+      // here
+      {Otherwise(), [](FillForm& page) { page.ShowPinPage(WrongPin::kNo); }},
+  };
   Walk<FillForm>(kChain, *this);
 }
 
@@ -31,8 +36,7 @@ void FillForm::WriteFooters() {
 }
 
 bool FillForm::FramesErrors() const {
-  const Value& display_menu = const_cast<FillForm*>(this)->session()["displaymenu"];
-  return display_menu.IsTrue();
+  return session()["displaymenu"].IsTrue();
 }
 
 void FillForm::ShowPinPage(WrongPin wrong_pin) {

@@ -22,8 +22,6 @@ class FillForm final : public PageObject {
 
  private:
   enum class WrongPin { kNo, kYes };
-  static const Link<FillForm> kChain[5];
-
   bool FramesErrors() const override;
 
   void ShowPinPage(WrongPin wrong_pin);

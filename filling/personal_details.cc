@@ -1,6 +1,8 @@
 // The review of what the system holds about a respondent, before he fills in the form.
 #include "filling/fill_form.h"
 
+#include "frame/page_frame.h"
+
 namespace surva {
 namespace {
 

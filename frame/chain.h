@@ -1,12 +1,19 @@
 // Chain: how a page decides which of its methods answers. An ordered list of tests on the request's parameters; the
 // first that holds calls its method and ends the request, unless it says to go on.
 //
-//   static constexpr Link<FillForm> kChain[] = {
-//       {Filled("PIN"), [](FillForm& page) { page.PinLogon(page.request()("PIN")); }},
-//       {Otherwise(), [](FillForm& page) { page.ShowPinPage(WrongPin::kNo); }},
-//   };
+//   void FillForm::WebClass_Start() {
+//     static constexpr Link<FillForm> kChain[] = {
+//         // personal_details.cc
+//         {Filled("PIN"), [](FillForm& page) { page.PinLogon(page.request()("PIN")); }},
+//         {Otherwise(), [](FillForm& page) { page.ShowPinPage(WrongPin::kNo); }},
+//     };
+//     Walk<FillForm>(kChain, *this);
+//   }
+//
+// Where a page's methods stand in several files, a remark above the links names theirs. The last link is Otherwise.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -60,6 +67,7 @@ struct Link {
 
 template <class Page>
 void Walk(std::span<const Link<Page>> chain, Page& page) {
+  assert(!chain.empty() && chain.back().test.kind == Test::Kind::kAlways && "a request that no link answers");
   for (const Link<Page>& link : chain) {
     if (!link.test.Holds(page.request())) continue;
     link.action(page);

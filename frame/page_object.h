@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "frame/data/connection.h"
-#include "frame/page_frame.h"
 #include "frame/request.h"
 #include "frame/response.h"
 #include "frame/session.h"
@@ -55,6 +54,7 @@ class PageObject {
   const Request& request() const { return context_.request; }
   Response& response() { return context_.response; }
   Session& session() { return context_.session; }
+  const Session& session() const { return context_.session; }
   const Owner& owner() const { return context_.owner; }
   const Clock& clock() const { return context_.clock; }
 

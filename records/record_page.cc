@@ -44,18 +44,17 @@ std::string_view Across(std::span<const Control> row) {
 
 }  // namespace
 
-const Link<RecordPage> RecordPage::kChain[8] = {
-    {Filled("Update"), [](RecordPage& page) { page.UpdateRecord(page.RequestedKey()); }},
-    {Filled("Delete"), [](RecordPage& page) { page.DeleteRecord(page.RequestedKey()); }},
-    {Filled("Save"), [](RecordPage& page) { page.SaveNewRecord(); }},
-    {Equal("Search", "Search"), [](RecordPage& page) { page.ListSearchResults(); }},
-    {Equal("Action", "P"), [](RecordPage& page) { page.ShowSearchForm(); }},
-    {Filled("Modify"), [](RecordPage& page) { page.ShowModifyForm(page.request()("Modify")); }},
-    {Filled("Add"), [](RecordPage& page) { page.ShowAddForm(); }},
-    {Otherwise(), [](RecordPage& page) { page.ShowEmptyPage(); }},
-};
-
 void RecordPage::WebClass_Start() {
+  static constexpr Link<RecordPage> kChain[] = {
+      {Filled("Update"), [](RecordPage& page) { page.UpdateRecord(page.RequestedKey()); }},
+      {Filled("Delete"), [](RecordPage& page) { page.DeleteRecord(page.RequestedKey()); }},
+      {Filled("Save"), [](RecordPage& page) { page.SaveNewRecord(); }},
+      {Equal("Search", "Search"), [](RecordPage& page) { page.ListSearchResults(); }},
+      {Equal("Action", "P"), [](RecordPage& page) { page.ShowSearchForm(); }},
+      {Filled("Modify"), [](RecordPage& page) { page.ShowModifyForm(page.request()("Modify")); }},
+      {Filled("Add"), [](RecordPage& page) { page.ShowAddForm(); }},
+      {Otherwise(), [](RecordPage& page) { page.ShowEmptyPage(); }},
+  };
   Walk<RecordPage>(kChain, *this);
 }
 

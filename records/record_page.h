@@ -19,8 +19,6 @@ class RecordPage final : public PageObject {
   void WriteFooters() override { WriteStaffFooters(*this, record_.menu); }
 
  private:
-  static const Link<RecordPage> kChain[8];
-
   void ShowSearchForm();
   void DeleteRecord(std::string_view id);
   void SaveNewRecord();

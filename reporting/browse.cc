@@ -5,31 +5,34 @@
 
 namespace surva {
 
-const Link<Browse> Browse::kChain[9] = {
-    {Equal("PreviewForm", "1"),
-     [](Browse& page) {
-       page.PreView(page.request()("number"), page.request()("StudentID"), page.request()("ScheduleID"));
-     }},
-    {Equal("PreviewFormA", "1"),
-     [](Browse& page) { page.PreViewA(page.request()("number"), page.request()("StudentID")); }},
-    {Filled("ReadCriteriaA"),
-     [](Browse& page) {
-       page.ReadCriteria(forms::kAnonymous);
-       page.ShowCount(forms::kAnonymous);
-     }},
-    {Filled("ReadCriteria"),
-     [](Browse& page) {
-       page.ReadCriteria(forms::kNamed);
-       page.ShowCount(forms::kNamed);
-     }},
-    {Filled("Stats"), [](Browse& page) { page.Stats(forms::kNamed); }},
-    {Filled("StatsA"), [](Browse& page) { page.Stats(forms::kAnonymous); }},
-    {Filled("BrowseForms"), [](Browse& page) { page.BrowseForms(); }},
-    {Filled("BrowseFormsA"), [](Browse& page) { page.BrowseFormsA(); }},
-    {Otherwise(), [](Browse& page) { page.ShowGeneral(); }},
-};
-
 void Browse::WebClass_Start() {
+  static constexpr Link<Browse> kChain[] = {
+      // here
+      {Equal("PreviewForm", "1"),
+       [](Browse& page) {
+         page.PreView(page.request()("number"), page.request()("StudentID"), page.request()("ScheduleID"));
+       }},
+      {Equal("PreviewFormA", "1"),
+       [](Browse& page) { page.PreViewA(page.request()("number"), page.request()("StudentID")); }},
+      {Filled("ReadCriteriaA"),
+       [](Browse& page) {
+         page.ReadCriteria(forms::kAnonymous);
+         page.ShowCount(forms::kAnonymous);
+       }},
+      {Filled("ReadCriteria"),
+       [](Browse& page) {
+         page.ReadCriteria(forms::kNamed);
+         page.ShowCount(forms::kNamed);
+       }},
+      // answer_statistics.cc
+      {Filled("Stats"), [](Browse& page) { page.Stats(forms::kNamed); }},
+      {Filled("StatsA"), [](Browse& page) { page.Stats(forms::kAnonymous); }},
+      // form_lists.cc
+      {Filled("BrowseForms"), [](Browse& page) { page.BrowseForms(); }},
+      {Filled("BrowseFormsA"), [](Browse& page) { page.BrowseFormsA(); }},
+      // general_view.cc
+      {Otherwise(), [](Browse& page) { page.ShowGeneral(); }},
+  };
   Walk<Browse>(kChain, *this);
 }
 

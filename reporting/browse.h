@@ -6,6 +6,7 @@
 
 #include "filling/stored_answers.h"
 #include "frame/chain.h"
+#include "frame/page_frame.h"
 #include "frame/page_object.h"
 #include "reporting/filled_forms.h"
 
@@ -28,8 +29,6 @@ class Browse final : public PageObject {
   void PreViewA(std::string_view number, std::string_view student);
 
  private:
-  static const Link<Browse> kChain[9];
-
   // Both previews.
   void ShowFilledForm(std::string_view number, StoredAnswers answers);
 

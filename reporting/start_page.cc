@@ -1,5 +1,6 @@
 #include "reporting/start_page.h"
 
+#include "frame/page_frame.h"
 #include "reporting/period.h"
 
 namespace surva {

@@ -1,5 +1,6 @@
 #include "reporting/stat.h"
 
+#include "frame/page_frame.h"
 #include "reporting/general_view.h"
 #include "scheduling/week_walk.h"
 
@@ -17,20 +18,24 @@ constexpr Calendar kWeekView{.month_link = "<a href=stat.asp?BrowseWeek=1&Action
 
 }  // namespace
 
-const Link<Stat> Stat::kChain[6] = {
-    {Filled("Remarks"), [](Stat& page) { page.ShowRemarks(); }},
-    {Filled("Criteria"), [](Stat& page) { page.ShowCriteria(); }},
-    {Filled("CriteriaA"), [](Stat& page) { page.ShowCriteriaA(); }},
-    {Filled("BrowseWeek"), [](Stat& page) { page.ShowWeek(); }},
-    {Filled("EraseMessage"),
-     [](Stat& page) {
-       page.EraseMessages();
-       page.ShowRemarks();
-     }},
-    {Otherwise(), [](Stat& page) { page.ShowGeneral(); }},
-};
-
 void Stat::WebClass_Start() {
+  static constexpr Link<Stat> kChain[] = {
+      // remarks.cc
+      {Filled("Remarks"), [](Stat& page) { page.ShowRemarks(); }},
+      // criteria_forms.cc
+      {Filled("Criteria"), [](Stat& page) { page.ShowCriteria(); }},
+      {Filled("CriteriaA"), [](Stat& page) { page.ShowCriteriaA(); }},
+      // here
+      {Filled("BrowseWeek"), [](Stat& page) { page.ShowWeek(); }},
+      // remarks.cc
+      {Filled("EraseMessage"),
+       [](Stat& page) {
+         page.EraseMessages();
+         page.ShowRemarks();
+       }},
+      // general_view.cc
+      {Otherwise(), [](Stat& page) { page.ShowGeneral(); }},
+  };
   Walk<Stat>(kChain, *this);
 }
 

@@ -21,8 +21,6 @@ class Stat final : public PageObject {
   void WriteFooters() override;
 
  private:
-  static const Link<Stat> kChain[6];
-
   void ShowGeneral();
   void ShowWeek();
 

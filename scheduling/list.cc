@@ -1,5 +1,6 @@
 #include "scheduling/list.h"
 
+#include "frame/page_frame.h"
 #include "scheduling/short_date.h"
 
 namespace surva {

@@ -1,25 +1,32 @@
 #include "scheduling/schedule.h"
 
+#include "frame/page_frame.h"
 #include "scheduling/week_walk.h"
 
 namespace surva {
 
-// The modify form always carries Update, the event's key; its Save button updates and its Delete button deletes by it.
-const Link<Schedule> Schedule::kChain[11] = {
-    {Filled("DeleteEvent"), [](Schedule& page) { page.DeleteEvent(page.request()("Update")); }},
-    {Filled("Update"), [](Schedule& page) { page.UpdateEvent(page.request()("Update")); }},
-    {Filled("ModSch0"), [](Schedule& page) { page.ShowEventFrames(page.request()("ModSch0")); }},
-    {Filled("ModUp"), [](Schedule& page) { page.ShowParticipantPicker(page.request()("ModUp")); }},
-    {Filled("ModDown"), [](Schedule& page) { page.ShowParticipants(page.request()("ModDown")); }},
-    {Filled("Save"), [](Schedule& page) { page.SaveNewEvent(); }},
-    {Equal("Search", "Search"), [](Schedule& page) { page.ListSearchResults(); }},
-    {Equal("Action", "P"), [](Schedule& page) { page.ShowCalendar(); }},
-    {Filled("ModSch1"), [](Schedule& page) { page.ShowModifyEventForm(page.request()("ModSch1")); }},
-    {Filled("Add"), [](Schedule& page) { page.ShowAddEventForm(); }},
-    {Otherwise(), [](Schedule& page) { page.ShowEmptyPage(); }},
-};
-
 void Schedule::WebClass_Start() {
+  // The modify form always carries Update, the event's key; its Save button updates and its Delete button deletes by
+  // it.
+  static constexpr Link<Schedule> kChain[] = {
+      // event_editor.cc
+      {Filled("DeleteEvent"), [](Schedule& page) { page.DeleteEvent(page.request()("Update")); }},
+      {Filled("Update"), [](Schedule& page) { page.UpdateEvent(page.request()("Update")); }},
+      // participants.cc
+      {Filled("ModSch0"), [](Schedule& page) { page.ShowEventFrames(page.request()("ModSch0")); }},
+      {Filled("ModUp"), [](Schedule& page) { page.ShowParticipantPicker(page.request()("ModUp")); }},
+      {Filled("ModDown"), [](Schedule& page) { page.ShowParticipants(page.request()("ModDown")); }},
+      // event_editor.cc
+      {Filled("Save"), [](Schedule& page) { page.SaveNewEvent(); }},
+      // here
+      {Equal("Search", "Search"), [](Schedule& page) { page.ListSearchResults(); }},
+      {Equal("Action", "P"), [](Schedule& page) { page.ShowCalendar(); }},
+      // event_editor.cc
+      {Filled("ModSch1"), [](Schedule& page) { page.ShowModifyEventForm(page.request()("ModSch1")); }},
+      {Filled("Add"), [](Schedule& page) { page.ShowAddEventForm(); }},
+      // here
+      {Otherwise(), [](Schedule& page) { page.ShowEmptyPage(); }},
+  };
   Walk<Schedule>(kChain, *this);
 }
 

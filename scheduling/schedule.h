@@ -17,8 +17,6 @@ class Schedule final : public PageObject {
   void WriteFooters() override;
 
  private:
-  static const Link<Schedule> kChain[11];
-
   void ShowCalendar();
 
   void ShowAddEventForm();
