@@ -9,6 +9,7 @@ packages_for() {
                 libcurl4-openssl-dev ;;
     test)  echo libgtest-dev postgresql-15 postgresql-client-15 chromium openssl sqlite3 ca-certificates \
                 python3-aiosmtpd ;;
+    lint)  echo clang-format-14 clang-tidy-14 ;;
     fuzz)  echo clang-14 libclang-rt-14-dev ;;
     bare)  echo debootstrap debian-archive-keyring gpgv ;;
     bench) echo nginx-light curl sqlite3 ;;
