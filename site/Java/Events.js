@@ -1,80 +1,82 @@
-// Events of the staff pages. At present one: the student filter of an event's
-// participants, the box "filtr" above the list "StudentID".
+// Which events of a staff page act. What respondents and colleagues have typed stands in
+// the pages as it is, markup included; no script of theirs runs, but a link, a form or a
+// meta element of theirs could still lead away or change something. So here, before the
+// rest of the page is read:
 //
-// The page brings the filter as VBScript, which browsers no longer run. The text is
-// still there, as an inert script element, and holds one key for each student in the
-// order of the list:
-//
-//     dim a(1)
-//     a(0)="SMITH "
-//     a(1)="SMYTHE"
-//     Sub lista()
-//     ...
-//
-// What lista() does is done here: the first student whose key begins with the typed
-// letters is selected; when there is none, the selection stays. The keys are short,
-// so more letters than a key has match nothing.
+//  - the page goes elsewhere only by a person's act;
+//  - a press counts only on what can be seen and stands in the page's flow;
+//  - a link that changes something counts only on the page that it belongs to;
+//  - a link to another site takes nothing with it.
 
 (function () {
     "use strict";
 
-    // The keys in their order. A name may hold anything, quotes and what looks like
-    // the next line included, so a key is taken to end only at the quote behind which
-    // the line with the next number, or the procedure, follows.
-    function readKeys(text) {
-        const keys = [];
-        const script = text.replace(/\r\n?/g, "\n");
-        let at = script.indexOf('a(0)="');
-        while (at >= 0) {
-            const start = at + 'a('.length + String(keys.length).length + ')="'.length;
-            const next = '"\na(' + (keys.length + 1) + ')="';
-            let end = script.indexOf(next, start);
-            at = end < 0 ? -1 : end + 2;
-            if (end < 0)
-                end = script.indexOf('"\nSub lista()', start);
-            if (end < 0)
-                break;
-            keys.push(plain(script.slice(start, end)));
+    const changing = /[?&](DeleteSurva|DeleteQuestion|DeleteQuestionAnswer|AddQuestionAnswer|ModifyQuestion(Properties|Answers)|ModifySurvaProperties|MoveUp|MoveDown|ChangeValid|CreateEmptySurva|CreateNewSurva2|DeleteEvent|Update|Delete|Save|EraseMessage|Choose|ToN|AddQuestionStep)=/i;
+
+    // ---- no meta refresh, no base ----------------------------------------------
+
+    // The browser starts to count as soon as the element is there; the navigation that follows is refused below.
+    function strip(root) {
+        for (const found of root.querySelectorAll('meta[http-equiv="refresh" i], base, link[rel~="prefetch" i], link[rel~="prerender" i]'))
+            found.remove();
+    }
+    new MutationObserver((changes) => {
+        for (const { addedNodes } of changes) {
+            for (const node of addedNodes) {
+                if (node.nodeType === Node.ELEMENT_NODE)
+                    strip(node.matches("meta, base, link") ? node.parentNode ?? node : node);
+            }
         }
-        return keys;
+    }).observe(document.documentElement, { childList: true, subtree: true });
+    strip(document);
+
+    // ---- no navigation that nobody asked for -------------------------------------
+
+    // The site's scripts lead nowhere by themselves, so what no person began is a page that refreshes itself.
+    window.navigation?.addEventListener("navigate", (event) => {
+        const wanted = event.userInitiated || event.hashChange || ["reload", "traverse"].includes(event.navigationType);
+        if (!wanted && event.cancelable)
+            event.preventDefault();
+    });
+
+    // ---- presses -------------------------------------------------------------------
+
+    // The pages place nothing over anything else, and hide nothing that can be pressed.
+    function isInSight(target) {
+        for (let at = target; at && at !== document.body; at = at.parentElement) {
+            const { position, opacity, visibility } = getComputedStyle(at);
+            if (position === "fixed" || position === "absolute" || opacity < 0.5 || visibility === "hidden")
+                return false;
+        }
+        const box = target.getBoundingClientRect();
+        return box.width * box.height < innerWidth * innerHeight / 2;
     }
 
-    // A key as it was before it was written into the page: a doubled quote is one quote,
-    // and a letter outside the page's encoding stands there by its number.
-    function plain(key) {
-        return key.replace(/""/g, '"')
-            .replace(/&#(\d{1,7});/g, (reference, number) =>
-                number <= 0x10ffff ? String.fromCodePoint(number) : reference);
+    function refuse(event) {
+        event.preventDefault();
+        event.stopImmediatePropagation();
     }
 
-    // Upper case, letter for letter: a letter without a single capital stays as it is.
-    function capitals(text) {
-        return Array.from(text, (letter) => {
-            const capital = letter.toUpperCase();
-            return Array.from(capital).length === 1 ? capital : letter;
-        }).join("");
-    }
-
-    function startFilter() {
-        const box = document.querySelector('input[name="filtr"]');
-        const script = document.querySelector('script[language="vbscript" i]');
-        if (!box || !script)
+    addEventListener("click", (event) => {
+        const link = event.target instanceof Element && event.target.closest("a[href], area[href]");
+        if (!link || /^javascript:/i.test(link.getAttribute("href")))
             return;
-        const list = document.querySelector('select[name="StudentID"]');
-        const keys = readKeys(script.textContent).map(capitals);
+        const address = new URL(link.href, location.href);
+        const own = address.origin === location.origin;
+        const page = (path) => path.slice(path.lastIndexOf("/") + 1).toLowerCase();
+        const misplaced = own && changing.test(address.search) && page(address.pathname) !== page(location.pathname);
+        if (!event.isTrusted || !isInSight(link) || misplaced)
+            refuse(event);
+        else if (!own)
+            link.rel = "noopener noreferrer";
+    }, { capture: true });
 
-        window.lista = function () {
-            const typed = capitals(box.value);
-            const found = keys.findIndex((key) => key.startsWith(typed));
-            if (list && found >= 0)
-                list.selectedIndex = found;
-        };
-        box.addEventListener("input", window.lista);
-        box.addEventListener("keyup", window.lista);
-    }
-
-    if (document.readyState === "loading")
-        document.addEventListener("DOMContentLoaded", startFilter);
-    else
-        startFilter();
+    addEventListener("submit", (event) => {
+        const button = event.submitter;
+        const form = event.target;
+        const action = new URL(button?.formAction || form.action, location.href);
+        const seen = !button || !button.hasAttribute("form") && isInSight(button);
+        if (action.origin !== location.origin || !seen)
+            refuse(event);
+    }, { capture: true });
 })();

@@ -1,10 +1,27 @@
-// The staff toolbar and the help link, loaded by every staff page.
+// The toolbar and the help link of the staff pages, and the call for what else their
+// scripts do: staff/main.js.
 //
-// Everything is built through the DOM and styled by css/layout.css, so that a
+// Everything is built through the DOM and styled by css/staff.css, so that a
 // Content-Security-Policy without inline handlers has nothing to refuse.
 
 (function () {
     "use strict";
+
+    // What to show until the server has told which pages there are and may be opened.
+    const usualPages = [
+        { address: "default.asp", caption: "Start", group: "Start" },
+        { address: "CreateForm.asp", caption: "Survas", group: "Survas" },
+        { address: "schedule.asp?Action=P", caption: "Events", group: "Planning" },
+        { address: "company.asp?Action=P", caption: "Companies", group: "Records" },
+        { address: "student.asp?Action=P", caption: "Students", group: "Records" },
+        { address: "Trainer.asp?Action=P", caption: "Trainers", group: "Records" },
+        { address: "training.asp?Action=P", caption: "Trainings", group: "Records" },
+        { address: "stat.asp?Action=P", caption: "Statistics", group: "Reports" },
+        { address: "browse.asp", caption: "Filled forms", group: "Reports" },
+    ];
+    const publicPage = { address: "../surva.asp", caption: "Public page", group: "Public" };
+    const kept = "surva.pages";
+    const narrow = matchMedia("(max-width: 800px)");
 
     // The PIN list (list.asp) belongs to one event: the one that the page's own address
     // names, or else the one that is chosen among the events.
@@ -16,62 +33,88 @@
         return "schedule.asp?Action=P";
     }
 
-    // Address and caption of every staff page, and of the public one.
-    const pages = [
-        ["default.asp", "Start"],
-        ["CreateForm.asp", "Survas"],
-        ["schedule.asp?Action=P", "Events"],
-        [pinList(), "PIN lists"],
-        ["company.asp?Action=P", "Companies"],
-        ["student.asp?Action=P", "Students"],
-        ["Trainer.asp?Action=P", "Trainers"],
-        ["training.asp?Action=P", "Trainings"],
-        ["stat.asp?Action=P", "Statistics"],
-        ["browse.asp", "Filled forms"],
-        ["../surva.asp", "Public page"],
-    ];
-
     // "/admin/Company.asp?Modify=3" -> "company.asp". The bare folder is the start page.
     function pageName(address) {
         const path = address.split(/[?#]/)[0];
         return path.slice(path.lastIndexOf("/") + 1).toLowerCase() || "default.asp";
     }
 
-    // Draws the toolbar where the calling script stands.
-    window.drawToolbar = function () {
-        const here = pageName(location.pathname);
-        const list = document.createElement("ul");
+    function element(name, properties, ...children) {
+        const made = Object.assign(document.createElement(name), properties);
+        made.append(...children);
+        return made;
+    }
 
-        for (const [address, caption] of pages) {
-            const link = document.createElement("a");
-            link.href = address;
-            link.textContent = caption;
-            if (pageName(address) === here && !list.querySelector("[aria-current]"))
+    // The PIN lists follow the events, the public page ends the bar.
+    function entries(pages) {
+        const events = pages.findIndex(({ address }) => pageName(address) === "schedule.asp");
+        const all = pages.slice();
+        if (events >= 0)
+            all.splice(events + 1, 0, { address: pinList(), caption: "PIN lists", group: pages[events].group });
+        return [...all, publicPage];
+    }
+
+    function groups(pages) {
+        const found = new Map();
+        let current = false;
+        for (const { address, caption, group } of entries(pages)) {
+            const link = element("a", { href: address, textContent: caption });
+            if (!current && pageName(address) === pageName(location.pathname)) {
                 link.setAttribute("aria-current", "page");
+                current = true;
+            }
             // The participants of an event stand in frames; the toolbar leads out of them.
             if (window.top !== window)
                 link.target = "_top";
-
-            const item = document.createElement("li");
-            item.append(link);
-            list.append(item);
+            if (!found.has(group))
+                found.set(group, element("ul", {}));
+            found.get(group).append(element("li", {}, link));
         }
+        return [...found].map(([group, list]) => {
+            list.setAttribute("aria-label", group);
+            const name = element("span", { textContent: group });
+            name.setAttribute("aria-hidden", "true");
+            return element("div", { className: "group" }, name, list);
+        });
+    }
 
-        const bar = document.createElement("nav");
-        bar.className = "toolbar";
+    function keptPages() {
+        try {
+            const pages = JSON.parse(sessionStorage.getItem(kept));
+            return Array.isArray(pages) && pages.length > 0 ? pages : usualPages;
+        } catch {
+            return usualPages;
+        }
+    }
+
+    async function askForPages(holder, shown) {
+        const answer = await fetch("pages.json", { headers: { Accept: "application/json" } });
+        if (!answer.ok)
+            return;
+        const { pages } = await answer.json();
+        if (!Array.isArray(pages) || pages.length === 0 || JSON.stringify(pages) === JSON.stringify(shown))
+            return;
+        sessionStorage.setItem(kept, JSON.stringify(pages));
+        holder.replaceChildren(...groups(pages));
+    }
+
+    // Draws the toolbar where the calling script stands.
+    window.drawToolbar = function () {
+        const pages = keptPages();
+        const holder = element("div", { className: "groups" }, ...groups(pages));
+        const details = element("details", {}, element("summary", { textContent: "Menu" }), holder);
+        const fold = () => { details.open = !narrow.matches; };
+        narrow.addEventListener("change", fold);
+        fold();
+
+        const bar = element("nav", { className: "toolbar" }, details);
         bar.setAttribute("aria-label", "Staff pages");
-        bar.append(list);
-
         const caller = document.currentScript;
         if (caller && caller.parentNode)
             caller.parentNode.insertBefore(bar, caller);
         else
             document.body.prepend(bar);
-
-        // On a narrow screen the bar scrolls sideways: show the current page's place in it.
-        const current = bar.querySelector("[aria-current]");
-        if (current)
-            bar.scrollLeft = current.offsetLeft - (bar.clientWidth - current.offsetWidth) / 2;
+        askForPages(holder, pages).catch(() => {});
     };
 
     // The menu's help link is a javascript: address, which the browser may refuse to follow.
@@ -86,4 +129,16 @@
         else
             window.open("help.asp?topic=" + location.pathname);
     });
+
+    // The pages name no viewport. The frames of an event take that of the page around them.
+    for (const page of new Set([document, window.parent.document])) {
+        if (page.head && !page.querySelector("meta[name=viewport]"))
+            page.head.append(Object.assign(page.createElement("meta"),
+                { name: "viewport", content: "width=device-width, initial-scale=1" }));
+    }
+
+    const main = document.createElement("script");
+    main.type = "module";
+    main.src = new URL("staff/main.js", document.currentScript.src);
+    document.head.append(main);
 })();

@@ -96,7 +96,8 @@ export function launchBrowser() {
 }
 
 // A visitor with cookies of his own. `complaints` gathers what the browser objects to: errors of scripts, what the
-// security policy refuses, files that are not there. `alerts` gathers the texts of alerts, which are closed at once.
+// security policy refuses, files that are not there. `alerts` gathers the texts of alerts; they are closed, and
+// questions answered with yes, at once.
 export async function openVisit(browser, options = {}) {
     const context = await browser.newContext(options);
     context.setDefaultTimeout(10_000);
@@ -117,7 +118,8 @@ function watch(page, { complaints, alerts }) {
             complaints.push(`${response.status()} ${response.url()}`);
     });
     page.on("dialog", (dialog) => {
-        alerts.push(dialog.message());
+        if (dialog.type() === "alert")
+            alerts.push(dialog.message());
         return dialog.accept();
     });
 }

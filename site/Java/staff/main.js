@@ -1,0 +1,20 @@
+// What the scripts do on a staff page, one file for each concern. A page that one of them
+// cannot read is left to the others.
+
+import { repairDates } from "./dates.js";
+import { guideToForms, drawFigures } from "./figures.js";
+import { describePage } from "./labels.js";
+import { carryNotes } from "./notes.js";
+import { chooseParticipants } from "./participants.js";
+import { checkRecords } from "./records.js";
+import { keepFromHarm } from "./safety.js";
+import { describePreviews } from "./previews.js";
+
+for (const concern of [repairDates, checkRecords, describePage, keepFromHarm, carryNotes, chooseParticipants,
+    guideToForms, drawFigures, describePreviews]) {
+    try {
+        concern();
+    } catch (error) {
+        console.error(error);
+    }
+}
