@@ -75,13 +75,17 @@ wire::HttpResponse Html(const Context& context, std::string_view title, const Ma
   WriteHead(page, title);
   WriteMenu(page, context);
   WriteContent(page, title, content);
-  return Answer("text/html; charset=utf-8", std::move(page).Take());
+  return WholePage(std::move(page));
 }
 
 wire::HttpResponse PlainHtml(std::string_view title, const Markup& content) {
   Markup page;
   WriteHead(page, title);
   WriteContent(page, title, content);
+  return WholePage(std::move(page));
+}
+
+wire::HttpResponse WholePage(Markup page) {
   return Answer("text/html; charset=utf-8", std::move(page).Take());
 }
 

@@ -52,6 +52,8 @@ using Page = wire::HttpResponse (*)(Context& context);
 wire::HttpResponse Html(const Context& context, std::string_view title, const Markup& content);
 // The same without a menu, for who has none: respondents, and staff who are not signed in.
 wire::HttpResponse PlainHtml(std::string_view title, const Markup& content);
+// A page that writes its own head.
+wire::HttpResponse WholePage(Markup page);
 
 wire::HttpResponse Json(std::string json);
 // Leads on by GET (303) to an address of the site.

@@ -17,4 +17,13 @@ wire::HttpResponse ShowSlips(Context& context);
 // /admin/poster?version=: a poster with the public link of a surva.
 wire::HttpResponse ShowPoster(Context& context);
 
+// / and /fill: the respondent's way, around surva.asp.
+wire::HttpResponse ShowFillPage(Context& context);
+// /fill/thanks.json?version=: where a filled surva leads, if it is not our own greetings.
+wire::HttpResponse ShowThanksAddress(Context& context);
+// /official: where the public banner leads while no web site of the owner's is set.
+wire::HttpResponse LeadHome(Context& context);
+// /admin/answered.json?layout=: how many answers hang on a row's question, and on each of its choices.
+wire::HttpResponse ShowAnswered(Context& context);
+
 }  // namespace surva::desk

@@ -140,8 +140,8 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
     if (!workers_.TryPost([this, shared] { (*shared)(Health()); })) (*shared)(Overrun());
     return;
   }
-  if (path == "/" || path == "/admin" || path == "/admin/") {
-    std::string location = path == "/" ? "/surva.asp" : "/admin/default.asp";
+  if (path == "/admin" || path == "/admin/") {
+    std::string location = "/admin/default.asp";
     if (!request.query.empty()) location += "?" + request.query;
     return respond(Redirection(LocationOf(location)));
   }

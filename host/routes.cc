@@ -38,6 +38,10 @@ constexpr Roles kReaders{Role::kPlanner, Role::kAnalyst};
 
 constexpr Route kRoutes[] = {
     {.path = "/surva.asp", .roles = {}, .make = Make<FillForm>},
+    {.path = "/", .roles = {}, .desk = desk::ShowFillPage},
+    {.path = "/fill", .roles = {}, .desk = desk::ShowFillPage},
+    {.path = "/fill/thanks.json", .roles = {}, .desk = desk::ShowThanksAddress},
+    {.path = "/official", .roles = {}, .desk = desk::LeadHome},
     {.path = "/admin/default.asp",
      .roles = Roles::All(),
      .make = Make<StartPage>,
@@ -120,6 +124,7 @@ constexpr Route kRoutes[] = {
      .group = "Reports",
      .caption = "Export",
      .address = "/admin/export"},
+    {.path = "/admin/answered.json", .roles = kDesigner, .desk = desk::ShowAnswered},
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };
 

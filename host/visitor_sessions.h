@@ -56,7 +56,7 @@ class VisitorSessions {
   using Job = std::function<void(std::shared_ptr<Visit>)>;
 
   struct Options {
-    int idle_minutes = 120;           // of a session whose pages set no timeout
+    int idle_minutes = 1440;          // of a session whose pages set no timeout
     std::size_t most_cached = 10000;  // in memory
     std::size_t most_waiting = 32;    // requests of one visitor behind the one that runs
   };

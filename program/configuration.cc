@@ -55,6 +55,7 @@ constexpr std::array kSettings{
             "Idle minutes after which a visit ends"},
     Setting{"public-address", &C::public_address, For::kServe,
             "The site as respondents reach it (https://surva.example), for links on paper and in mails"},
+    Setting{"readers", &C::readers, For::kServe, "What respondents are told of who reads their answers"},
     Setting{"least-answers", Setting::Number{&C::least_answers, 1, kUnlimited}, For::kServe,
             "An analyst sees no average of fewer answers of named forms"},
     Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},

@@ -37,8 +37,9 @@ struct Configuration {
   std::size_t queue = 256;
   std::size_t max_connections = 10'000;
   std::size_t max_connections_per_address = 2'500;
-  std::size_t session_minutes = 120;
+  std::size_t session_minutes = 1440;
   std::string public_address;
+  std::string readers;
   std::size_t least_answers = 5;
   std::string access_log = "-";
   std::string error_log = "-";

@@ -141,6 +141,7 @@ desk::Settings Desk(const Configuration& configuration) {
   desk::Settings settings;
   settings.public_address = configuration.public_address;
   while (settings.public_address.ends_with('/')) settings.public_address.pop_back();
+  settings.readers = configuration.readers;
   settings.least_answers = configuration.least_answers;
   return settings;
 }

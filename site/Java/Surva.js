@@ -19,7 +19,7 @@
         { address: "stat.asp?Action=P", caption: "Statistics", group: "Reports" },
         { address: "browse.asp", caption: "Filled forms", group: "Reports" },
     ];
-    const publicPage = { address: "../surva.asp", caption: "Public page", group: "Public" };
+    const publicPage = { address: "../fill", caption: "Public page", group: "Public" };
     const kept = "surva.pages";
     const narrow = matchMedia("(max-width: 800px)");
 

@@ -5,7 +5,7 @@
 // Prints the findings of each page and their sum; --all shows each finding. Ends with 1 beyond what `most` allows.
 import { readFileSync } from "node:fs";
 import { Site, launchBrowser, openVisit } from "./site.js";
-import { publicPages, staffPages } from "./tour.js";
+import { filledPages, publicPages, staffPages } from "./tour.js";
 
 const most = 60;
 const source = readFileSync(new URL("node_modules/axe-core/axe.min.js", import.meta.url), "utf8");
@@ -36,7 +36,7 @@ if (process.argv[1] === new URL(import.meta.url).pathname) {
     const site = await Site.start();
     const browser = await launchBrowser();
     let sum = 0;
-    for (const tour of [publicPages, staffPages]) {
+    for (const tour of [filledPages, publicPages, staffPages]) {
         console.log(`${tour.name}:`);
         await count(site, browser, tour, (name, found) => {
             const rules = [...new Set(found.map(({ id }) => id))].map((id) => `${id} ${found.filter((one) => one.id === id).length}`);

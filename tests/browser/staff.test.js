@@ -26,8 +26,9 @@ for (const address of pages) {
 
         const toolbar = page.locator("nav.toolbar");
         const links = await toolbar.locator("a").evaluateAll((all) => all.map((link) => link.href));
-        const offered = [...pages.slice(0, 3), "schedule.asp?Action=P", ...pages.slice(3)];
-        assert.deepEqual(links, [...offered.map((other) => `${site.address}/admin/${other}`), `${site.address}/surva.asp`]);
+        for (const offered of pages.map((other) => `${site.address}/admin/${other}`))
+            assert.ok(links.includes(offered), `${offered} in ${links}`);
+        assert.equal(links.at(-1), `${site.address}/fill`);
         assert.deepEqual(await toolbar.locator("[aria-current]").evaluateAll((all) => all.map((link) => link.href)),
             [`${site.address}/admin/${address}`]);
 

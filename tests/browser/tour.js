@@ -2,6 +2,47 @@
 // Yields [name, page]; the page shows that state until the next is asked for.
 import { Form, logOn, press } from "./site.js";
 
+// What a respondent meets on his way.
+export async function* filledPages(site, page) {
+    const [full] = site.waiting("Training evaluation", 1);
+    const [short] = site.waiting("Short workshop", 1);
+    const held = page.frameLocator("#surva");
+    const enter = async (pin) => {
+        await held.getByLabel("PIN").fill(pin);
+        await held.getByRole("button", { name: "OK" }).click();
+    };
+    const accept = held.getByRole("button", { name: "Accept answers" });
+
+    await page.goto(`${site.address}/fill?PIN=${full.PIN}`);
+    await page.getByRole("button", { name: "Fill in the surva" }).waitFor();
+    yield ["fill-start", page];
+    await page.goto(`${site.address}/`);
+    await held.getByLabel("PIN").waitFor();
+    yield ["fill-pin", page];
+    await enter("999999999");
+    await held.getByText("You entered incorrect PIN").waitFor();
+    yield ["fill-pin-wrong", page];
+    await enter(full.PIN);
+    await held.getByRole("button", { name: "Next" }).waitFor();
+    yield ["fill-details", page];
+    await held.getByRole("button", { name: "Next" }).click();
+    await accept.waitFor();
+    yield ["fill-form", page];
+    await accept.click();
+    await page.locator("#open.urgent").waitFor();
+    yield ["fill-form-incomplete", page];
+    await page.goto(`${site.address}/fill`);
+    await enter(short.PIN);
+    await accept.waitFor();
+    yield ["fill-form-short", page];
+    for (const version of [987654, "none"]) {
+        await page.goto(`${site.address}/fill?version=${version}`);
+        await page.getByRole("button", { name: "Fill in the surva" }).click();
+        await held.locator("blockquote").waitFor();
+        yield [`fill-refused-${version}`, page];
+    }
+}
+
 // What a respondent meets without /fill around it.
 export async function* publicPages(site, page) {
     const at = (address) => page.goto(`${site.address}/${address}`);

@@ -98,6 +98,8 @@ export function chooseParticipants() {
     const list = form?.querySelector("select[name=StudentID i]");
     if (!list || window.parent === window)
         return;
+    // The page's own handler, whose script browsers no longer run.
+    window.lista = () => {};
     list.size = 6;
     startSearch(form.querySelector("input[name=filtr i]"), list);
     followLowerFrame(form, list);

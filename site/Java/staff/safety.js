@@ -17,18 +17,19 @@ function count(number, one, many) {
 
 // How many answers hang on a question or on one of its choices; asked for when the page opens, for a question to the
 // user cannot wait for the server.
-const given = new Map();
+let given = null;
 
-async function askForAnswers(key) {
-    const answer = await fetch(`answered.json?${key}`);
+async function askForAnswers(layout) {
+    const answer = await fetch(`answered.json?layout=${layout}`);
     if (answer.ok)
-        given.set(key, await answer.json());
+        given = await answer.json();
 }
 
-function cutOff(key) {
-    const { answers, respondents } = given.get(key) ?? {};
-    if (answers === undefined)
+// Of the whole question, or of one of its choices.
+function cutOff(choice = null) {
+    if (!given)
         return "Answers that respondents have given until now may lose their choice and show as \"No answer\".";
+    const { answers, respondents } = choice ? given.choices[choice] ?? { answers: 0 } : given;
     if (answers === 0)
         return "";
     return `${count(answers, "answer", "answers")} of ${count(respondents, "respondent", "respondents")} `
@@ -54,7 +55,7 @@ function beforeSubmit(form, button) {
     if (name === "delete" || name === "deleteevent")
         return "Delete this record? It cannot be brought back on this page.";
     const question = form.querySelector("input[name=ModifyQuestionAnswers i]");
-    const harm = question && cutOff(`layout=${question.value}`);
+    const harm = question && cutOff();
     return harm && `${harm}\n\nSave the answers all the same?`;
 }
 
@@ -65,7 +66,7 @@ function beforeFollowing(link) {
     if (!choice)
         return "";
     const box = link.closest("tr").querySelector("input[type=text]");
-    return [`Delete the answer "${box?.value ?? ""}"?`, cutOff(`choice=${choice}`)].filter(Boolean).join("\n\n");
+    return [`Delete the answer "${box?.value ?? ""}"?`, cutOff(choice)].filter(Boolean).join("\n\n");
 }
 
 // Links that change something as soon as they are followed.
@@ -192,9 +193,6 @@ export function keepFromHarm() {
     });
 
     const question = document.querySelector("input[name=ModifyQuestionAnswers i]");
-    const keys = question ? [`layout=${question.value}`] : [];
-    for (const link of document.querySelectorAll('a[href*="DeleteQuestionAnswer=" i]'))
-        keys.push(`choice=${parameter(link.href, "DeleteQuestionAnswer")}`);
-    for (const key of keys)
-        askForAnswers(key).catch(() => {});
+    if (question)
+        askForAnswers(question.value).catch(() => {});
 }

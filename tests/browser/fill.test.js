@@ -1,0 +1,237 @@
+// The respondent's way: /fill around surva.asp.
+import assert from "node:assert/strict";
+import { createServer } from "node:http";
+import { once } from "node:events";
+import { after, before, test } from "node:test";
+import { count } from "./axe.js";
+import { Site, launchBrowser, openVisit } from "./site.js";
+import { filledPages } from "./tour.js";
+
+let site;
+let browser;
+
+before(async () => {
+    site = await Site.start();
+    browser = await launchBrowser();
+});
+
+after(async () => {
+    await browser?.close();
+    await site?.stop();
+});
+
+// A visitor at an address of the way. `held` is what the frame holds.
+async function visit(address, options) {
+    const opened = await openVisit(browser, options);
+    await opened.page.goto(`${site.address}${address}`);
+    return { ...opened, held: opened.page.frameLocator("#surva"), start: opened.page.getByRole("button", { name: "Fill in the surva" }) };
+}
+
+async function enter(held, pin) {
+    await held.getByLabel("PIN").fill(pin);
+    await held.getByRole("button", { name: "OK" }).click();
+}
+
+function group(held, question) {
+    return held.getByRole("radiogroup", { name: question });
+}
+
+function send(held) {
+    return held.getByRole("button", { name: "Accept answers" }).click();
+}
+
+// The required answers of the short form, by the names that assistive technology hears.
+async function answerShort(held, plan) {
+    await group(held, /How useful was/).getByLabel("4").check();
+    await group(held, /How well did/).getByLabel("5").check();
+    await group(held, /The pace was/).getByLabel("About right").check();
+    await held.getByRole("textbox", { name: /What is the first thing/ }).fill(plan);
+}
+
+function plan({ StudentID, ScheduleID }) {
+    return site.value(`select TextAnswer from Mark join Question using (QuestionID) where StudentID=${StudentID}
+        and ScheduleID=${ScheduleID} and Content like 'What is the first thing%'`);
+}
+
+function drafts(page) {
+    return page.evaluate(() => Object.keys(localStorage).filter((key) => key.startsWith("surva.draft.")).length);
+}
+
+test("a link with a PIN waits for a press, and then passes the PIN page", async () => {
+    const [student] = site.waiting("Short workshop", 1);
+    const visitors = site.value("select count(*) from AnonymousStudent");
+    const { page, context, held, start, complaints } = await visit(`/fill?version=${site.version("Open day")}`);
+    await start.waitFor();
+    assert.equal(site.value("select count(*) from AnonymousStudent"), visitors, "a fetch alone enters nobody");
+    await start.click();
+    await held.getByText("You visit us as").waitFor();
+    assert.equal(site.value("select count(*) from AnonymousStudent"), visitors + 1);
+
+    const asked = [];
+    context.on("request", (request) => asked.push(`${request.method()} ${new URL(request.url()).pathname}${new URL(request.url()).search}`));
+    await page.goto(`${site.address}/fill?PIN=${student.PIN.slice(0, 3)}%20${student.PIN.slice(3)}`);
+    await start.waitFor();
+    assert.ok(!asked.some((request) => request.includes("surva.asp")), `${asked}`);
+    await start.click();
+    await answerShort(held, "by the link");
+    assert.deepEqual(asked.filter((request) => request.includes("surva.asp")), ["GET /surva.asp", "POST /surva.asp"]);
+    assert.equal(new URL(page.url()).search, "", "the PIN is gone from the address");
+    await send(held);
+    await held.getByRole("heading", { name: "Thank you" }).waitFor();
+    assert.equal(plan(student), "by the link", "stored as the named visit, not as the open day's");
+    assert.deepEqual(complaints, []);
+});
+
+test("the way is told, a returned form shows what is open, and no other host is asked", async () => {
+    const [student] = site.waiting("Training evaluation", 1);
+    const { page, context, held, alerts, complaints } = await visit("/");
+    const hosts = new Set();
+    context.on("request", (request) => hosts.add(new URL(request.url()).origin));
+    const step = page.locator("#way [aria-current=step]");
+    const open = page.locator("#open");
+
+    const box = held.getByLabel("PIN");
+    await box.waitFor();
+    assert.equal(await box.getAttribute("inputmode"), "numeric");
+    assert.ok(await box.evaluate((element) => element === element.ownerDocument.activeElement), "the PIN has the focus");
+    await enter(held, "999 999");
+    await held.getByText("You entered incorrect PIN").waitFor();
+    await enter(held, ` ${student.PIN.slice(0, 2)} ${student.PIN.slice(2)} `);
+    await held.getByText("Company details").waitFor();
+    assert.equal(await step.innerText(), "Your details");
+    await held.getByRole("button", { name: "Next" }).click();
+    await group(held, "Relevance to my work").waitFor();
+    assert.equal(await step.innerText(), "Questions");
+
+    const before = await open.innerText();
+    await group(held, "Relevance to my work").getByLabel("4").check();
+    const required = Number(before.split(" ")[0]);
+    assert.equal(await open.innerText(), `${required - 1} required questions open`);
+    await send(held);
+    await page.waitForFunction(() => document.getElementById("open").classList.contains("urgent"));
+    assert.equal(alerts.length, 1);
+    assert.ok(await group(held, "Relevance to my work").getByLabel("4").isChecked());
+    const first = held.getByRole("group", { name: /Why did you attend/ });
+    assert.equal(await first.evaluate((cell) => getComputedStyle(cell, "::before").content), '"Please answer"');
+    const place = await first.evaluate((cell) => cell.getBoundingClientRect().top + window.frameElement.getBoundingClientRect().top);
+    assert.ok(place > 0 && place < 700, `the first open question is at ${place}`);
+    await first.getByLabel("To prepare for a new task").check();
+    assert.equal(await first.evaluate((cell) => getComputedStyle(cell, "::before").content), "none", "answered, it is marked no longer");
+    assert.deepEqual([...hosts], [site.address]);
+    assert.deepEqual(complaints, []);
+});
+
+test("a draft outlives a reload and a lost visit, and is forgotten when the form is accepted", async () => {
+    const [student] = site.waiting("Short workshop", 1);
+    const { page, context, held, complaints } = await visit("/fill");
+    await enter(held, student.PIN);
+    await answerShort(held, "before the reload");
+    await page.waitForFunction(() => Object.entries(localStorage).some(([, value]) => value.includes("before the reload")));
+    assert.ok(!await page.evaluate((pin) => JSON.stringify(localStorage).includes(pin), student.PIN), "the PIN is not kept");
+
+    await page.reload();
+    await page.getByText("are kept in this browser").waitFor();
+    await enter(held, student.PIN);
+    await page.getByText("The answers that you had given are back.").waitFor();
+    const text = held.getByRole("textbox", { name: /What is the first thing/ });
+    assert.equal(await text.inputValue(), "before the reload");
+    assert.equal(await page.locator("#open").isVisible(), false, "nothing required is open");
+
+    await text.fill("after the loss");
+    await context.clearCookies();
+    await send(held);
+    await page.getByText("Your visit had ended in the meantime").waitFor();
+    assert.equal(plan(student), undefined);
+    await page.getByRole("button", { name: "Go on" }).click();
+    await page.getByText("The answers that you had given are back.").waitFor();
+    await send(held);
+    await held.getByRole("heading", { name: "Thank you" }).waitFor();
+    assert.equal(plan(student), "after the loss");
+    assert.equal(await drafts(page), 0);
+    assert.deepEqual(complaints, []);
+});
+
+test("a server that goes away loses nothing, and a shared computer keeps nothing", async () => {
+    const [student] = site.waiting("Short workshop", 1);
+    const { page, held } = await visit("/fill");
+    await enter(held, student.PIN);
+    await answerShort(held, "while the server was away");
+    await site.kill("SIGKILL");
+    await send(held);
+    await page.getByText("The server cannot be reached. Your answers are kept here.").waitFor();
+    await site.serve(new URL(site.address).host);
+    await page.getByRole("button", { name: "Try again" }).click();
+    await page.getByText("The answers that you had given are back.").waitFor();
+    assert.equal(await drafts(page), 1);
+
+    await page.getByLabel("This is a shared computer").check();
+    assert.equal(await drafts(page), 0);
+    await held.getByRole("textbox", { name: /What is the first thing/ }).fill("not to be kept");
+    await page.waitForTimeout(600);
+    assert.equal(await drafts(page), 0);
+    await send(held);
+    await held.getByRole("heading", { name: "Thank you" }).waitFor();
+    assert.equal(plan(student), "not to be kept");
+});
+
+test("a thank-you page on another site opens in the whole window", async () => {
+    const other = createServer((request, response) => response.end("elsewhere")).listen(0, "127.0.0.1");
+    await once(other, "listening");
+    const thanks = `http://127.0.0.1:${other.address().port}/thanks?from=surva`;
+    const [student] = site.waiting("Short workshop", 1);
+    site.query(`update SurvaVersion set ThankYouPage='${thanks}' where SurvaVersionID=${site.version("Short workshop")}`);
+    const { page, held } = await visit("/fill");
+    await enter(held, student.PIN);
+    await answerShort(held, "thanked elsewhere");
+    await send(held);
+    await page.waitForURL(thanks);
+    assert.equal(plan(student), "thanked elsewhere");
+    await page.goto(`${site.address}/fill`);
+    assert.equal(await drafts(page), 0);
+    site.query(`update SurvaVersion set ThankYouPage='' where SurvaVersionID=${site.version("Short workshop")}`);
+    other.close();
+});
+
+test("without scripts a plain link leads to surva.asp", async () => {
+    const { page } = await visit(`/fill?version=${site.version("Open day")}`, { javaScriptEnabled: false });
+    await page.getByRole("link", { name: "Fill in the surva" }).click();
+    assert.ok(await page.getByText("You visit us as").isVisible());
+    await page.goto(`${site.address}/`);
+    await page.getByRole("link", { name: "Fill in the surva" }).click();
+    assert.ok(await page.getByText("Enter your PIN number").isVisible());
+});
+
+test("the banner leads home where no web site is set, and out of the frame", async () => {
+    const { page, held } = await visit(`/fill?version=${site.version("Open day")}`);
+    await page.getByRole("button", { name: "Fill in the surva" }).click();
+    assert.equal(await held.locator("a[href='/official']").getAttribute("target"), "_top");
+    await page.locator(".brand").click();
+    await held.getByLabel("PIN").waitFor();
+    assert.equal(page.frames().length, 2);
+});
+
+test("by style alone, the whole line of a choice is its target, and short choices stand in one line", async () => {
+    const { page } = await openVisit(browser, { viewport: { width: 390, height: 844 } });
+    await page.goto(`${site.address}/surva.asp?version=${site.version("Open day")}`);
+    const cell = (text) => page.locator("td[bgcolor='#C0C0C0']", { hasText: text }).locator("xpath=following-sibling::td[1]");
+    const rows = cell("How did you hear").locator("input");
+    const line = await cell("How did you hear").boundingBox();
+    const second = await rows.nth(1).boundingBox();
+    await page.mouse.click(line.x + line.width - 8, second.y + second.height / 2);
+    assert.ok(await rows.nth(1).isChecked(), "a press at the line's end");
+
+    const scale = cell("Welcome").locator("input");
+    const places = await scale.evaluateAll((all) => all.map((one) => one.getBoundingClientRect().top));
+    assert.equal(places.length, 5);
+    assert.equal(new Set(places).size, 1, "1 to 5 stand in one line");
+    await scale.nth(2).scrollIntoViewIfNeeded();
+    const third = await scale.nth(2).boundingBox();
+    await page.mouse.click(third.x + third.width + 5, third.y + third.height / 2);
+    assert.ok(await scale.nth(2).isChecked(), "a press on the text meets its choice, not the next");
+});
+
+test("assistive technology meets nothing to object to on the public form in its frame", async () => {
+    const counts = await count(site, browser, filledPages);
+    assert.ok(Object.keys(counts).length >= 8);
+    assert.deepEqual(Object.entries(counts).filter(([, number]) => number > 0), []);
+});
