@@ -38,21 +38,27 @@ wire::HttpResponse ShowAnswered(Context& context) {
   data::Connection& db = context.connection;
   Given all;
   std::map<std::int64_t, Given> choices;
-  Count(db.Query({"select FieldValueID, count(*) as Answers, count(*) as Respondents from Mark where FieldValueID in "
-                  "(select FieldValueID from FieldValue, SurvaLayout where FieldValue.QuestionID=SurvaLayout.QuestionID "
-                  "and SurvaLayoutID=", Number(*layout), ") group by FieldValueID"}),
-        all, choices);
+  Count(
+      db.Query({"select FieldValueID, count(*) as Answers, count(*) as Respondents from Mark where FieldValueID in "
+                "(select FieldValueID from FieldValue, SurvaLayout where FieldValue.QuestionID=SurvaLayout.QuestionID "
+                "and SurvaLayoutID=",
+                Number(*layout), ") group by FieldValueID"}),
+      all, choices);
   Count(db.Query({"select FieldValueID, count(*) as Answers, count(*) as Respondents from AnonymousMark where "
                   "FieldValueID in (select FieldValueID from FieldValue, SurvaLayout where "
-                  "FieldValue.QuestionID=SurvaLayout.QuestionID and SurvaLayoutID=", Number(*layout),
-                  ") group by FieldValueID"}),
+                  "FieldValue.QuestionID=SurvaLayout.QuestionID and SurvaLayoutID=",
+                  Number(*layout), ") group by FieldValueID"}),
         all, choices);
   for (const Row& row :
        db.Query({"select (select count(*) from (select distinct StudentID, ScheduleID from Mark where FieldValueID in "
                  "(select FieldValueID from FieldValue, SurvaLayout where FieldValue.QuestionID=SurvaLayout.QuestionID "
-                 "and SurvaLayoutID=", Number(*layout), ")) as Named) + (select count(distinct StudentID) from "
+                 "and SurvaLayoutID=",
+                 Number(*layout),
+                 ")) as Named) + (select count(distinct StudentID) from "
                  "AnonymousMark where FieldValueID in (select FieldValueID from FieldValue, SurvaLayout where "
-                 "FieldValue.QuestionID=SurvaLayout.QuestionID and SurvaLayoutID=", Number(*layout), ")) as "
+                 "FieldValue.QuestionID=SurvaLayout.QuestionID and SurvaLayoutID=",
+                 Number(*layout),
+                 ")) as "
                  "Respondents"})) {
     all.respondents = row["Respondents"].Integer();
   }

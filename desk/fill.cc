@@ -30,7 +30,9 @@ wire::HttpResponse ShowFillPage(Context& context) {
               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>surva</title>\n"
               "<link rel=\"stylesheet\" href=\"css/fill.css\">\n"
               "<script type=\"module\" src=\"Java/fill/main.js\"></script>\n</head>\n"
-              "<body data-pin=\"", pin, "\" data-version=\"", version, "\">\n"
+              "<body data-pin=\"",
+              pin, "\" data-version=\"", version,
+              "\">\n"
               "<header>\n<a class=\"brand\" href=\"",
               context.owner.official,
               "/official\"><img src=\"images/train_cert.gif\" alt=\"surva\" width=\"468\" "
@@ -40,27 +42,31 @@ wire::HttpResponse ShowFillPage(Context& context) {
               "<section id=\"start\" class=\"card\">\n"});
   // Without scripts the page is these links.
   if (!pin.empty()) {
-    page.Write({"<p>Your PIN is <b>", pin, "</b>. Enter it on the next page.</p>\n"
+    page.Write({"<p>Your PIN is <b>", pin,
+                "</b>. Enter it on the next page.</p>\n"
                 "<p><a class=\"button\" href=\"surva.asp\">Fill in the surva</a></p>\n"});
   } else if (!version.empty()) {
     page.Write({"<p>You are invited to fill in a surva. You need no PIN.</p>\n"
-                "<p><a class=\"button\" href=\"surva.asp?version=", Url(version), "\">Fill in the surva</a></p>\n"});
+                "<p><a class=\"button\" href=\"surva.asp?version=",
+                Url(version), "\">Fill in the surva</a></p>\n"});
   } else {
     page.Write({"<p><a class=\"button\" href=\"surva.asp\">Fill in the surva</a></p>\n"});
   }
-  page.Write({"</section>\n<iframe id=\"surva\" name=\"surva\" title=\"The surva\" hidden></iframe>\n</main>\n<footer>\n"});
+  page.Write(
+      {"</section>\n<iframe id=\"surva\" name=\"surva\" title=\"The surva\" hidden></iframe>\n</main>\n<footer>\n"});
   if (!context.settings.readers.empty()) page.Write({"<p id=\"readers\">", context.settings.readers, "</p>\n"});
   page.Write({"<p id=\"keeping\" hidden><label><input type=\"checkbox\" id=\"shared\"> This is a shared computer: keep "
               "nothing of my answers on it</label></p>\n"
-              "<p><a href=\"", context.owner.homepage, "\">", context.owner.notice, "</a></p>\n</footer>\n</body>\n</html>\n"});
+              "<p><a href=\"",
+              context.owner.homepage, "\">", context.owner.notice, "</a></p>\n</footer>\n</body>\n</html>\n"});
   return WholePage(std::move(page));
 }
 
 wire::HttpResponse ShowThanksAddress(Context& context) {
   std::string address;
   if (const auto version = ReadKey(context.request("version"))) {
-    for (const Row& row : context.connection.Query(
-             {"select ThankYouPage from SurvaVersion where SurvaVersionID=", Number(*version)})) {
+    for (const Row& row :
+         context.connection.Query({"select ThankYouPage from SurvaVersion where SurvaVersionID=", Number(*version)})) {
       address = row["ThankYouPage"].Text();
     }
   }
