@@ -28,7 +28,7 @@ async function visit(address, options) {
 }
 
 async function enter(held, pin) {
-    await held.getByLabel("PIN").fill(pin);
+    await held.getByLabel("PIN", { exact: true }).fill(pin);
     await held.getByRole("button", { name: "OK" }).click();
 }
 
@@ -90,7 +90,7 @@ test("the way is told, a returned form shows what is open, and no other host is 
     const step = page.locator("#way [aria-current=step]");
     const open = page.locator("#open");
 
-    const box = held.getByLabel("PIN");
+    const box = held.getByLabel("PIN", { exact: true });
     await box.waitFor();
     assert.equal(await box.getAttribute("inputmode"), "numeric");
     assert.ok(await box.evaluate((element) => element === element.ownerDocument.activeElement), "the PIN has the focus");
@@ -206,7 +206,7 @@ test("the banner leads home where no web site is set, and out of the frame", asy
     await page.getByRole("button", { name: "Fill in the surva" }).click();
     assert.equal(await held.locator("a[href='/official']").getAttribute("target"), "_top");
     await page.locator(".brand").click();
-    await held.getByLabel("PIN").waitFor();
+    await held.getByLabel("PIN", { exact: true }).waitFor();
     assert.equal(page.frames().length, 2);
 });
 

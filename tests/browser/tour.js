@@ -8,7 +8,7 @@ export async function* filledPages(site, page) {
     const [short] = site.waiting("Short workshop", 1);
     const held = page.frameLocator("#surva");
     const enter = async (pin) => {
-        await held.getByLabel("PIN").fill(pin);
+        await held.getByLabel("PIN", { exact: true }).fill(pin);
         await held.getByRole("button", { name: "OK" }).click();
     };
     const accept = held.getByRole("button", { name: "Accept answers" });
@@ -17,7 +17,7 @@ export async function* filledPages(site, page) {
     await page.getByRole("button", { name: "Fill in the surva" }).waitFor();
     yield ["fill-start", page];
     await page.goto(`${site.address}/`);
-    await held.getByLabel("PIN").waitFor();
+    await held.getByLabel("PIN", { exact: true }).waitFor();
     yield ["fill-pin", page];
     await enter("999999999");
     await held.getByText("You entered incorrect PIN").waitFor();
@@ -78,7 +78,7 @@ export async function* publicPages(site, page) {
 export async function* staffPages(site, page) {
     const at = (address) => page.goto(`${site.address}/admin/${address}`);
     const version = site.version("Training evaluation");
-    const events = (order) => site.value(`select ScheduleID from Participant where PIN='' group by ScheduleID
+    const events = (order) => site.value(`select ScheduleID from Participant where PIN='' collate nocase group by ScheduleID
         order by count(*) ${order} limit 1`);
     const event = events("desc");
     const layout = site.value(`select SurvaLayoutID from SurvaLayout join Question using (QuestionID)
