@@ -26,6 +26,7 @@ void Connection::Reopen() {
   Open();
   if (!begun_) return;
   engine_->Begin();
+  engine_->SetAuthor(author_);
   for (const std::int64_t lock : locks_) engine_->Lock(lock);
 }
 
@@ -61,6 +62,7 @@ void Connection::Begin() {
   }
   try {
     engine.Begin();
+    engine.SetAuthor(author_);
   } catch (...) {
     Rollback();
     throw;
@@ -74,7 +76,7 @@ Rows Connection::Write(Statement statement) {
   return Run(statement, Effect::kWrite);
 }
 
-std::int64_t Connection::Execute(std::initializer_list<Piece> statement) {
+std::int64_t Connection::Execute(Statement statement) {
   Write(statement);
   return engine_->RowsTouched();
 }

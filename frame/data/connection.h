@@ -33,7 +33,8 @@ class Connection {
   Rows Query(std::initializer_list<Piece> statement) { return Query(Statement(statement)); }
   Rows Query(Statement statement);
   // Writes; gives the number of rows touched.
-  std::int64_t Execute(std::initializer_list<Piece> statement);
+  std::int64_t Execute(std::initializer_list<Piece> statement) { return Execute(Statement(statement)); }
+  std::int64_t Execute(Statement statement);
   // Writes by a statement that ends in `returning ...`; gives what that names.
   Rows ExecuteReturning(std::initializer_list<Piece> statement) { return Write(statement); }
 
@@ -52,6 +53,9 @@ class Connection {
   // The same for a request that may come to write nothing: it is no write, and takes no writer's turn. To be called
   // before the first statement. On SQLite it does nothing: there the host puts the requests of a visitor in order.
   void Hold(std::string_view thing);
+
+  // Whose writes these are; to be said before the first one.
+  void SetAuthor(Author author) { author_ = std::move(author); }
 
   // A transaction of a page's own inside the request's.
   void BeginTrans();
@@ -87,6 +91,7 @@ class Connection {
   Database& database_;
   std::unique_ptr<Engine> engine_;
   Durability durability_ = Durability::kDisk;
+  Author author_;
   std::vector<std::int64_t> locks_;
   std::vector<KeptStatement> at_commit_;
   bool fresh_ = false;    // nothing has reached the server yet

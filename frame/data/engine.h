@@ -37,6 +37,12 @@ struct RowSet {
   std::size_t size() const { return cells.size() / columns.size(); }
 };
 
+// Who writes and by which request, for the history of what rows were before.
+struct Author {
+  std::string person;
+  std::string request;
+};
+
 class Engine {
  public:
   virtual ~Engine() = default;
@@ -56,6 +62,8 @@ class Engine {
   virtual void Begin() = 0;
   // Holds a name until the transaction ends; whoever else asks for it waits. May be put off to the next statement.
   virtual void Lock(std::int64_t name) = 0;
+  // Of the transaction; costs nothing until a row may be changed or deleted.
+  virtual void SetAuthor(const Author& author) = 0;
   // Runs the last statement, if it is not empty, and commits: both or nothing. Throws Fault: kCommitInDoubt if it is
   // not known whether the commit went through, anything else if it did not.
   virtual void Commit(Durability durability, Statement last) = 0;

@@ -9,6 +9,7 @@
 #include "frame/data/postgres_values.h"
 #include "frame/data/schema.h"
 #include "frame/values/fault.h"
+#include "frame/values/text.h"
 
 namespace surva::data {
 namespace {
@@ -45,6 +46,7 @@ class PostgresEngine final : public Engine {
   void RunScript(const std::string& script) override;
   void Begin() override;
   void Lock(std::int64_t name) override { wanted_.push_back(name); }
+  void SetAuthor(const Author& author) override { author_ = author; }
   void Commit(Durability durability, Statement last) override;
   void Rollback() noexcept override;
   bool InTransaction() const override { return begun_ || link_.in_transaction(); }
@@ -63,6 +65,7 @@ class PostgresEngine final : public Engine {
   void LearnTables();
   Rows RunAssembled(Effect effect);
   void AddAhead();
+  void AddAuthor();
   void AddStatement(Prepared& prepared);
   void StepBack();
   void LoseLocks(std::size_t kept);
@@ -79,6 +82,8 @@ class PostgresEngine final : public Engine {
   std::vector<std::string> values_;
 
   // The transaction under way.
+  Author author_;
+  bool author_told_ = false;          // to the server
   bool begun_ = false;                // it was asked for
   bool opened_ = false;               // and the server has it open
   bool dirty_ = false;                // something was written or locked since the last savepoint
@@ -112,7 +117,10 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
 
 Rows PostgresEngine::RunAssembled(Effect effect) {
   Prepared& prepared = prepared_[sql_];
-  if (begun_) AddAhead();
+  if (begun_) {
+    AddAhead();
+    AddAuthor();
+  }
   AddStatement(prepared);
   const PostgresResult result = link_.Finish();
   if (!PostgresLink::Succeeded(result.get())) {
@@ -155,13 +163,28 @@ void PostgresEngine::AddAhead() {
   wanted_.clear();
 }
 
+// The triggers that keep the old rows ask who it was. What only adds rows has none to keep.
+void PostgresEngine::AddAuthor() {
+  const bool keeps = !EqualNames(sql_.substr(0, 6), "select") && !EqualNames(sql_.substr(0, 6), "insert");
+  const bool may_overwrite = keeps || sql_.find("on conflict") != std::string::npos;
+  if (author_told_ || !may_overwrite || (author_.person.empty() && author_.request.empty())) return;
+  const auto quoted = [](std::string_view text) {
+    std::string literal = "'";
+    for (const char c : text) literal.append(c == '\'' ? 2 : 1, c);
+    return literal + "'";
+  };
+  link_.Add("SELECT set_config('surva.person', " + quoted(author_.person) + ", true), set_config('surva.request', " +
+            quoted(author_.request) + ", true)");
+  author_told_ = true;
+}
+
 // Undoes a failed statement, and what went out ahead of it since the last savepoint.
 void PostgresEngine::StepBack() {
   const bool has_mark = opened_ && !marks_.empty();
   link_.TryRun(has_mark ? "ROLLBACK TO SAVEPOINT " + MarkName(marks_.size()) : "ROLLBACK");
   if (!has_mark) opened_ = false;
   LoseLocks(has_mark ? marks_.back() : 0);
-  dirty_ = false;
+  dirty_ = author_told_ = false;
 }
 
 // Locks go with what is undone; they are asked for again.
@@ -214,7 +237,7 @@ void PostgresEngine::RunScript(const std::string& script) {
 }
 
 void PostgresEngine::Forget() {
-  begun_ = opened_ = dirty_ = false;
+  begun_ = opened_ = dirty_ = author_told_ = false;
   wanted_.clear();
   held_.clear();
   marks_.clear();
@@ -289,6 +312,7 @@ void PostgresEngine::RollbackInner() noexcept {
   LoseLocks(locks_outside_);
   marks_outside_ = 0;
   dirty_ = true;
+  author_told_ = false;
 }
 
 }  // namespace

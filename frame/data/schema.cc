@@ -81,6 +81,19 @@ constexpr Column kOutboxColumns[] = {
     {"Attempts", kLong},     {"NextTry", kBig},     {"ClaimedBy", kPlain},    {"ClaimedAt", kBig}, {"EndedAt", kBig},
     {"MessageName", kPlain}, {"Site", kPlain},      {"Told", kPlain},
 };
+// Staff, by their names in small letters; sessions and browsers by the digests of their cookies. Times are in seconds
+// of the system clock.
+constexpr Column kStaffAccountColumns[] = {
+    {"AccountKey", kName, 60}, {"Name", kPlain}, {"Role", kPlain}, {"PasswordHash", kPlain}};
+constexpr Column kStaffSessionColumns[] = {
+    {"SessionKey", kName, 64}, {"AccountKey", kPlain}, {"Begun", kBig}, {"LastUse", kBig}};
+constexpr Column kStaffBrowserColumns[] = {{"BrowserKey", kName, 64}, {"AccountKey", kPlain}, {"LastUse", kBig}};
+// Wrong tries of PINs and passwords, as a debt of time that is paid off at a moment.
+constexpr Column kWrongTryColumns[] = {{"TryKey", kName, 100}, {"PaidOff", kBig}, {"LastTry", kBig}};
+// What the rows of the fourteen tables were before they were changed or deleted; the triggers write it.
+constexpr Column kHistoryColumns[] = {{"HistoryID", kKey},   {"ChangedAt", kDate},  {"Person", kPlain},
+                                      {"RequestID", kPlain}, {"TableName", kPlain}, {"RowKey", kBig},
+                                      {"Act", kPlain},       {"OldRow", kPlain}};
 
 // One index for every way in which a page looks rows up, or walks them in order, in a table that grows with use.
 constexpr Index kIndexes[] = {
@@ -128,6 +141,9 @@ constexpr Index kIndexes[] = {
     {"Outbox", "State, NextTry"},
     {"Outbox", "ScheduleID"},
     {"Outbox", "ParticipantID"},
+    {"StaffSession", "AccountKey"},
+    {"History", "ChangedAt"},
+    {"History", "RequestID"},
 };
 
 }  // namespace
@@ -151,6 +167,11 @@ const Table kVisitorSession{"VisitorSession", kVisitorSessionColumns};
 const Table kEventClose{"EventClose", kEventCloseColumns};
 const Table kMailText{"MailText", kMailTextColumns};
 const Table kOutbox{"Outbox", kOutboxColumns};
+const Table kStaffAccount{"StaffAccount", kStaffAccountColumns};
+const Table kStaffSession{"StaffSession", kStaffSessionColumns};
+const Table kStaffBrowser{"StaffBrowser", kStaffBrowserColumns};
+const Table kWrongTry{"WrongTry", kWrongTryColumns};
+const Table kHistory{"History", kHistoryColumns};
 }  // namespace tables
 
 const Column& Table::Find(std::string_view column) const {
@@ -172,8 +193,9 @@ std::span<const Table* const> AllTables() {
 }
 
 std::span<const Table* const> HostTables() {
-  static constexpr const Table* kAll[] = {&tables::kVisitorSession, &tables::kEventClose, &tables::kMailText,
-                                          &tables::kOutbox};
+  using namespace tables;
+  static constexpr const Table* kAll[] = {&kVisitorSession, &kEventClose,   &kMailText, &kOutbox, &kStaffAccount,
+                                          &kStaffSession,   &kStaffBrowser, &kWrongTry, &kHistory};
   return kAll;
 }
 

@@ -53,7 +53,8 @@ struct Index {
 namespace tables {
 extern const Table kCompany, kStudent, kTrainer, kTraining, kSchedule, kParticipant, kSurvaVersion, kQuestion,
     kFieldValue, kSurvaLayout, kMark, kAnonymousStudent, kAnonymousMark, kMessage;
-extern const Table kVisitorSession, kEventClose, kMailText, kOutbox;
+extern const Table kVisitorSession, kEventClose, kMailText, kOutbox, kStaffAccount, kStaffSession, kStaffBrowser,
+    kWrongTry, kHistory;
 }  // namespace tables
 
 // The fourteen tables of the system and those of the host's own, in the order in which they are made.

@@ -1,6 +1,7 @@
 #include "frame/data/schema_making.h"
 
 #include "frame/data/collation.h"
+#include "frame/values/text.h"
 
 namespace surva::data {
 namespace {
@@ -29,6 +30,16 @@ CREATE OR REPLACE FUNCTION number_like(integer, text) RETURNS boolean LANGUAGE s
 
 constexpr std::string_view kPostgresOperator =
     "CREATE OPERATOR ~~ (LEFTARG = integer, RIGHTARG = text, FUNCTION = number_like);\n";
+
+constexpr std::string_view kKeepHistory = R"sql(
+CREATE OR REPLACE FUNCTION keep_history() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+  INSERT INTO History (ChangedAt, Person, RequestID, TableName, RowKey, Act, OldRow)
+  VALUES (now(), coalesce(current_setting('surva.person', true), ''), coalesce(current_setting('surva.request', true), ''),
+          TG_ARGV[0], (to_json(OLD)->>TG_ARGV[1])::bigint, pg_catalog.lower(TG_OP), to_json(OLD)::text);
+  RETURN NULL;
+END $$;
+)sql";
 
 std::string ColumnDefinition(const Column& column, Dialect dialect) {
   using enum ColumnType;
@@ -94,6 +105,32 @@ std::string MakeFunctions(Dialect dialect) {
   return dialect == Dialect::kPostgres ? std::string(kPostgresFunctions) : std::string();
 }
 
+std::string MakeHistory(Dialect dialect) {
+  std::string script;
+  if (dialect == Dialect::kPostgres) script = kKeepHistory;
+  for (const Table* table : AllTables()) {
+    const std::string name(table->name);
+    const std::string key(table->key().name);
+    if (dialect == Dialect::kPostgres) {
+      script += "CREATE OR REPLACE TRIGGER keep_history AFTER UPDATE OR DELETE ON " + name +
+                " FOR EACH ROW EXECUTE FUNCTION keep_history('" + name + "', '" + LowerName(key) + "');\n";
+      continue;
+    }
+    std::string row;
+    for (const Column& column : table->columns) {
+      row += (row.empty() ? "'" : ", '") + std::string(column.name) + "', OLD." + std::string(column.name);
+    }
+    for (const std::string act : {"update", "delete"}) {
+      const std::string trigger = name + "_" + act;
+      script += "DROP TRIGGER IF EXISTS " + trigger + ";\nCREATE TRIGGER " + trigger + " AFTER " + act + " ON " + name +
+                " BEGIN INSERT INTO History (ChangedAt, Person, RequestID, TableName, RowKey, Act, OldRow) VALUES "
+                "(now(), history_person(), history_request(), '" +
+                name + "', OLD." + key + ", '" + act + "', history_row(" + row + ")); END;\n";
+    }
+  }
+  return script;
+}
+
 std::string MakeAll(Dialect dialect) {
   std::string script;
   if (dialect == Dialect::kPostgres) {
@@ -102,7 +139,8 @@ std::string MakeAll(Dialect dialect) {
   for (const auto all : {AllTables(), HostTables()}) {
     for (const Table* table : all) script += MakeTable(*table, dialect);
   }
-  return script + MakeIndexes(dialect) + "CREATE TABLE SchemaVersion (Version integer NOT NULL);\n";
+  return script + MakeIndexes(dialect) + MakeHistory(dialect) +
+         "CREATE TABLE SchemaVersion (Version integer NOT NULL);\n";
 }
 
 }  // namespace surva::data

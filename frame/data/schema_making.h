@@ -16,5 +16,7 @@ std::string MakeTable(const Table& table, Dialect dialect);
 std::string AddColumn(const Table& table, const Column& column, Dialect dialect);
 std::string MakeIndexes(Dialect dialect);
 std::string MakeFunctions(Dialect dialect);
+// The triggers that keep the old row of each update and delete; those that stand are made anew.
+std::string MakeHistory(Dialect dialect);
 
 }  // namespace surva::data

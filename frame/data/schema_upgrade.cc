@@ -72,7 +72,7 @@ void MakeWhatIsMissing(Engine& engine) {
       }
     }
   }
-  engine.RunScript(script + MakeIndexes(engine.dialect()));
+  engine.RunScript(script + MakeIndexes(engine.dialect()) + MakeHistory(engine.dialect()));
 }
 
 // Version 1 is two: an index was once put in another's place without a new number. Its texts in SQLite had a collation

@@ -13,6 +13,7 @@
 #include "frame/data/assembly.h"
 #include "frame/data/collation.h"
 #include "frame/data/schema.h"
+#include "frame/values/ascii.h"
 #include "frame/values/date_time.h"
 #include "frame/values/fault.h"
 #include "frame/values/text.h"
@@ -86,6 +87,50 @@ void MonthFunction(sqlite3_context* context, int, sqlite3_value** values) {
   GiveDatePart(context, DatePart::kMonth, values[0]);
 }
 
+// The triggers ask these.
+void PersonFunction(sqlite3_context* context, int, sqlite3_value**) {
+  GiveText(context, static_cast<const Author*>(sqlite3_user_data(context))->person);
+}
+void RequestFunction(sqlite3_context* context, int, sqlite3_value**) {
+  GiveText(context, static_cast<const Author*>(sqlite3_user_data(context))->request);
+}
+
+void AppendJson(std::string& json, std::string_view text) {
+  json += '"';
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) {
+      json.append("\\u00");
+      json += {kHexDigits[static_cast<unsigned char>(c) / 16], kHexDigits[static_cast<unsigned char>(c) % 16]};
+      continue;
+    }
+    if (c == '"' || c == '\\') json += '\\';
+    json += c;
+  }
+  json += '"';
+}
+
+// Names and values by turns, as a JSON object. SQLite's own json_object is not for triggers of a file that others may
+// have written.
+void RowFunction(sqlite3_context* context, int count, sqlite3_value** values) {
+  std::string json = "{";
+  for (int i = 0; i + 1 < count; i += 2) {
+    if (i > 0) json += ',';
+    AppendJson(json, TextOf(values[i]));
+    json += ':';
+    switch (sqlite3_value_type(values[i + 1])) {
+      case SQLITE_NULL:
+        json += "null";
+        break;
+      case SQLITE_TEXT:
+        AppendJson(json, TextOf(values[i + 1]));
+        break;
+      default:
+        json += TextOf(values[i + 1]);
+    }
+  }
+  GiveText(context, json + "}");
+}
+
 // X like Y calls like(Y, X).
 void LikeFunction(sqlite3_context* context, int, sqlite3_value** values) {
   if (sqlite3_value_type(values[0]) == SQLITE_NULL || sqlite3_value_type(values[1]) == SQLITE_NULL) return;
@@ -108,6 +153,7 @@ class SqliteEngine final : public Engine {
   void Begin() override;
   // The one writer's turn is all the lock there is.
   void Lock(std::int64_t) override {}
+  void SetAuthor(const Author& author) override { author_ = author; }
   void Commit(Durability durability, Statement last) override;
   void Flush() override;
   void Rollback() noexcept override;
@@ -135,7 +181,7 @@ class SqliteEngine final : public Engine {
   }
   void AddFunction(const char* name, int arguments, int flags,
                    void (*function)(sqlite3_context*, int, sqlite3_value**)) {
-    Check(sqlite3_create_function_v2(database_.get(), name, arguments, SQLITE_UTF8 | SQLITE_INNOCUOUS | flags, nullptr,
+    Check(sqlite3_create_function_v2(database_.get(), name, arguments, SQLITE_UTF8 | SQLITE_INNOCUOUS | flags, &author_,
                                      function, nullptr, nullptr, nullptr));
   }
   void TurnOnWriteAheadLog();
@@ -145,6 +191,7 @@ class SqliteEngine final : public Engine {
 
   const std::string path_;
   Traffic& traffic_;
+  Author author_;
   DatabaseHandle database_;
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
@@ -178,6 +225,9 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
   AddFunction("datepart", 2, SQLITE_DETERMINISTIC, DatePartFunction);
   AddFunction("month", 1, SQLITE_DETERMINISTIC, MonthFunction);
   AddFunction("year", 1, SQLITE_DETERMINISTIC, YearFunction);
+  AddFunction("history_row", -1, SQLITE_DETERMINISTIC, RowFunction);
+  AddFunction("history_person", 0, 0, PersonFunction);
+  AddFunction("history_request", 0, 0, RequestFunction);
   AddFunction("like", 2, SQLITE_DETERMINISTIC, LikeFunction);
   Check(sqlite3_create_collation_v2(opened, kCollation.data(), SQLITE_UTF8, nullptr, CompareFunction, nullptr));
   TurnOnWriteAheadLog();

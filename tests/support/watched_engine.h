@@ -46,6 +46,7 @@ class WatchedEngine final : public data::Engine {
   void RunScript(const std::string& script) override { engine_->RunScript(script); }
   void Begin() override { engine_->Begin(); }
   void Lock(std::int64_t name) override { engine_->Lock(name); }
+  void SetAuthor(const data::Author& author) override { engine_->SetAuthor(author); }
   void Commit(data::Durability durability, data::Statement last) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
     engine_->Commit(durability, last);
