@@ -11,20 +11,6 @@ constexpr std::string_view kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
     "font-src 'self'; frame-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'self'";
 
-std::string_view NameOf(guard::Role role) {
-  switch (role) {
-    case guard::Role::kOwner:
-      return "owner";
-    case guard::Role::kPlanner:
-      return "planner";
-    case guard::Role::kDesigner:
-      return "designer";
-    case guard::Role::kAnalyst:
-      break;
-  }
-  return "analyst";
-}
-
 wire::HttpResponse Answer(std::string content_type, std::string body) {
   wire::HttpResponse answer;
   answer.content_type = std::move(content_type);
@@ -102,7 +88,7 @@ wire::HttpResponse SeeOther(std::string address) {
 
 wire::HttpResponse ShowPageList(Context& context) {
   std::string json = "{\"person\":" + JsonText(context.person.name) +
-                     ",\"role\":" + JsonText(NameOf(context.person.role)) + ",\"pages\":[";
+                     ",\"role\":" + JsonText(guard::NameOf(context.person.role)) + ",\"pages\":[";
   for (const PageLink& link : context.pages) {
     if (&link != context.pages.data()) json += ',';
     json += "{\"address\":" + JsonText(link.address) + ",\"caption\":" + JsonText(link.caption) +

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,12 @@ enum class Role : std::uint8_t {
   kAnalyst,   // reports
 };
 
+constexpr Role kRoles[] = {Role::kOwner, Role::kPlanner, Role::kDesigner, Role::kAnalyst};
+
+// A role's name, as the command line and the database have it, and back.
+std::string_view NameOf(Role role);
+std::optional<Role> ReadRole(std::string_view name);
+
 // A set of roles. The owner is in every set that is not empty; an empty one says that nobody is asked who he is.
 class Roles {
  public:
@@ -23,6 +30,7 @@ class Roles {
     for (const Role role : roles) bits_ |= Bit(role);
   }
   static constexpr Roles All() { return {Role::kPlanner, Role::kDesigner, Role::kAnalyst}; }
+  static constexpr Roles Owner() { return {Role::kOwner}; }
 
   constexpr bool empty() const { return bits_ == 0; }
   constexpr bool Contains(Role role) const { return (bits_ & Bit(role)) != 0; }

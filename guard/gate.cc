@@ -1,0 +1,136 @@
+#include "guard/gate.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "frame/values/text.h"
+#include "guard/accounts.h"
+#include "guard/slowdown.h"
+#include "guard/token.h"
+
+namespace surva::guard {
+namespace {
+
+constexpr std::string_view kSession = "surva_staff";
+constexpr std::string_view kBrowser = "surva_browser";
+constexpr std::string_view kForBrowsersLife = "; Max-Age=34560000";
+
+// Wrong passwords of one account, of one address, of one browser from which somebody has signed in before.
+constexpr Slowdown kWrongPasswords({.free = 5, .longest_wait = 60, .forgotten_in = 300});
+
+// The prefix makes browsers refuse a cookie that a neighbour host or an unprotected connection set.
+std::string CookieName(std::string_view name, bool https) {
+  return std::string(https ? "__Host-" : "").append(name);
+}
+
+std::string_view TokenOf(const wire::HttpRequest& request, std::string_view name) {
+  return CookieOf(request.Header("Cookie"), CookieName(name, request.https));
+}
+
+std::string SetCookie(const wire::HttpRequest& request, std::string_view name, std::string_view token,
+                      std::string_view life) {
+  return CookieName(name, request.https)
+      .append("=")
+      .append(token)
+      .append("; Path=/; HttpOnly; SameSite=Strict")
+      .append(request.https ? "; Secure" : "")
+      .append(life);
+}
+
+std::string AccountKey(std::string_view name) {
+  return "password/account/" + DigestOf(LowerName(name));
+}
+
+}  // namespace
+
+std::int64_t SecondsNow() {
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+bool Gate::IsGuarded(data::Connection& connection, std::int64_t now) {
+  if (guarded_) return true;
+  // Accounts may be added while the program runs.
+  if (looked_.exchange(now) != now && Accounts(connection).Any()) guarded_ = true;
+  return guarded_;
+}
+
+Admission Gate::Admit(data::Connection& connection, const wire::HttpRequest& request, Roles roles, std::int64_t now) {
+  if (!IsGuarded(connection, now)) {
+    if (request.forwarded && !options_.guarded_in_front) return {Admission::Refusal::kProxied, {}, {}};
+    return {};
+  }
+  const std::string_view token = TokenOf(request, kSession);
+  std::optional<StaffSessions::Found> found = StaffSessions(connection, options_.sessions).Find(token, now);
+  if (!found) return {Admission::Refusal::kSignIn, {}, {}};
+  Admission admission{Admission::Refusal::kNone, std::move(found->person), {}};
+  if (!roles.Contains(admission.person.role)) admission.refusal = Admission::Refusal::kRole;
+  if (found->note_due) admission.token = token;
+  return admission;
+}
+
+void Gate::NoteUse(data::Connection& connection, std::string_view token, std::int64_t now) const {
+  StaffSessions(connection, options_.sessions).NoteUse(token, now);
+}
+
+SignInResult Gate::SignIn(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
+                          std::string_view password, std::int64_t now) const {
+  const StaffSessions sessions(connection, options_.sessions);
+  const std::string_view browser = TokenOf(request, kBrowser);
+  const bool known = sessions.IsBrowserOf(browser, name);
+  // A browser that has proved good before stands alone: strangers' guesses at its account do not slow it down.
+  std::vector<std::string> keys;
+  if (known) {
+    keys.push_back("password/browser/" + DigestOf(browser));
+  } else {
+    keys.push_back(AccountKey(name));
+    if (!request.from_this_machine) keys.push_back("password/network/" + DigestOf(request.network));
+  }
+  SignInResult result;
+  for (const std::string& key : keys) {
+    result.wait = std::max(result.wait, kWrongPasswords.Ask(connection, key, now).wait);
+  }
+  if (result.wait > 0) return result;
+  result.person = Accounts(connection).Verify(name, password);
+  if (!result.person) {
+    for (const std::string& key : keys) kWrongPasswords.Count(connection, key, now);
+    return result;
+  }
+  Slowdown::Forget(connection, keys.front());
+  result.cookies = Begin(connection, request, name, now);
+  if (!known) {
+    const std::string token = StaffSessions(connection, options_.sessions).BeginBrowser(name, now);
+    result.cookies.push_back(SetCookie(request, kBrowser, token, kForBrowsersLife));
+  }
+  return result;
+}
+
+bool Gate::IsPassword(data::Connection& connection, std::string_view name, std::string_view password,
+                      std::int64_t now) const {
+  const std::string key = AccountKey(name);
+  if (kWrongPasswords.Ask(connection, key, now).wait > 0) return false;
+  if (Accounts(connection).Verify(name, password)) return true;
+  kWrongPasswords.Count(connection, key, now);
+  return false;
+}
+
+std::vector<std::string> Gate::Begin(data::Connection& connection, const wire::HttpRequest& request,
+                                     std::string_view name, std::int64_t now) const {
+  StaffSessions sessions(connection, options_.sessions);
+  // The one that he may have brought along ends: a new session never goes by an old token.
+  if (const std::string_view old = TokenOf(request, kSession); IsToken(old)) sessions.End(old);
+  return {SetCookie(request, kSession, sessions.Begin(name, now), "")};
+}
+
+std::string Gate::SignOut(data::Connection& connection, const wire::HttpRequest& request) const {
+  if (const std::string_view token = TokenOf(request, kSession); IsToken(token)) {
+    StaffSessions(connection, options_.sessions).End(token);
+  }
+  return SetCookie(request, kSession, "", "; Max-Age=0");
+}
+
+void Gate::Purge(data::Connection& connection, std::int64_t now) const {
+  StaffSessions(connection, options_.sessions).Purge(now);
+  Slowdown::Purge(connection, now);
+}
+
+}  // namespace surva::guard

@@ -1,0 +1,80 @@
+// Gate: who may pass to the staff pages. Where there are accounts, whoever is signed in and has the page's role. Where
+// there are none, whoever comes straight from this machine; or anybody, if something in front guards the pages.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/data/connection.h"
+#include "guard/role.h"
+#include "guard/staff_sessions.h"
+#include "wire/http_message.h"
+
+namespace surva::guard {
+
+struct Admission {
+  enum class Refusal : std::uint8_t {
+    kNone,
+    kSignIn,   // he must say who he is
+    kRole,     // he may not open this page
+    kProxied,  // a proxy passed on a stranger's request to pages that nobody guards
+  };
+
+  Refusal refusal = Refusal::kNone;
+  Person person;      // who asks, if he is let in or lacks the role
+  std::string token;  // of his session, if its use should be noted
+};
+
+// What a sign-in came to: the person and header fields that set his cookies, or the seconds that he must wait, or
+// neither.
+struct SignInResult {
+  std::optional<Person> person;
+  std::vector<std::string> cookies;
+  std::int64_t wait = 0;
+};
+
+class Gate {
+ public:
+  struct Options {
+    StaffSessions::Rule sessions = {};
+    bool guarded_in_front = false;  // without accounts, let everybody in
+  };
+
+  Gate() = default;
+  explicit Gate(Options options) : options_(options) {}
+
+  // `now` is in seconds of the system clock, here and below.
+  Admission Admit(data::Connection& connection, const wire::HttpRequest& request, Roles roles, std::int64_t now);
+  // Notes that a session is used; to be called now and then, when the page has done its work.
+  void NoteUse(data::Connection& connection, std::string_view token, std::int64_t now) const;
+  // Whether anybody has to sign in.
+  bool IsGuarded(data::Connection& connection, std::int64_t now);
+
+  // Takes a tenth of a second of processor time: for the passwords' own lane. What it counts is written through the
+  // connection.
+  SignInResult SignIn(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
+                      std::string_view password, std::int64_t now) const;
+  // Whether that is the password of an account that is signed in; wrong tries are counted as those of a sign-in are.
+  bool IsPassword(data::Connection& connection, std::string_view name, std::string_view password,
+                  std::int64_t now) const;
+  // Begins a session for somebody whose password was verified.
+  std::vector<std::string> Begin(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
+                                 std::int64_t now) const;
+  // Ends the request's session and gives the header field that takes its cookie away.
+  std::string SignOut(data::Connection& connection, const wire::HttpRequest& request) const;
+
+  void Purge(data::Connection& connection, std::int64_t now) const;
+
+ private:
+  const Options options_ = {};
+  std::atomic<bool> guarded_ = false;  // once there was an account, for as long as the program runs
+  std::atomic<std::int64_t> looked_ = 0;
+};
+
+std::int64_t SecondsNow();
+
+}  // namespace surva::guard

@@ -1,0 +1,212 @@
+// Who passes, who must wait, and what ends a session.
+#include "guard/gate.h"
+
+#include <gtest/gtest.h>
+
+#include "guard/accounts.h"
+#include "guard/rates.h"
+#include "guard/token.h"
+#include "tests/support/test_database.h"
+
+namespace surva::guard {
+namespace {
+
+using Refusal = Admission::Refusal;
+constexpr std::int64_t kNow = 1'800'000'000;
+constexpr std::string_view kPassword = "three blue cranes";
+
+class GateTest : public test::OnBothEngines {
+ protected:
+  void SetUp() override { connection_.emplace(*database_); }
+
+  static wire::HttpRequest Request(std::string cookie = {}, bool https = true) {
+    wire::HttpRequest request;
+    request.https = https;
+    request.network = "\xC0\x00\x02\x07";
+    if (!cookie.empty()) request.headers.emplace_back("Cookie", std::move(cookie));
+    return request;
+  }
+  static std::string Cookie(const std::string& set) { return set.substr(0, set.find(';')); }
+  SignInResult SignIn(Gate& gate, std::string_view name, std::string_view password, std::int64_t now = kNow,
+                      const wire::HttpRequest& request = Request()) {
+    const SignInResult result = gate.SignIn(*connection_, request, name, password, now);
+    connection_->Commit();
+    return result;
+  }
+
+  test::TestDatabase database_{GetParam()};
+  std::optional<data::Connection> connection_;
+};
+
+TEST_P(GateTest, AsksNobodyUntilThereIsAnAccount) {
+  Gate gate;
+  EXPECT_EQ(gate.Admit(*connection_, Request(), Roles::All(), kNow).refusal, Refusal::kNone);
+  wire::HttpRequest proxied = Request();
+  proxied.forwarded = true;
+  EXPECT_EQ(gate.Admit(*connection_, proxied, Roles::All(), kNow).refusal, Refusal::kProxied);
+  Gate trusting({.guarded_in_front = true});
+  EXPECT_EQ(trusting.Admit(*connection_, proxied, Roles::All(), kNow).refusal, Refusal::kNone);
+
+  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
+  connection_->Commit();
+  for (Gate* each : {&gate, &trusting}) {
+    EXPECT_EQ(each->Admit(*connection_, Request(), Roles::All(), kNow + 1).refusal, Refusal::kSignIn);
+  }
+}
+
+TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
+  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
+  Accounts(*connection_).Add("Paul", Role::kPlanner, kPassword);
+  Gate gate;
+  const SignInResult result = SignIn(gate, "PAUL", kPassword);
+  ASSERT_TRUE(result.person);
+  EXPECT_EQ(result.person->name, "Paul");
+  EXPECT_EQ(result.cookies.front().substr(0, 21), "__Host-surva_staff=" + result.cookies.front().substr(19, 2));
+  EXPECT_NE(result.cookies.front().find("; Path=/; HttpOnly; SameSite=Strict; Secure"), std::string::npos);
+  const wire::HttpRequest signed_in = Request(Cookie(result.cookies.front()));
+  const auto admit = [&](const wire::HttpRequest& request, std::int64_t seconds, Roles roles = Roles::All()) {
+    return gate.Admit(*connection_, request, roles, kNow + seconds).refusal;
+  };
+  EXPECT_EQ(admit(signed_in, 0), Refusal::kNone);
+  EXPECT_EQ(admit(signed_in, 0, {Role::kPlanner}), Refusal::kNone);
+  EXPECT_EQ(admit(signed_in, 0, {Role::kAnalyst}), Refusal::kRole);
+  EXPECT_EQ(admit(signed_in, 0, Roles::Owner()), Refusal::kRole);
+  // A cookie of an unprotected connection is no cookie of a protected one.
+  EXPECT_EQ(admit(Request(Cookie(result.cookies.front()).substr(7)), 0), Refusal::kSignIn);
+  EXPECT_EQ(admit(Request("__Host-surva_staff=" + NewToken()), 0), Refusal::kSignIn);
+
+  EXPECT_EQ(admit(signed_in, 3599), Refusal::kNone);
+  EXPECT_EQ(admit(signed_in, 3601), Refusal::kSignIn) << "idle for an hour";
+  const std::string token = Cookie(result.cookies.front()).substr(19);
+  for (int hour = 1; hour <= 12; ++hour) gate.NoteUse(*connection_, token, kNow + hour * 3600 - 1);
+  EXPECT_EQ(admit(signed_in, 12 * 3600 - 1), Refusal::kNone);
+  EXPECT_EQ(admit(signed_in, 12 * 3600), Refusal::kSignIn) << "twelve hours";
+
+  // Whatever changes the account ends its sessions, on this gate and on another node's.
+  Gate other;
+  const auto ends = [&](auto work) {
+    const SignInResult again = SignIn(gate, "paul", work.second);
+    const wire::HttpRequest request = Request(again.cookies.empty() ? "" : Cookie(again.cookies.front()));
+    EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kNone);
+    work.first(request);
+    connection_->Commit();
+    EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kSignIn);
+  };
+  using Work = std::pair<std::function<void(const wire::HttpRequest&)>, std::string_view>;
+  ends(Work([&](const auto& request) { gate.SignOut(*connection_, request); }, kPassword));
+  ends(Work([&](const auto&) { Accounts(*connection_).SetPassword("paul", "four white storks"); }, kPassword));
+  ends(Work([&](const auto&) { Accounts(*connection_).SetRole("paul", Role::kAnalyst); }, "four white storks"));
+  ends(Work([&](const auto&) { Accounts(*connection_).Remove("paul"); }, "four white storks"));
+}
+
+TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
+  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
+  Gate gate;
+  const SignInResult first = SignIn(gate, "anna", kPassword);
+  const std::string browser = Cookie(first.cookies.back());
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(SignIn(gate, "anna", "wrong password").wait, 0);
+  EXPECT_GT(SignIn(gate, "anna", kPassword).wait, 0) << "even the right one waits";
+  EXPECT_GT(SignIn(gate, "nobody", "wrong password").wait, 0) << "the address waits";
+  EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow, Request(browser)).person) << "who signed in here before does not";
+  EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow + 60).person);
+  // Other addresses guessing at one name.
+  std::int64_t tried = 0;
+  for (int second = 1000; second < 1000 + 3600; ++second) {
+    wire::HttpRequest elsewhere = Request();
+    elsewhere.network = std::to_string(second);
+    const Slowdown account({.free = 5, .longest_wait = 60, .forgotten_in = 300});
+    if (account.Ask(*connection_, "password/account/" + DigestOf("anna"), kNow + second).wait > 0) continue;
+    account.Count(*connection_, "password/account/" + DigestOf("anna"), kNow + second);
+    ++tried;
+  }
+  EXPECT_LE(tried, 80) << "guesses in an hour";
+}
+
+TEST_P(GateTest, RefusesAccountsThatGuardNothing) {
+  Accounts accounts(*connection_);
+  EXPECT_THROW(accounts.Add("paul", Role::kPlanner, kPassword), AccountError) << "the first one is an owner's";
+  accounts.Add("anna", Role::kOwner, kPassword);
+  accounts.Add("paul", Role::kPlanner, kPassword);
+  EXPECT_THROW(accounts.Add("ANNA", Role::kOwner, kPassword), AccountError);
+  for (const std::string_view name : {"", "a b", "<b>", "ann\xC3\xA4"}) {
+    EXPECT_THROW(accounts.Add(name, Role::kOwner, kPassword), AccountError) << name;
+  }
+  for (const std::string_view password : {"short", "aaaaaaaaaaaa", "Password123!", "1234567890", "Bert1234567890"}) {
+    EXPECT_THROW(accounts.Add("bert", Role::kOwner, password), AccountError) << password;
+  }
+  EXPECT_THROW(accounts.Remove("anna"), AccountError) << "one owner must remain";
+  EXPECT_THROW(accounts.SetRole("anna", Role::kAnalyst), AccountError);
+  EXPECT_THROW(accounts.Remove("nobody"), AccountError);
+  accounts.Remove("paul");
+  EXPECT_THROW(accounts.SetRole("anna", Role::kAnalyst), AccountError);
+  accounts.Remove("anna");
+  EXPECT_FALSE(accounts.Any());
+}
+
+// Two nodes count together: each has a guard of its own on one database.
+TEST_P(GateTest, GuessingPinsTakesAMinuteEach) {
+  const PinGuard nodes[2] = {PinGuard(10), PinGuard(10)};
+  int tries = 0;
+  for (int second = 0; second < 3600; ++second) {
+    for (int attempt = 0; attempt < 20; ++attempt) {
+      const PinGuard& node = nodes[attempt % 2];
+      if (node.Ask(*connection_, "net", kNow + second).wait > 0) continue;
+      node.CountWrong(*connection_, "net", kNow + second);
+      ++tries;
+    }
+  }
+  EXPECT_GE(tries, 10 + 55);
+  EXPECT_LE(tries, 10 + 6 + 60);
+  EXPECT_EQ(nodes[0].Ask(*connection_, "another", kNow).wait, 0);
+}
+
+TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
+  const PinGuard guard(10);
+  // All err twice before the first is right, and send at the same moment, again and again.
+  std::vector<int> errors(30, 2);
+  std::int64_t now = kNow;
+  int in = 0;
+  for (; in < 30 && now < kNow + 600; ++now) {
+    for (int student = 0; student < 30; ++student) {
+      if (errors[student] < 0 || guard.Ask(*connection_, "school", now).wait > 0) continue;
+      if (errors[student]-- > 0) {
+        guard.CountWrong(*connection_, "school", now);
+      } else {
+        guard.CountRight(*connection_, "school", "pin" + std::to_string(student), now);
+        ++in;
+      }
+    }
+  }
+  EXPECT_EQ(in, 30);
+  EXPECT_LE(now - kNow, 120) << "seconds until the last one was in";
+  // A PIN gives the free tries back once.
+  for (int i = 0; i < 10; ++i) guard.CountWrong(*connection_, "school", now);
+  guard.CountRight(*connection_, "school", "pin3", now);
+  EXPECT_GT(guard.Ask(*connection_, "school", now).wait, 0);
+}
+
+TEST(WriteBudget, BoundsWhatOneNetworkStoresInAnHour) {
+  WriteBudget budget({});
+  const auto start = std::chrono::steady_clock::now();
+  std::size_t stored = 0;
+  for (int second = 0; second < 3600; ++second) {
+    const auto now = start + std::chrono::seconds(second);
+    for (int i = 0; i < 100 && budget.Ask("a", now) == 0; ++i) {
+      budget.Count("a", 1024 * 1024, now);
+      stored += 1024 * 1024;
+    }
+  }
+  EXPECT_LE(stored, std::size_t{66} * 1024 * 1024);
+  EXPECT_GT(budget.Ask("a", start + std::chrono::hours(1)), 0);
+  EXPECT_EQ(budget.Ask("b", start), 0);
+  // A class never meets it.
+  for (int request = 0; request < 30 * 20; ++request) {
+    EXPECT_EQ(budget.Ask("class", start), 0);
+    budget.Count("class", 4000, start);
+  }
+}
+
+SURVA_ON_BOTH_ENGINES(GateTest);
+
+}  // namespace
+}  // namespace surva::guard
