@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/measuring.h"
 #include "frame/data/connection.h"
 
 namespace {
@@ -97,6 +98,7 @@ class BareEngine {
  public:
   explicit BareEngine(const std::string& file) {
     sqlite3_open(file.c_str(), &database_);
+    surva::bench::RegisterCollation(database_);
     Run("PRAGMA journal_mode=WAL");
     Run("PRAGMA synchronous=FULL");
   }

@@ -2,10 +2,11 @@
 //
 //   bench_reports fill DSN MARKS       makes a database of so many marks; event 1 is the same in each
 //   bench_reports run DSN SECONDS      runs the pages of one event and of all, one after the other, and prints for each
-//                                      the processor microseconds of one request and its name; then the statements of
-//                                      the answer statistics of all in a bare loop on SQLite
+//                                      the processor microseconds of one request (the database server's included) and
+//                                      its name; then the statements of
+//                                      the answer statistics of all in a bare loop on the engine
+#include <libpq-fe.h>
 #include <sqlite3.h>
-#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measuring.h"
 #include "frame/data/assembly.h"
 #include "reporting/browse.h"
 #include "reporting/stat.h"
@@ -78,27 +80,21 @@ void Fill(const std::string& dsn, std::int64_t marks) {
               "Schedule.ScheduleID=Participant.ScheduleID and SurvaLayout.SurvaVersionID=Schedule.SurvaVersionID "
               "order by ParticipantID, PositionID"});
   db.Commit();
+  bench::Analyze(database);
   database.Close();
 }
 
-double ProcessorTime() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-}
-
 template <class Once>
-void Measure(const char* name, double seconds, Once once) {
-  once();
-  const double before = ProcessorTime();
+void Measure(const char* name, double seconds, const bench::ProcessorTime& processor, Once once) {
+  for (int warm = 0; warm < 6; ++warm) once();
+  const double before = processor.Now();
   const auto start = std::chrono::steady_clock::now();
   long rounds = 0;
   do {
     once();
     ++rounds;
   } while (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() < seconds);
-  std::printf("%.0f %s\n", (ProcessorTime() - before) / static_cast<double>(rounds), name);
+  std::printf("%.0f %s\n", (processor.Now() - before) / static_cast<double>(rounds), name);
   std::fflush(stdout);
 }
 
@@ -109,14 +105,16 @@ void Check(int code) {
 }
 
 // The statements of `texts`, which have no places, and every column of every row that they give.
-void MeasureBareLoop(const char* name, const std::string& path, double seconds, const std::vector<std::string>& texts) {
+void MeasureBareLoop(const char* name, const std::string& path, double seconds, const bench::ProcessorTime& processor,
+                     const std::vector<std::string>& texts) {
   sqlite3* database = nullptr;
   Check(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr));
+  Check(bench::RegisterCollation(database));
   std::vector<sqlite3_stmt*> statements(texts.size());
   for (std::size_t i = 0; i < texts.size(); ++i) {
     Check(sqlite3_prepare_v2(database, texts[i].c_str(), -1, &statements[i], nullptr));
   }
-  Measure(name, seconds, [&] {
+  Measure(name, seconds, processor, [&] {
     for (sqlite3_stmt* statement : statements) {
       int code = 0;
       while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
@@ -136,8 +134,57 @@ void SetFilter(Session& session, const std::string& dsn) {
   for (const Criterion& criterion : forms::kNamed.criteria) session.Set(criterion.name, "%");
 }
 
+// The same through libpq alone.
+void MeasureBareServer(const char* name, const std::string& dsn, double seconds, const bench::ProcessorTime& processor,
+                       const std::vector<std::string>& texts) {
+  PGconn* connection = PQconnectdb(dsn.c_str());
+  PQclear(PQexec(connection, "set search_path=public, pg_catalog"));
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    PGresult* prepared = PQprepare(connection, std::to_string(i).c_str(), texts[i].c_str(), 0, nullptr);
+    if (PQresultStatus(prepared) != PGRES_COMMAND_OK) std::exit(1);
+    PQclear(prepared);
+  }
+  Measure(name, seconds, processor, [&] {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      PGresult* result = PQexecPrepared(connection, std::to_string(i).c_str(), 0, nullptr, nullptr, nullptr, 0);
+      if (PQresultStatus(result) != PGRES_TUPLES_OK) std::exit(1);
+      PQclear(result);
+    }
+  });
+  PQfinish(connection);
+}
+
+// An engine in front of the real one that keeps the statements.
+class Recorder final : public data::Engine {
+ public:
+  Recorder(std::unique_ptr<data::Engine> engine, std::vector<std::string>& texts)
+      : engine_(std::move(engine)), texts_(texts) {}
+  data::Dialect dialect() const override { return engine_->dialect(); }
+  data::Rows Run(data::Statement statement, data::Effect effect) override {
+    std::vector<const data::Piece*> values;
+    data::Assemble(statement, dialect(), texts_.emplace_back(), values);
+    return engine_->Run(statement, effect);
+  }
+  std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
+  void RunScript(const std::string& script) override { engine_->RunScript(script); }
+  void Begin() override { engine_->Begin(); }
+  void Lock(std::int64_t name) override { engine_->Lock(name); }
+  void Commit(data::Durability durability, data::Statement last) override { engine_->Commit(durability, last); }
+  void Rollback() noexcept override { engine_->Rollback(); }
+  bool InTransaction() const override { return engine_->InTransaction(); }
+  void BeginInner() override { engine_->BeginInner(); }
+  void CommitInner() override { engine_->CommitInner(); }
+  void RollbackInner() noexcept override { engine_->RollbackInner(); }
+  bool Usable() const override { return engine_->Usable(); }
+
+ private:
+  std::unique_ptr<data::Engine> engine_;
+  std::vector<std::string>& texts_;
+};
+
 int Run(const std::string& dsn, double seconds) {
   data::Database database(dsn);
+  const bench::ProcessorTime processor(database);
   struct Page {
     const char* name;
     NameValues query;
@@ -154,7 +201,7 @@ int Run(const std::string& dsn, double seconds) {
   SetFilter(session, dsn);
   for (const Page& page : pages) {
     const Request request(page.query, {}, {});
-    Measure(page.name, seconds, [&] {
+    Measure(page.name, seconds, processor, [&] {
       Response response;
       data::Connection connection(database);
       PageContext context{request, response, session, connection, owner, Clock::System(), {}};
@@ -162,36 +209,6 @@ int Run(const std::string& dsn, double seconds) {
       if (response.page().find("Error occurred") != std::string::npos) std::exit(1);
     });
   }
-  constexpr std::string_view kSqlite = "sqlite:";
-  if (!dsn.starts_with(kSqlite)) return 0;
-
-  // An engine in front of the real one that keeps the statements.
-  class Recorder final : public data::Engine {
-   public:
-    Recorder(std::unique_ptr<data::Engine> engine, std::vector<std::string>& texts)
-        : engine_(std::move(engine)), texts_(texts) {}
-    data::Dialect dialect() const override { return engine_->dialect(); }
-    data::Rows Run(data::Statement statement, data::Effect effect) override {
-      std::vector<const data::Piece*> values;
-      data::Assemble(statement, dialect(), texts_.emplace_back(), values);
-      return engine_->Run(statement, effect);
-    }
-    std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
-    void RunScript(const std::string& script) override { engine_->RunScript(script); }
-    void Begin() override { engine_->Begin(); }
-    void Lock(std::int64_t name) override { engine_->Lock(name); }
-    void Commit(data::Durability durability, data::Statement last) override { engine_->Commit(durability, last); }
-    void Rollback() noexcept override { engine_->Rollback(); }
-    bool InTransaction() const override { return engine_->InTransaction(); }
-    void BeginInner() override { engine_->BeginInner(); }
-    void CommitInner() override { engine_->CommitInner(); }
-    void RollbackInner() noexcept override { engine_->RollbackInner(); }
-    bool Usable() const override { return engine_->Usable(); }
-
-   private:
-    std::unique_ptr<data::Engine> engine_;
-    std::vector<std::string>& texts_;
-  };
   std::vector<std::string> texts;
   data::Database recorded(dsn, [&texts](std::unique_ptr<data::Engine> engine) {
     return std::make_unique<Recorder>(std::move(engine), texts);
@@ -200,7 +217,13 @@ int Run(const std::string& dsn, double seconds) {
   const FilledForms forms(forms::kNamed, session, Request());
   forms.Count(connection);
   forms.CountAnswers(connection);
-  MeasureBareLoop("the statements of the latter, bare", dsn.substr(kSqlite.size()), seconds, texts);
+  constexpr std::string_view kSqlite = "sqlite:";
+  constexpr const char* kBare = "the statements of the latter, bare";
+  if (dsn.starts_with(kSqlite)) {
+    MeasureBareLoop(kBare, dsn.substr(kSqlite.size()), seconds, processor, texts);
+  } else {
+    MeasureBareServer(kBare, dsn, seconds, processor, texts);
+  }
   return 0;
 }
 

@@ -5,17 +5,13 @@
 //   bench_search run DSN SECONDS     runs pages that show only those, one after the other, and prints for each the
 //                                    processor microseconds of one request (the database server's included), the
 //                                    bytes of the page, and its name
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/measuring.h"
 #include "records/record_page.h"
 #include "scheduling/list.h"
 #include "scheduling/schedule.h"
@@ -103,33 +99,8 @@ void Fill(const std::string& dsn, std::int64_t students) {
               Number(students), ") select ", Number(kSame + 1), " + i % ", Number(events), ", ", Number(kSame),
               " + i, '2' || i from n"});
   db.Commit();
-  if (database.dialect() == data::Dialect::kPostgres) {
-    data::Connection other(database);
-    other.Execute({"analyze"});
-    other.Commit();
-  }
+  bench::Analyze(database);
   database.Close();
-}
-
-double OwnTime() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
-         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-}
-
-// The processor time of the server's process behind the one connection in use; 0 for the embedded engine.
-double ServerTime(std::int64_t process) {
-  if (process == 0) return 0;
-  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  std::string field;
-  for (int skipped = 0; skipped < 11; ++skipped) fields >> field;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 struct Page {
@@ -185,11 +156,7 @@ const std::vector<Page>& Pages() {
 
 int Run(const std::string& dsn, double seconds) {
   data::Database database(dsn);
-  std::int64_t server = 0;
-  if (database.dialect() == data::Dialect::kPostgres) {
-    data::Connection db(database);
-    server = db.Query({"select pg_backend_pid() as Process"}).First()["Process"].Integer();
-  }
+  const bench::ProcessorTime processor(database);
   const Owner owner;
   for (const Page& page : Pages()) {
     Session session;
@@ -211,14 +178,14 @@ int Run(const std::string& dsn, double seconds) {
       std::fprintf(stderr, "%s: not the page that was meant\n%s\n", page.name, shown.c_str());
       return 1;
     }
-    const double before = OwnTime() + ServerTime(server);
+    const double before = processor.Now();
     const auto start = std::chrono::steady_clock::now();
     long rounds = 0;
     while (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() < seconds) {
       once();
       ++rounds;
     }
-    std::printf("%.1f %zu %s\n", (OwnTime() + ServerTime(server) - before) / static_cast<double>(rounds), shown.size(),
+    std::printf("%.1f %zu %s\n", (processor.Now() - before) / static_cast<double>(rounds), shown.size(),
                 page.name);
     std::fflush(stdout);
   }
