@@ -185,8 +185,7 @@ int Run(const std::string& dsn, double seconds) {
       once();
       ++rounds;
     }
-    std::printf("%.1f %zu %s\n", (processor.Now() - before) / static_cast<double>(rounds), shown.size(),
-                page.name);
+    std::printf("%.1f %zu %s\n", (processor.Now() - before) / static_cast<double>(rounds), shown.size(), page.name);
     std::fflush(stdout);
   }
   return 0;

@@ -73,11 +73,11 @@ const FormKind kNamed{
     .tables = " from SurvaVersion, Training, Trainer, Schedule cross join Participant cross join Student, Company",
     .tables_by_person = " from Company, Student cross join Participant cross join Schedule, SurvaVersion, Training, "
                         "Trainer",
-    .marks_table = " cross join Mark",
     .joins = " where SurvaVersion.SurvaVersionID=Schedule.SurvaVersionID and Training.TrainingID=Schedule.TrainingID "
              "and Trainer.TrainerID=Schedule.TrainerID and Schedule.ScheduleID=Participant.ScheduleID "
              "and Student.StudentID=Participant.StudentID and Company.CompanyID=Student.CompanyID",
-    .marks_join = " and Student.StudentID=Mark.StudentID and Schedule.ScheduleID=Mark.ScheduleID",
+    .form_keys = "Student.StudentID as StudentK, Schedule.ScheduleID as ScheduleK",
+    .marks_of_forms = "Forms cross join Mark where Mark.StudentID=StudentK and Mark.ScheduleID=ScheduleK",
     // All that the list shows of a form hangs on these three.
     .distinct_columns = "Schedule.ScheduleID, Student.StudentID, PIN",
     .filled = " and (PIN='' or PIN is null)",
@@ -98,9 +98,9 @@ const FormKind kAnonymous{
     .list_order = " order by FillDate desc, AnonymousStudentID",
     .tables = " from SurvaVersion, AnonymousStudent",
     .tables_by_person = " from SurvaVersion, AnonymousStudent",
-    .marks_table = " cross join AnonymousMark",
     .joins = " where FillDate is not null and AnonymousStudent.SurvaVersionID=SurvaVersion.SurvaVersionID",
-    .marks_join = " and AnonymousStudent.AnonymousStudentID=AnonymousMark.StudentID",
+    .form_keys = "AnonymousStudentID as StudentK",
+    .marks_of_forms = "Forms cross join AnonymousMark where AnonymousMark.StudentID=StudentK",
     // Two forms of one address that were accepted in the same second count once.
     .distinct_columns = "AnonymousStudent.SurvaVersionID, IPAddress, FillDate",
     .filled = "",
@@ -151,26 +151,29 @@ std::int64_t FilledForms::Count(data::Connection& connection) const {
   return connection.Query(statement).First()["Forms"].Integer();
 }
 
-// The marks are counted by their keys first, and what is left, a row for each choice, by the texts: comparing texts
-// without regard to case is slow work for every single mark.
+// The forms are found first, so that their event and person are looked up once and not for every mark. The marks are
+// counted by their keys, and what is left, a row for each choice, by the texts: comparing texts without regard to case
+// is slow work.
 data::Rows FilledForms::CountAnswers(data::Connection& connection) const {
-  Pieces statement = {
-      "select Question.Content, FieldValue.FieldValue, Answers from (select VersionK, max(PositionID) as "
-      "MaxOfPositionID, min(min(Question.QuestionID)) over (partition by VersionK, Content) as FirstQuestion, "
-      "min(FieldValue.FieldValueID) as FirstValue, cast(sum(Marks) as bigint) as Answers from "
-      "(select SurvaVersion.SurvaVersionID as VersionK, QuestionID as QuestionK, FieldValueID as FieldValueK, "
-      "count(*) as Marks",
-      Tables(), kind_.marks_table, kind_.joins, kind_.marks_join};
+  Pieces statement = {"with Forms as materialized (select SurvaVersion.SurvaVersionID as VersionK, ", kind_.form_keys,
+                      Tables(), kind_.joins};
   AddFilter(statement);
-  statement.push_back(
-      " group by SurvaVersion.SurvaVersionID, QuestionID, FieldValueID) as Counted "
-      "inner join Question on Question.QuestionID=QuestionK "
-      "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
-      "left join FieldValue on FieldValue.FieldValueID=FieldValueK "
-      "where QuestionType<>3 group by VersionK, Question.Content, FieldValue.FieldValue) as Grouped "
-      "inner join Question on Question.QuestionID=FirstQuestion "
-      "left join FieldValue on FieldValue.FieldValueID=FirstValue "
-      "order by VersionK, MaxOfPositionID nulls first, FieldValue.FieldValue nulls first, FirstQuestion");
+  statement.insert(
+      statement.end(),
+      {"), Counted as materialized (select VersionK, QuestionID as QuestionK, FieldValueID as FieldValueK, "
+       "count(*) as Marks from ",
+       kind_.marks_of_forms,
+       " group by VersionK, QuestionID, FieldValueID) "
+       "select Question.Content, FieldValue.FieldValue, Answers from (select VersionK, max(PositionID) as "
+       "MaxOfPositionID, min(min(Question.QuestionID)) over (partition by VersionK, Content) as FirstQuestion, "
+       "min(FieldValue.FieldValueID) as FirstValue, cast(sum(Marks) as bigint) as Answers from Counted "
+       "inner join Question on Question.QuestionID=QuestionK "
+       "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
+       "left join FieldValue on FieldValue.FieldValueID=FieldValueK "
+       "where QuestionType<>3 group by VersionK, Question.Content, FieldValue.FieldValue) as Grouped "
+       "inner join Question on Question.QuestionID=FirstQuestion "
+       "left join FieldValue on FieldValue.FieldValueID=FirstValue "
+       "order by VersionK, MaxOfPositionID nulls first, FieldValue.FieldValue nulls first, FirstQuestion"});
   return connection.Query(statement);
 }
 

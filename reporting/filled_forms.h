@@ -42,10 +42,11 @@ struct FormKind {
   // Statements in pieces.
   data::Piece list_columns, list_order;
   // SQLite reads the tables on the left of a cross join first, and guesses badly where it is left the choice: from the
-  // events on; or from the persons on, where the filter names one or a company; the marks come last.
-  data::Piece tables, tables_by_person, marks_table;
-  data::Piece joins, marks_join;
-  data::Piece distinct_columns, filled;  // what a form is counted by, and which rows are filled forms
+  // events on; or from the persons on, where the filter names one or a company.
+  data::Piece tables, tables_by_person;
+  data::Piece joins;
+  data::Piece form_keys, marks_of_forms;  // what names a form, and the marks of the forms that are so named
+  data::Piece distinct_columns, filled;   // what a form is counted by, and which rows are filled forms
   data::Piece from_date, to_date;
 };
 
