@@ -96,7 +96,30 @@ wire::HttpResponse AnswerOf(Response& response) {
   return answer;
 }
 
+// Where a request waits. One that writes after all, in a lane where nobody does, begins anew in the writers'.
+Lane LaneOf(const wire::HttpRequest& request, const Route& route) {
+  const bool posted = request.method == wire::HttpRequest::Method::kPost;
+  if (route.desk != nullptr) return posted ? Lane::kWriting : Lane::kStaff;
+  if (!route.roles.empty()) return Lane::kStaff;
+  return posted || !request.query.empty() ? Lane::kWriting : Lane::kReading;
+}
+
+// What a waiting request keeps in memory.
+std::size_t BytesOf(const wire::HttpRequest& request) {
+  std::size_t bytes = sizeof request + request.path.size() + request.query.size() + request.body.size();
+  for (const auto& [name, value] : request.headers) bytes += name.size() + value.size();
+  return bytes;
+}
+
 }  // namespace
+
+struct PageService::Order {
+  wire::HttpRequest request;
+  wire::Respond respond;
+  const Route* route;
+  std::string session_key;
+  bool use_is_due = false;  // of the session
+};
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
                          wire::Log& log, const Clock& clock)
@@ -106,7 +129,7 @@ PageService::PageService(Options options, data::Database& database, const Static
       log_(log),
       clock_(clock),
       workers_(workers),
-      sessions_({.idle_minutes = options_.session_minutes}, workers),
+      health_(database, log, [&workers] { return "requests that wait: " + std::to_string(workers.waiting()) + "\n"; }),
       background_([this](const std::exception& failure) { log_.Error(std::string("an export: ") + failure.what()); }) {
   if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
 }
@@ -114,32 +137,18 @@ PageService::PageService(Options options, data::Database& database, const Static
 void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   const std::string path = LowerName(request.path);
   if (const Route* route = FindRoute(path); route != nullptr) {
-    // Shared with the job, which may be dropped for want of room.
-    struct Order {
-      wire::HttpRequest request;
-      wire::Respond respond;
-    };
-    auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond)});
-    bool taken = false;
-    if (route->make != nullptr) {
-      taken =
-          sessions_.Run(CookieOf(order->request.Header("Cookie")), [this, order, route](std::shared_ptr<Visit> visit) {
-            wire::HttpResponse answer = ServePage(order->request, *route, *visit);
-            // The turn ends first: who asks again at once finds his session free.
-            visit.reset();
-            order->respond(std::move(answer));
-          });
-    } else {
-      taken = workers_.TryPost([this, order, route] { order->respond(ServeDesk(order->request, *route)); });
-    }
-    if (!taken) order->respond(Overrun());
-    return;
+    auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond), route});
+    if (route->make != nullptr) order->session_key = SessionKey(CookieOf(order->request.Header("Cookie")));
+    const wire::HttpRequest& http = order->request;
+    return workers_.Post(
+        {.lane = LaneOf(http, *route),
+         .address = http.network,
+         .visitor = order->session_key,
+         .bytes = BytesOf(http),
+         .run = [this, order](std::shared_ptr<WorkerPool::Turn> turn) { Serve(order, std::move(turn)); },
+         .refuse = [order] { order->respond(Overrun()); }});
   }
-  if (path == "/healthz") {
-    auto shared = std::make_shared<wire::Respond>(std::move(respond));
-    if (!workers_.TryPost([this, shared] { (*shared)(Health()); })) (*shared)(Overrun());
-    return;
-  }
+  if (path == "/healthz") return health_.Answer(request.query == "verbose", std::move(respond));
   if (path == "/admin" || path == "/admin/") {
     std::string location = "/admin/default.asp";
     if (!request.query.empty()) location += "?" + request.query;
@@ -149,7 +158,29 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   respond(file ? std::move(*file) : wire::StatusPage(404));
 }
 
-wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const Route& route, Visit& visit) try {
+void PageService::Serve(const std::shared_ptr<Order>& order, std::shared_ptr<WorkerPool::Turn> turn) {
+  wire::HttpResponse answer;
+  try {
+    data::Connection connection(database_);
+    connection.SetDeadline(turn->deadline());
+    if (turn->lane() != Lane::kWriting) connection.ForbidWriting();
+    answer = order->route->make != nullptr ? ServePage(*order, *turn, connection) : ServeDesk(*order, connection);
+  } catch (const data::WritingForbidden&) {
+    return workers_.Pass(std::move(turn), Lane::kWriting);
+  } catch (const std::exception& failure) {
+    answer = Failed(order->request, failure);
+  }
+  // The turn ends first: who asks again at once finds his session free.
+  turn.reset();
+  order->respond(std::move(answer));
+  if (order->use_is_due) {
+    PostChore("a session's use could not be noted",
+              [key = order->session_key](data::Connection& connection) { NoteUse(key, connection); });
+  }
+}
+
+wire::HttpResponse PageService::ServePage(Order& order, const WorkerPool::Turn& turn, data::Connection& connection) {
+  const wire::HttpRequest& http = order.request;
   DecodedForm query = DecodeUrlEncoded(http.query);
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
   DecodedForm form;
@@ -159,22 +190,28 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const R
   }
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
-  data::Connection connection(database_);
-  if (route.roles.empty() && request.Filled("PIN")) {
+  Visit visit(order.session_key, {.idle_minutes = options_.session_minutes}, connection);
+  Session& session = visit.session();
+  if (order.route->roles.empty() && request.Filled("PIN")) {
     if (auto closed = desk::RefuseClosed(connection, clock_, request("PIN"))) return *std::move(closed);
   }
-  Session& session = visit.Open(connection);
   session.Provide("DSN", database_.dsn());
   session.Provide("homepage", options_.owner.homepage);
   Response response;
   PageContext context{request, response, session, connection, options_.owner, clock_, [&](const Fault& fault) {
                         log_.Warning(http.path + ": " + fault.description() + " " + fault.detail());
                       }};
-  route.make(context)->Serve();
+  order.route->make(context)->Serve();
 
+  // What staff look at may take long, and is not worked out twice to write down what they looked for.
+  if (turn.lane() == Lane::kStaff) connection.AllowWriting();
   visit.Save(connection);
-  connection.Commit();
-  visit.Keep();
+  if (connection.HasWritten()) {
+    connection.Commit();
+  } else {
+    connection.Rollback();
+  }
+  order.use_is_due = visit.use_is_due();
 
   wire::HttpResponse answer = AnswerOf(response);
   if (!visit.new_token().empty()) {
@@ -182,11 +219,10 @@ wire::HttpResponse PageService::ServePage(const wire::HttpRequest& http, const R
                                                   "; Path=/; HttpOnly; SameSite=Lax" + (http.https ? "; Secure" : ""));
   }
   return answer;
-} catch (const std::exception& failure) {
-  return Failed(http, failure);
 }
 
-wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const Route& route) try {
+wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connection) {
+  const wire::HttpRequest& http = order.request;
   constexpr FormRules kRules{.letters = FormRules::Letters::kUtf8, .files = true};
   DecodedForm query = DecodeUrlEncoded(http.query, kRules);
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
@@ -198,46 +234,44 @@ wire::HttpResponse PageService::ServeDesk(const wire::HttpRequest& http, const R
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
   const guard::Person person;
-  data::Connection connection(database_);
   desk::Context context{http,          request,        form.files, connection, database_,          background_,
                         options_.desk, options_.owner, clock_,     person,     MenuOf(person.role)};
-  wire::HttpResponse answer = route.desk(context);
+  wire::HttpResponse answer = order.route->desk(context);
   connection.Commit();
   return answer;
-} catch (const std::exception& failure) {
-  return Failed(http, failure);
 }
 
 wire::HttpResponse PageService::Failed(const wire::HttpRequest& http, const std::exception& failure) {
   log_.Error(http.path + ": " + failure.what());
   const auto* fault = dynamic_cast<const Fault*>(&failure);
+  if (fault != nullptr && fault->number() == FaultNumber::kCommitInDoubt) {
+    // Not 503: a proxy may send that one's request again by itself.
+    return wire::StatusPage(500,
+                            "The database was lost at the very moment when your request was to be stored. It may have "
+                            "been stored, and it may not: please look before you send it again.");
+  }
   const bool down = fault != nullptr && fault->number() == FaultNumber::kConnectionFailed;
   return wire::StatusPage(down ? 503 : 500,
                           "The request could not be carried out, and nothing of it was stored. Please try again.");
 }
 
-wire::HttpResponse PageService::Health() try {
-  data::Connection connection(database_);
-  connection.Query({"select 1 as Alive"});
-  wire::HttpResponse answer;
-  answer.content_type = "text/plain";
-  answer.body = "ok\n";
-  answer.headers.emplace_back("Cache-Control", "no-store");
-  return answer;
-} catch (const std::exception& failure) {
-  log_.Error(std::string("/healthz: ") + failure.what());
-  return wire::StatusPage(503, "The database does not answer.");
+void PageService::PostChore(const std::string& name, std::function<void(data::Connection&)> chore) {
+  workers_.Post({.lane = Lane::kWriting,
+                 .run =
+                     [this, name, chore = std::move(chore)](const std::shared_ptr<WorkerPool::Turn>& turn) {
+                       try {
+                         data::Connection connection(database_);
+                         connection.SetDeadline(turn->deadline());
+                         chore(connection);
+                       } catch (const std::exception& failure) {
+                         log_.Warning(name + ": " + failure.what());
+                       }
+                     },
+                 .refuse = [] {}});
 }
 
 void PageService::Purge() {
-  workers_.TryPost([this] {
-    try {
-      data::Connection connection(database_);
-      sessions_.Purge(connection);
-    } catch (const std::exception& failure) {
-      log_.Warning(std::string("old sessions could not be deleted: ") + failure.what());
-    }
-  });
+  PostChore("old sessions could not be deleted", PurgeSessions);
 }
 
 }  // namespace surva::host

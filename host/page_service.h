@@ -2,11 +2,12 @@
 // commits, and turns their responses into answers; gives out the static files.
 #pragma once
 
-#include <atomic>
+#include <memory>
 #include <string>
 
 #include "frame/data/database.h"
 #include "frame/page_object.h"
+#include "host/health.h"
 #include "host/routes.h"
 #include "host/static_site.h"
 #include "host/visitor_sessions.h"
@@ -34,11 +35,16 @@ class PageService final : public wire::Site {
   void Purge();
 
  private:
-  wire::HttpResponse ServePage(const wire::HttpRequest& request, const Route& route, Visit& visit);
-  wire::HttpResponse ServeDesk(const wire::HttpRequest& request, const Route& route);
+  // A request on its way to its answer.
+  struct Order;
+
+  void Serve(const std::shared_ptr<Order>& order, std::shared_ptr<WorkerPool::Turn> turn);
+  wire::HttpResponse ServePage(Order& order, const WorkerPool::Turn& turn, data::Connection& connection);
+  wire::HttpResponse ServeDesk(Order& order, data::Connection& connection);
   // The answer to a request that could not be carried out.
   wire::HttpResponse Failed(const wire::HttpRequest& request, const std::exception& failure);
-  wire::HttpResponse Health();
+  // Does work of the host's own with the database when the writers have time.
+  void PostChore(const std::string& name, std::function<void(data::Connection&)> chore);
 
   const Options options_;
   data::Database& database_;
@@ -46,7 +52,7 @@ class PageService final : public wire::Site {
   wire::Log& log_;
   const Clock& clock_;
   WorkerPool& workers_;
-  VisitorSessions sessions_;
+  Health health_;
   desk::Background background_;
 };
 

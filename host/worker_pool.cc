@@ -3,66 +3,217 @@
 #include <utility>
 
 namespace surva::host {
+namespace {
 
-WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_length) : queue_length_(queue_length) {
-  threads_.reserve(threads);
-  for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back([this] { Run(); });
+// How exactly a job's patience is kept.
+constexpr std::chrono::milliseconds kExpireEvery{200};
+// What a waiting job takes beside what it says itself.
+constexpr std::size_t kBytesOfJob = 1024;
+
+}  // namespace
+
+WorkerPool::Turn::~Turn() {
+  pool_.End(*this);
+}
+
+WorkerPool::WorkerPool(Options options) : options_(options) {
+  threads_.reserve(kLanes * options_.threads + 1);
+  for (LaneState& lane : lanes_) {
+    for (std::size_t i = 0; i < options_.threads; ++i) threads_.emplace_back([this, &lane] { Work(lane); });
+  }
+  threads_.emplace_back([this] { Expire(); });
 }
 
 WorkerPool::~WorkerPool() {
   Stop();
 }
 
-bool WorkerPool::TryPost(std::function<void()> job) {
-  bool wake = false;
+void WorkerPool::Post(Job job) {
+  const Time deadline = std::chrono::steady_clock::now() + options_.patience;
+  job.bytes += kBytesOfJob;
+  std::shared_ptr<Turn> turn;
+  LaneState* wake = nullptr;
   {
-    std::lock_guard lock(mutex_);
-    if (stopping_ || jobs_.size() >= queue_length_) return false;
-    jobs_.push_back(std::move(job));
-    // One worker on its way is enough: it wakes the next if it finds more than it takes.
-    wake = idle_ > 0 && !waking_;
-    if (wake) waking_ = true;
+    const std::lock_guard lock(mutex_);
+    ++turns_;
+    turn.reset(new Turn(*this, next_number_++, std::move(job), deadline));
+    if (Enter(turn)) {
+      const std::string& visitor = turn->job_.visitor;
+      const auto own = visitor.empty() ? visitors_.end() : visitors_.find(visitor);
+      if (own != visitors_.end()) {
+        own->second.insert(turn->number_);
+      } else {
+        if (!visitor.empty()) visitors_[visitor];
+        wake = MakeReady(turn->number_);
+      }
+      turn.reset();
+    }
   }
-  if (wake) wake_.notify_one();
+  if (wake != nullptr) wake->wake.notify_one();
+  if (turn) {
+    turn->job_.visitor.clear();
+    turn->job_.refuse();
+  }
+}
+
+// Whether there is room for it.
+bool WorkerPool::Enter(const std::shared_ptr<Turn>& turn) {
+  const Job& job = turn->job_;
+  if (stopping_) return false;
+  if (!job.visitor.empty()) {
+    const auto own = visitors_.find(job.visitor);
+    if (own != visitors_.end() && own->second.size() >= options_.most_of_visitor) return false;
+  }
+  if (bytes_ + job.bytes > options_.most_bytes) return false;
+  const auto known = bytes_of_.find(job.address);
+  const std::size_t others = known == bytes_of_.end() ? 0 : known->second;
+  if (others > 0 && others + job.bytes > options_.most_bytes - bytes_) return false;
+  bytes_ += job.bytes;
+  bytes_of_[job.address] += job.bytes;
+  waiting_.emplace(turn->number_, Waiting{turn});
   return true;
 }
 
-void WorkerPool::PostFollowing(std::function<void()> job) {
-  // The worker that runs the present job comes back for this one, so nobody need be woken.
-  const std::lock_guard lock(mutex_);
-  jobs_.push_back(std::move(job));
+WorkerPool::LaneState* WorkerPool::MakeReady(std::uint64_t number) {
+  Waiting& waiting = waiting_.at(number);
+  waiting.ready = true;
+  const Job& job = waiting.turn->job_;
+  LaneState& lane = lanes_[static_cast<std::size_t>(job.lane)];
+  Numbers& of_address = lane.ready[job.address];
+  if (of_address.empty()) lane.round.push_back(job.address);
+  of_address.insert(number);
+  // One worker on its way is enough: it wakes the next if it finds more than it takes.
+  if (lane.idle == 0 || lane.waking) return nullptr;
+  lane.waking = true;
+  return &lane;
+}
+
+// Takes a job out of all that waits.
+void WorkerPool::Remove(std::uint64_t number) {
+  const auto at = waiting_.find(number);
+  const Job& job = at->second.turn->job_;
+  if (at->second.ready) {
+    LaneState& lane = lanes_[static_cast<std::size_t>(job.lane)];
+    const auto of_address = lane.ready.find(job.address);
+    of_address->second.erase(number);
+    if (of_address->second.empty()) {
+      lane.ready.erase(of_address);
+      std::erase(lane.round, job.address);
+    }
+  } else {
+    visitors_.at(job.visitor).erase(number);
+  }
+  bytes_ -= job.bytes;
+  const auto sum = bytes_of_.find(job.address);
+  if ((sum->second -= job.bytes) == 0) bytes_of_.erase(sum);
+  waiting_.erase(at);
+}
+
+void WorkerPool::Pass(std::shared_ptr<Turn> turn, Lane lane) {
+  LaneState* wake = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    turn->job_.lane = lane;
+    bytes_ += turn->job_.bytes;
+    bytes_of_[turn->job_.address] += turn->job_.bytes;
+    const std::uint64_t number = turn->number_;
+    waiting_.emplace(number, Waiting{std::move(turn)});
+    wake = MakeReady(number);
+  }
+  if (wake != nullptr) wake->wake.notify_one();
+}
+
+// The turn is over; the visitor's next job may come.
+void WorkerPool::End(Turn& turn) {
+  LaneState* wake = nullptr;
+  bool last = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!turn.job_.visitor.empty()) {
+      const auto own = visitors_.find(turn.job_.visitor);
+      if (own->second.empty()) {
+        visitors_.erase(own);
+      } else {
+        const std::uint64_t next = *own->second.begin();
+        own->second.erase(own->second.begin());
+        wake = MakeReady(next);
+      }
+    }
+    last = --turns_ == 0 && stopping_;
+    if (last) {
+      for (LaneState& lane : lanes_) lane.wake.notify_all();
+      stopped_.notify_all();
+    }
+  }
+  if (wake != nullptr) wake->wake.notify_one();
 }
 
 void WorkerPool::Stop() {
   {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     stopping_ = true;
+    for (LaneState& lane : lanes_) lane.wake.notify_all();
+    stopped_.notify_all();
   }
-  wake_.notify_all();
   for (std::thread& thread : threads_) {
     if (thread.joinable()) thread.join();
   }
 }
 
-void WorkerPool::Run() {
+std::size_t WorkerPool::waiting() const {
+  const std::lock_guard lock(mutex_);
+  return waiting_.size();
+}
+
+void WorkerPool::Work(LaneState& lane) {
   std::unique_lock lock(mutex_);
   while (true) {
-    while (jobs_.empty() && !stopping_) {
-      ++idle_;
-      wake_.wait(lock);
-      --idle_;
-      waking_ = false;
+    while (lane.round.empty() && !(stopping_ && turns_ == 0)) {
+      ++lane.idle;
+      lane.wake.wait(lock);
+      --lane.idle;
+      lane.waking = false;
     }
-    if (jobs_.empty()) return;
-    std::function<void()> job = std::move(jobs_.front());
-    jobs_.pop_front();
-    const bool wake = !jobs_.empty() && idle_ > 0 && !waking_;
-    if (wake) waking_ = true;
+    if (lane.round.empty()) return;
+    // The address whose turn it is goes to the end of the round.
+    const std::string address = std::move(lane.round.front());
+    lane.round.pop_front();
+    const std::uint64_t number = *lane.ready.at(address).begin();
+    std::shared_ptr<Turn> turn = waiting_.at(number).turn;
+    lane.round.push_back(address);
+    Remove(number);
+    const bool wake = !lane.round.empty() && lane.idle > 0 && !lane.waking;
+    if (wake) lane.waking = true;
     lock.unlock();
-    if (wake) wake_.notify_one();
-    job();
-    job = nullptr;
+    if (wake) lane.wake.notify_one();
+    if (std::chrono::steady_clock::now() < turn->deadline_) {
+      const auto run = turn->job_.run;
+      run(std::move(turn));
+    } else {
+      turn->job_.refuse();
+      turn.reset();
+    }
     lock.lock();
+  }
+}
+
+// Refuses what has waited too long, though no worker comes.
+void WorkerPool::Expire() {
+  std::unique_lock lock(mutex_);
+  while (!(stopping_ && turns_ == 0)) {
+    stopped_.wait_for(lock, kExpireEvery);
+    const Time now = std::chrono::steady_clock::now();
+    while (!waiting_.empty() && waiting_.begin()->second.turn->deadline_ <= now) {
+      std::shared_ptr<Turn> turn = waiting_.begin()->second.turn;
+      const bool was_ready = waiting_.begin()->second.ready;
+      Remove(turn->number_);
+      // One that waited behind its visitor's turn has none to give on.
+      if (!was_ready) turn->job_.visitor.clear();
+      lock.unlock();
+      turn->job_.refuse();
+      turn.reset();
+      lock.lock();
+    }
   }
 }
 

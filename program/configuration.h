@@ -33,8 +33,9 @@ struct Configuration {
   std::vector<std::string> trusted_proxies;
   std::vector<std::string> hostnames;
   Owner owner;
-  std::size_t workers = 0;  // 0: two for each processor, at least four
-  std::size_t queue = 256;
+  std::size_t workers = 0;  // of each lane; 0: two for each processor, four to sixteen
+  std::size_t queue_seconds = 5;
+  std::size_t queue_mebibytes = 64;
   std::size_t max_connections = 10'000;
   std::size_t max_connections_per_address = 2'500;
   std::size_t session_minutes = 1440;

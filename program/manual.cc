@@ -46,18 +46,20 @@ std::string CommandPage() {
   page += ".SH OPTIONS\nEach has a key of the same name in the configuration file; the command line wins.\n"
           ".TP\n.B \\-\\-config \\fIFILE\\fR\nThe configuration file.\n";
   AddSettings(page, "--");
-  page += ".SH EXIT STATUS\n0 when all went well; 1 if a check has found damage; 2 for wrong use and for what will not "
-          "do as it is, with one line that tells the remedy; 69 if the database stays away.\n"
-          ".SH SIGNALS\nSIGTERM and SIGINT end the server when the requests under way are answered, SIGHUP makes it read "
-          "its certificate again and open its logs anew.\n"
-          ".SH SEE ALSO\n.BR surva.toml (5)\n";
+  page +=
+      ".SH EXIT STATUS\n0 when all went well; 1 if a check has found damage; 2 for wrong use and for what will not "
+      "do as it is, with one line that tells the remedy; 69 if the database stays away.\n"
+      ".SH SIGNALS\nSIGTERM and SIGINT end the server when the requests under way are answered, SIGHUP makes it read "
+      "its certificate again and open its logs anew.\n"
+      ".SH SEE ALSO\n.BR surva.toml (5)\n";
   return page;
 }
 
 std::string SettingsPage() {
   std::string page = Head("surva.toml", "5", "configuration of surva");
-  page += ".SH DESCRIPTION\nA TOML file of keys and values. Texts stand in quotes, numbers and true or false do not; what "
-          "may be given several times may be a list.\n.SH KEYS\n";
+  page +=
+      ".SH DESCRIPTION\nA TOML file of keys and values. Texts stand in quotes, numbers and true or false do not; what "
+      "may be given several times may be a list.\n.SH KEYS\n";
   AddSettings(page, "");
   page += ".SH SEE ALSO\n.BR surva (1)\n";
   return page;
@@ -66,7 +68,8 @@ std::string SettingsPage() {
 std::string Completion() {
   std::string commands;
   std::string options = "--config --help --version";
-  for (const Subcommand& subcommand : Subcommands()) commands.append(commands.empty() ? "" : " ").append(subcommand.name);
+  for (const Subcommand& subcommand : Subcommands())
+    commands.append(commands.empty() ? "" : " ").append(subcommand.name);
   for (const Setting& setting : Settings()) options.append(" --").append(setting.name);
   return "# bash completion for surva\n"
          "_surva() {\n"

@@ -41,14 +41,8 @@ void IgnoreStraySignals() {
 // What the operator's signals and the clock ask for while the server runs, on its I/O thread.
 class Errands {
  public:
-  Errands(asio::io_context& io, wire::Server& server, host::PageService& service, host::WorkerPool& workers,
-          FileLog& log)
-      : signals_(io, SIGTERM, SIGINT, SIGHUP),
-        purge_timer_(io),
-        server_(server),
-        service_(service),
-        workers_(workers),
-        log_(log) {
+  Errands(asio::io_context& io, wire::Server& server, host::PageService& service, FileLog& log)
+      : signals_(io, SIGTERM, SIGINT, SIGHUP), purge_timer_(io), server_(server), service_(service), log_(log) {
     AwaitSignal();
     AwaitPurge();
   }
@@ -85,7 +79,7 @@ class Errands {
     purge_timer_.async_wait([this](boost::system::error_code error) {
       if (error) return;
       AwaitPurge();
-      workers_.TryPost([&service = service_] { service.Purge(); });
+      service_.Purge();
     });
   }
 
@@ -93,13 +87,12 @@ class Errands {
   asio::steady_timer purge_timer_;
   wire::Server& server_;
   host::PageService& service_;
-  host::WorkerPool& workers_;
   FileLog& log_;
 };
 
 std::size_t WorkerCount(const Configuration& configuration) {
   if (configuration.workers != 0) return configuration.workers;
-  return std::max<std::size_t>(4, 2 * std::size_t{std::thread::hardware_concurrency()});
+  return std::clamp<std::size_t>(2 * std::size_t{std::thread::hardware_concurrency()}, 4, 16);
 }
 
 std::unique_ptr<host::StaticSite> OpenSite(const Configuration& configuration) try {
@@ -156,7 +149,9 @@ int Serve(const Configuration& configuration) {
   const std::unique_ptr<data::Database> opened =
       OpenDatabase(configuration, [&log](const std::string& text) { log->Warning(text); });
   data::Database& database = *opened;
-  host::WorkerPool workers(WorkerCount(configuration), configuration.queue);
+  host::WorkerPool workers({.threads = WorkerCount(configuration),
+                            .patience = std::chrono::seconds(configuration.queue_seconds),
+                            .most_bytes = configuration.queue_mebibytes << 20});
   host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), Desk(configuration)},
                             database, *files, workers, *log);
   const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *log);
@@ -166,7 +161,7 @@ int Serve(const Configuration& configuration) {
   }
   std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
   {
-    const Errands errands(io, *server, service, workers, *log);
+    const Errands errands(io, *server, service, *log);
     server->Run();
   }
   workers.Stop();

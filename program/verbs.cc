@@ -67,9 +67,8 @@ int Restore(const CommandLine& command_line) {
 }
 
 int Check(const CommandLine& command_line) {
-  const auto database = upkeep::OpenDatabase(command_line.configuration.dsn,
-                                             std::chrono::seconds(command_line.configuration.database_wait),
-                                             TellOfWaiting);
+  const auto database = upkeep::OpenDatabase(
+      command_line.configuration.dsn, std::chrono::seconds(command_line.configuration.database_wait), TellOfWaiting);
   upkeep::RequireSuitable(*database);
   int damages = 0;
   for (const upkeep::Finding& finding : upkeep::Check(*database)) {

@@ -204,8 +204,7 @@ fs::path Restore(const fs::path& file, const std::string& dsn) try {
   draft.Finish();
   if (to_file) return PutInPlace(draft, path);
 
-  const std::unique_ptr<data::Database> to =
-      OpenDatabase(dsn, std::chrono::seconds(0), [](const std::string&) {});
+  const std::unique_ptr<data::Database> to = OpenDatabase(dsn, std::chrono::seconds(0), [](const std::string&) {});
   RequireSuitable(*to);
   to->BringUpToDate();
   data::Database from(draft.dsn());

@@ -141,13 +141,12 @@ void CopyRows(Engine& from, Engine& to, const Table& table) {
 std::int64_t LastKey(Engine& engine, const Table& table) {
   const std::string table_name = LowerName(table.name);
   const std::string key_name = LowerName(table.key().name);
-  const Rows rows =
-      engine.dialect() == Dialect::kSqlite
-          ? Ask(engine, {"select max(seq) as LastKey from sqlite_sequence where lower(name)=",
-                         Bound(Field(std::string_view(table_name)))})
-          : Ask(engine, {"select pg_sequence_last_value(pg_get_serial_sequence(",
-                         Bound(Field(std::string_view(table_name))), "::text, ",
-                         Bound(Field(std::string_view(key_name))), "::text)::regclass) as LastKey"});
+  const Rows rows = engine.dialect() == Dialect::kSqlite
+                        ? Ask(engine, {"select max(seq) as LastKey from sqlite_sequence where lower(name)=",
+                                       Bound(Field(std::string_view(table_name)))})
+                        : Ask(engine, {"select pg_sequence_last_value(pg_get_serial_sequence(",
+                                       Bound(Field(std::string_view(table_name))), "::text, ",
+                                       Bound(Field(std::string_view(key_name))), "::text)::regclass) as LastKey"});
   return rows.empty() ? 0 : rows.First()["LastKey"].Integer();
 }
 
@@ -156,10 +155,11 @@ void SetLastKey(Engine& engine, const Table& table, std::int64_t key) {
   const std::string name(table.name);
   if (engine.dialect() == Dialect::kSqlite) {
     engine.RunScript("DELETE FROM sqlite_sequence WHERE lower(name)=lower('" + name +
-                     "'); INSERT INTO sqlite_sequence (name, seq) VALUES ('" + name + "', " + std::to_string(key) + ")");
+                     "'); INSERT INTO sqlite_sequence (name, seq) VALUES ('" + name + "', " + std::to_string(key) +
+                     ")");
   } else {
-    engine.RunScript("SELECT setval(pg_get_serial_sequence('" + LowerName(name) + "', '" +
-                     LowerName(table.key().name) + "'), " + std::to_string(key) + ")");
+    engine.RunScript("SELECT setval(pg_get_serial_sequence('" + LowerName(name) + "', '" + LowerName(table.key().name) +
+                     "'), " + std::to_string(key) + ")");
   }
 }
 
@@ -185,7 +185,8 @@ int VersionOf(data::Database& database) {
   std::unique_ptr<Engine> engine = database.Take();
   const Rows stands =
       database.dialect() == Dialect::kSqlite
-          ? Ask(*engine, {"select count(*) as Cnt from sqlite_master where type='table' and lower(name)='schemaversion'"})
+          ? Ask(*engine,
+                {"select count(*) as Cnt from sqlite_master where type='table' and lower(name)='schemaversion'"})
           : Ask(*engine, {"select count(*) as Cnt from information_schema.tables where table_schema = "
                           "any(current_schemas(false)) and table_name='schemaversion'"});
   int version = 0;
@@ -201,9 +202,8 @@ std::vector<CopiedTable> Copy(data::Database& from, data::Database& to) {
   const std::unique_ptr<Engine> source = from.Take();
   const std::unique_ptr<Engine> target = to.Take();
   // One moment of the source, however long the copying takes.
-  const Transaction reading(*source, source->dialect() == Dialect::kSqlite
-                                         ? "BEGIN"
-                                         : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+  const Transaction reading(
+      *source, source->dialect() == Dialect::kSqlite ? "BEGIN" : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
   Transaction writing(*target, target->dialect() == Dialect::kSqlite ? "BEGIN IMMEDIATE" : "BEGIN");
   std::vector<CopiedTable> copied;
   for (const Table* table : KeptTables()) {

@@ -1,5 +1,7 @@
 #include "frame/data/connection.h"
 
+#include <algorithm>
+
 #include "frame/values/fault.h"
 
 namespace surva::data {
@@ -55,9 +57,9 @@ void Connection::Begin() {
   if (begun_) return;
   Engine& engine = Open();
   if (WriteGate* gate = database_.write_gate(); gate != nullptr) {
-    if (!gate->Enter(kWritersPatience)) {
-      throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.");
-    }
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+    if (!gate->Enter(std::clamp<std::chrono::milliseconds>(left, {}, kWritersPatience))) throw Fault::Busy({});
     in_gate_ = true;
   }
   try {
@@ -70,8 +72,13 @@ void Connection::Begin() {
   begun_ = true;
 }
 
-Rows Connection::Write(Statement statement) {
+void Connection::BeginWrite() {
+  if (!may_write_) throw WritingForbidden();
   Begin();
+}
+
+Rows Connection::Write(Statement statement) {
+  BeginWrite();
   written_ = true;
   return Run(statement, Effect::kWrite);
 }
@@ -82,13 +89,18 @@ std::int64_t Connection::Execute(Statement statement) {
 }
 
 void Connection::Lock(std::string_view thing) {
+  BeginWrite();
+  HoldNow(thing);
+}
+
+void Connection::HoldNow(std::string_view thing) {
   Begin();
   locks_.push_back(static_cast<std::int64_t>(internal::HashName(thing)));
   engine_->Lock(locks_.back());
 }
 
 void Connection::Hold(std::string_view thing) {
-  if (database_.write_gate() == nullptr) Lock(thing);
+  if (database_.write_gate() == nullptr) HoldNow(thing);
 }
 
 RowWriter Connection::Edit(const Table& table, const Piece& id) {
@@ -107,7 +119,7 @@ void Connection::Replace(std::initializer_list<Piece> removal, const RowBatch& b
   } catch (const Fault&) {
     failure = std::current_exception();
   }
-  Begin();
+  BeginWrite();
   written_ = true;
   fresh_ = false;
   engine_->Replace(removal, batch.rows());
@@ -115,7 +127,7 @@ void Connection::Replace(std::initializer_list<Piece> removal, const RowBatch& b
 }
 
 void Connection::BeginTrans() {
-  Begin();
+  BeginWrite();
   written_ = true;
   engine_->BeginInner();
 }

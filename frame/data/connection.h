@@ -2,6 +2,7 @@
 // whoever made the connection commits when the request has ended, however it ended.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -17,6 +18,10 @@
 #include "frame/data/statement.h"
 
 namespace surva::data {
+
+// Thrown by the first write of a connection that may not write. No page catches it: whoever forbade writing has the
+// request run again where it may.
+struct WritingForbidden {};
 
 class Connection {
  public:
@@ -77,12 +82,19 @@ class Connection {
   void Rollback() noexcept;
   void SetDurability(Durability durability) { durability_ = durability; }
 
+  // Until when a writer's turn must have come; the database's own patience holds too.
+  void SetDeadline(std::chrono::steady_clock::time_point deadline) { deadline_ = deadline; }
+  void ForbidWriting() { may_write_ = false; }
+  void AllowWriting() { may_write_ = true; }
+
  private:
   friend class RowWriter;
   Engine& Open();
   // Another connection in place of one that was lost while nobody used it.
   void Reopen();
   void Begin();
+  void BeginWrite();
+  void HoldNow(std::string_view thing);
   Rows Run(Statement statement, Effect effect);
   Rows Write(Statement statement);
   void CommitTo(const std::function<void(Engine&)>& flush);
@@ -98,6 +110,8 @@ class Connection {
   bool begun_ = false;    // a transaction
   bool written_ = false;  // something, in the transaction
   bool in_gate_ = false;
+  bool may_write_ = true;
+  std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
 };
 
 }  // namespace surva::data

@@ -158,7 +158,7 @@ void PostgresLink::Fail(const PGresult* result) const {
     throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
   }
   if (state == "55P03" || state.starts_with("40")) {
-    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
+    throw Fault::Busy(detail);
   }
   if (state.starts_with("53") || state.starts_with("57") || state.starts_with("58")) throw does_not_answer();
   throw Fault::StatementFailed(detail);

@@ -265,7 +265,7 @@ void SqliteEngine::Fail(int code) {
       throw Fault(FaultNumber::kValueRefused, "surva database", "The database refuses a value.", detail);
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.", detail);
+      throw Fault::Busy(detail);
     case SQLITE_ERROR:
     case SQLITE_MISMATCH:
     case SQLITE_RANGE:

@@ -43,10 +43,15 @@ class Fault : public std::exception {
             "Either BOF or EOF is True, or the current record has been deleted. "
             "Requested operation requires a current record."};
   }
+  static Fault Busy(std::string detail) {
+    return {FaultNumber::kConnectionFailed, "surva database", kBusy, std::move(detail)};
+  }
   static Fault StatementFailed(std::string detail) {
     return {FaultNumber::kStatementFailed, "surva database", "Syntax error in query expression.", std::move(detail)};
   }
 
+  // Whether somebody else was in the way, and the database is well.
+  bool IsBusy() const { return description_ == kBusy; }
   FaultNumber number() const { return number_; }
   const std::string& source() const { return source_; }
   const std::string& description() const { return description_; }
@@ -54,6 +59,8 @@ class Fault : public std::exception {
   const char* what() const noexcept override { return detail_.empty() ? description_.c_str() : detail_.c_str(); }
 
  private:
+  static constexpr std::string_view kBusy = "The database is busy. Try again.";
+
   FaultNumber number_;
   std::string source_;
   std::string description_;

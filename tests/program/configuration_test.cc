@@ -47,7 +47,7 @@ TEST_F(ConfigurationFile, TheCommandLineWins) {
   EXPECT_TRUE(plain.configuration.no_staff_guard);
   EXPECT_EQ(plain.configuration.trusted_proxies, (std::vector<std::string>{"10.0.0.1", "10.0.0.2"}));
   EXPECT_EQ(plain.configuration.owner.author, "M\u00fcller & S\u00f6hne");
-  EXPECT_EQ(plain.configuration.queue, 256U);
+  EXPECT_EQ(plain.configuration.queue_seconds, 5U);
 
   const CommandLine both = Read({"serve", "--workers", "5", "--config", file, "--listen=0.0.0.0:80", "--trusted-proxy",
                                  "10.0.0.3", "--dsn", "sqlite:x.db", "--dsn", "sqlite:b.db"});
@@ -95,7 +95,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
       {"serve", "--workers"},
       {"serve", "--workers", "many"},
       {"serve", "--workers", "99999999999999999999"},
-      {"serve", "--queue", "0"},
+      {"serve", "--queue-seconds", "0"},
       {"serve", "--log-level", "loud"},
       {"serve", "--notice", "a\tb"},
       {"serve", "--listen", "8080"},

@@ -35,7 +35,7 @@ class Node {
   Watch watch_;
   data::Database database_;
   host::StaticSite files_;
-  host::WorkerPool workers_{2, 64};
+  host::WorkerPool workers_{{.threads = 2}};
   SilentLog log_;
   host::PageService service_;
 };

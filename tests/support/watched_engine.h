@@ -19,12 +19,14 @@ struct Watch {
   std::atomic<int> writes = 0;
   std::atomic<int> fail_write = 0;  // the how manieth write from now on fails; 0 is none
   std::atomic<bool> fail_commit = false;
+  std::atomic<bool> lose_commit = false;  // it goes through, and its answer is lost
+  std::atomic<int> flushed_commits = 0;
   const Clock* clock = nullptr;  // what now() means in a statement, if not the time
 
   void Reset() { reads = writes = 0; }
 };
 
-class WatchedEngine final : public data::Engine {
+class WatchedEngine : public data::Engine {
  public:
   WatchedEngine(std::unique_ptr<data::Engine> engine, Watch& watch) : engine_(std::move(engine)), watch_(watch) {}
 
@@ -50,6 +52,8 @@ class WatchedEngine final : public data::Engine {
   void Commit(data::Durability durability, data::Statement last) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
     engine_->Commit(durability, last);
+    if (durability == data::Durability::kDisk) ++watch_.flushed_commits;
+    if (watch_.lose_commit.exchange(false)) throw Fault(FaultNumber::kCommitInDoubt, "test", "The line is cut.");
   }
   void Flush() override { engine_->Flush(); }
   void Rollback() noexcept override { engine_->Rollback(); }

@@ -1,0 +1,181 @@
+// Respondents at kiosks: several people, one after the other, at each browser. Every attempt at a form bears a mark of
+// its own in all its answers, so that what is stored tells whose it is and whether it is whole.
+import http from "node:http";
+import { setTimeout as sleep } from "node:timers/promises";
+
+export const kQuestions = 8;
+const kLayout = 100;  // the first row's key
+const kNamed = 1;     // keys of the two survas: with PINs, and open to all
+const kOpen = 2;
+
+// Tables for `count` people with PINs, by statements that both engines understand.
+export function seed(count) {
+    const rows = [];
+    const add = (table, columns, values) => rows.push(`insert into ${table} (${columns}) values (${values});`);
+    for (const [surva, authorisation] of [[kNamed, -1], [kOpen, 0]]) {
+        add("SurvaVersion", "SurvaVersionID, SurvaName, RequireAuthorisation, RequirePersonalDataPreview, ThankYouPage, DisplayMenu",
+            `${surva}, 'Surva ${surva}', ${authorisation}, 0, 'greetings/default1.asp', 0`);
+    }
+    add("Company", "CompanyID, CompanyName", "1, 'Company'");
+    add("Training", "TrainingID, TrainingName, SurvaVersionID", "1, 'Training', 1");
+    add("Schedule", "ScheduleID, TrainingID, SurvaVersionID, BeginDate, EndDate", "1, 1, 1, '2024-01-01 00:00:00', '2024-01-02 00:00:00'");
+    for (let question = 1; question <= kQuestions; ++question) {
+        add("Question", "QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, LineRows, Required",
+            `${question}, 'Question ${question}', 2, 3, 40, 3, -1, -1`);
+        for (const surva of [kNamed, kOpen]) {
+            add("SurvaLayout", "SurvaLayoutID, SurvaVersionID, QuestionID, PositionID", `${kLayout * surva + question}, ${surva}, ${question}, ${question}`);
+        }
+    }
+    const numbers = `with recursive n(i) as (select 1 union all select i + 1 from n where i < ${count})`;
+    rows.push(`insert into Student (StudentID, CompanyID, FirstName, LastName) ${numbers} select i, 1, 'First', 'Last' from n;`,
+        `insert into Participant (ParticipantID, ScheduleID, StudentID, PIN) ${numbers} select i, 1, i, 'p' || i from n;`);
+    return rows.join("\n");
+}
+
+const pinOf = (student) => `p${student}`;
+
+export class Crowd {
+    attempts = [];  // { mark, student (null for nobody's), fate: "thanked" | "denied" | "open" }
+    thanked = 0;
+    longestSilence = 0;  // between two thanks, in milliseconds
+    ended = false;
+    #nextStudent = 1;
+    #people = [];
+    #lastThanks = Date.now();
+
+    // `ports` are tried in turn by each browser.
+    constructor(ports, count) {
+        this.ports = ports;
+        this.count = count;
+    }
+
+    begin(browsers) {
+        for (let i = 0; i < browsers; ++i) this.#people.push(this.#kiosk(i));
+    }
+    async end() {
+        this.ended = true;
+        await Promise.all(this.#people);
+    }
+    async nextThanks(seconds = 60) {
+        const had = this.thanked;
+        const end = Date.now() + seconds * 1000;
+        while (this.thanked === had) {
+            if (Date.now() > end) throw new Error(`nobody was thanked for ${seconds} s`);
+            await sleep(5);
+        }
+    }
+
+    async #kiosk(number) {
+        const browser = new Browser(this.ports, number);
+        for (let turn = number; !this.ended; ++turn) {
+            if (turn % 3 === 0) {
+                await this.#person(browser, null);
+            } else {
+                if (this.#nextStudent > this.count) return;
+                await this.#person(browser, this.#nextStudent++);
+            }
+        }
+        browser.close();
+    }
+
+    async #person(browser, student) {
+        while (!this.ended) {
+            // Who types a PIN has seen the page that asks for it.
+            const welcome = await browser.ask("/surva.asp");
+            if (!welcome?.body.includes("name=PIN")) {
+                await sleep(20);
+                continue;
+            }
+            const entry = student === null ? await browser.ask(`/surva.asp?version=${kOpen}`) : await browser.ask("/surva.asp", { PIN: pinOf(student) });
+            if (entry?.body.includes("incorrect PIN")) return;  // an attempt that nobody thanked for was stored
+            if (entry?.body.includes("name=FormAccepted") && (await this.accept(browser, student))) return;
+            if (!entry || entry.status !== 200) await sleep(20);
+        }
+    }
+
+    // Whether it was thanked for.
+    async accept(browser, student) {
+        const attempt = { mark: `${student ?? "nobody"}-${this.attempts.length}`, student, fate: "open" };
+        this.attempts.push(attempt);
+        const surva = student === null ? kOpen : kNamed;
+        const form = { FormAccepted: surva };
+        for (let question = 1; question <= kQuestions; ++question) form[kLayout * surva + question] = attempt.mark;
+        const answer = await browser.ask("/surva.asp", form);
+        if (answer?.status === 302) {
+            attempt.fate = "thanked";
+            ++this.thanked;
+            this.longestSilence = Math.max(this.longestSilence, Date.now() - this.#lastThanks);
+            this.#lastThanks = Date.now();
+        } else if (answer?.body.includes("nothing of it was stored") || answer?.body.includes("The server is busy")) {
+            attempt.fate = "denied";
+        }
+        return attempt.fate === "thanked";
+    }
+}
+
+export class Browser {
+    #agent = new http.Agent({ keepAlive: true, maxSockets: 1 });
+    #cookies = new Map();
+
+    constructor(ports, first = 0) {
+        this.ports = ports;
+        this.turn = first;
+    }
+    close() {
+        this.#agent.destroy();
+    }
+
+    // The answer, or null if none came.
+    ask(path, form) {
+        const body = form && new URLSearchParams(form).toString();
+        const headers = { Cookie: [...this.#cookies].map(([name, value]) => `${name}=${value}`).join("; ") };
+        if (body) Object.assign(headers, { "Content-Type": "application/x-www-form-urlencoded", "Content-Length": body.length });
+        const port = this.ports[this.turn++ % this.ports.length];
+        return new Promise((resolve) => {
+            const request = http.request({ host: "127.0.0.1", port, path, method: body ? "POST" : "GET", headers, agent: this.#agent, timeout: 15000 }, (response) => {
+                let text = "";
+                response.setEncoding("latin1");
+                response.on("data", (part) => (text += part));
+                response.on("aborted", () => resolve(null));
+                response.on("error", () => resolve(null));
+                response.on("end", () => {
+                    for (const cookie of response.headers["set-cookie"] ?? []) {
+                        const [, name, value] = cookie.match(/^([^=]+)=([^;]*)/);
+                        this.#cookies.set(name, value);
+                    }
+                    resolve({ status: response.statusCode, body: text });
+                });
+            });
+            request.on("timeout", () => request.destroy());
+            request.on("error", () => resolve(null));
+            request.end(body);
+        });
+    }
+}
+
+// What is wrong with what is stored; `rows` are student, mark and the number of answers of each kind of person.
+export function judge(attempts, named, open) {
+    const byMark = new Map(attempts.map((attempt) => [attempt.mark, attempt]));
+    const faults = [];
+    const stored = new Map();
+    for (const [rows, kind] of [[named, "named"], [open, "open"]]) {
+        const seen = new Set();
+        for (const [person, mark, count] of rows) {
+            const attempt = byMark.get(mark);
+            if (!attempt) { faults.push(`unknown mark ${mark}`); continue; }
+            if (seen.has(person)) faults.push(`${kind} ${person} has answers of two attempts`);
+            seen.add(person);
+            if (count !== kQuestions) faults.push(`${mark} has ${count} answers of ${kQuestions}`);
+            if (kind === "named" && attempt.student !== person) faults.push(`${mark} stands under ${person}`);
+            if (kind === "open" && attempt.student !== null) faults.push(`${mark} stands under nobody`);
+            if (stored.has(mark)) faults.push(`${mark} is stored twice`);
+            stored.set(mark, attempt);
+            if (attempt.fate === "denied") faults.push(`${mark} was stored, and its sender told that it was not`);
+        }
+    }
+    for (const attempt of attempts) {
+        if (attempt.fate === "thanked" && !stored.has(attempt.mark)) faults.push(`${attempt.mark} was thanked for and is gone`);
+    }
+    const unthanked = [...stored.values()].filter((attempt) => attempt.fate !== "thanked").length;
+    return { faults, unthanked };
+}

@@ -1,0 +1,255 @@
+// One visitor stays one visitor, whichever node serves him and whoever else is stuck.
+#include <gtest/gtest.h>
+
+#include <latch>
+
+#include "tests/host/node.h"
+#include "tests/support/seed.h"
+#include "tests/support/test_database.h"
+#include "tests/support/watched_engine.h"
+
+namespace surva::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// People enrolled on one surva of one text question, whose control goes by its layout row, 31.
+class Visits : public OnBothEngines {
+ protected:
+  Visits() {
+    Seed seed(*database_);
+    const std::int64_t surva = seed.Surva({.rows = {{.role = kMain, .control = kText, .content = "How was it?"}}});
+    ann_ = std::to_string(seed.Participant(surva, "1111"));
+    bob_ = std::to_string(seed.Participant(surva, "2222"));
+    seed.Participant(surva, "3333");
+  }
+
+  std::string Marks() { return Read(*database_, {"select StudentID, TextAnswer from Mark order by MarkID"}); }
+  // Holds what a writer needs until it is destroyed.
+  std::unique_ptr<data::Connection> Block(data::Database& database) {
+    auto blocker = std::make_unique<data::Connection>(database);
+    if (GetParam() == data::Dialect::kSqlite) {
+      blocker->Execute({"update Student set City=City"});
+    } else {
+      blocker->Execute({"lock table VisitorSession, Mark in exclusive mode"});
+    }
+    return blocker;
+  }
+
+  TestDatabase database_{GetParam()};
+  std::string ann_;
+  std::string bob_;
+};
+SURVA_ON_BOTH_ENGINES(Visits);
+
+// Whether the answer comes within the time.
+bool Comes(Browser::Coming& coming, milliseconds time) {
+  return coming.wait_for(time) == std::future_status::ready;
+}
+
+TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
+  Node one(database_.dsn());
+  Node two(database_.dsn());
+  Browser kiosk;
+  kiosk.Post(one, "/surva.asp", "PIN=1111");
+  kiosk.Post(one, "/surva.asp", "FormAccepted=3&31=by+Ann");
+  EXPECT_EQ(Marks(), ann_ + ",by Ann");
+  kiosk.Get(two, "/surva.asp");
+  kiosk.Post(two, "/surva.asp", "PIN=2222");
+  EXPECT_EQ(kiosk.Post(one, "/surva.asp", "FormAccepted=3&31=by+Bob").status, 302U);
+  EXPECT_EQ(Marks(), ann_ + ",by Ann " + bob_ + ",by Bob");
+  // Unknown tokens are not taken over, and a session that has ended is none.
+  Write(*database_, {"update VisitorSession set LastUse=LastUse-9999999"});
+  const std::string old = kiosk.cookie;
+  kiosk.Post(two, "/surva.asp", "PIN=3333");
+  EXPECT_NE(kiosk.cookie, old);
+  one.service.Purge();
+  one.workers.Stop();
+  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
+}
+
+TEST_P(Visits, RequestsOfOneVisitorWaitForEachOther) {
+  Node one(database_.dsn());
+  Node two(database_.dsn());
+  Browser browser;
+  browser.Post(one, "/surva.asp", "PIN=1111");
+  Browser other;
+  other.Post(one, "/surva.asp", "PIN=2222");
+  const std::string key = host::SessionKey(browser.cookie.substr(browser.cookie.find('=') + 1));
+  ASSERT_FALSE(key.empty());
+  if (GetParam() == data::Dialect::kPostgres) {
+    data::Connection elsewhere(one.database);
+    elsewhere.Hold(key);
+    elsewhere.Query({"select 1 as One"});
+    Browser::Coming held = browser.Send(two, "/surva.asp");
+    EXPECT_EQ(other.Get(two, "/surva.asp").status, 200U);
+    EXPECT_FALSE(Comes(held, milliseconds(50)));
+    elsewhere.Rollback();
+    EXPECT_EQ(held.get().status, 200U);
+  }
+  // Many at once: each sees what the one before has left, so that none is lost.
+  std::vector<Browser::Coming> crowd;
+  for (int i = 0; i < 20; ++i) {
+    crowd.push_back(browser.Send(i % 2 == 0 ? one : two, "/surva.asp", "", "FormAccepted=3&31=" + std::to_string(i)));
+  }
+  for (Browser::Coming& coming : crowd) EXPECT_EQ(coming.get().status, 302U);
+  EXPECT_EQ(Read(*database_, {"select count(*) from Mark"}), "1");
+}
+
+TEST_P(Visits, OnlyWhatNobodyWasToldOfMayBeLostWithTheMachine) {
+  Watch watch;
+  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  Browser browser;
+  browser.Post(node, "/surva.asp", "PIN=1111");
+  EXPECT_EQ(watch.flushed_commits, 0) << "a session that begins";
+  browser.Post(node, "/surva.asp", "PIN=1111");
+  EXPECT_EQ(watch.flushed_commits, 0) << "nothing new";
+  Write(*database_, {"update VisitorSession set LastUse=LastUse-100"});
+  const std::string noted = Read(*database_, {"select LastUse from VisitorSession"});
+  browser.Post(node, "/surva.asp", "PIN=1111");
+  for (int i = 0; i < 2000 && Read(*database_, {"select LastUse from VisitorSession"}) == noted; ++i) {
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  EXPECT_NE(Read(*database_, {"select LastUse from VisitorSession"}), noted);
+  EXPECT_EQ(watch.flushed_commits, 0) << "a note of use";
+  browser.Post(node, "/surva.asp", "PIN=2222");
+  EXPECT_EQ(watch.flushed_commits, 1) << "another person's logon, which must never come undone";
+}
+
+TEST_P(Visits, ReadersPassWritersThatAreStuck) {
+  Node node(database_.dsn(), {}, milliseconds(300));
+  Browser ann;
+  ann.Post(node, "/surva.asp", "PIN=1111");
+  {
+    const auto blocker = Block(node.database);
+    std::vector<Browser::Coming> stuck;
+    for (int i = 0; i < 5; ++i) stuck.push_back(Browser().Send(node, "/surva.asp", "", "PIN=1111"));
+    EXPECT_FALSE(Comes(stuck.front(), milliseconds(50)));
+    Browser::Coming page = Browser().Send(node, "/surva.asp");
+    EXPECT_TRUE(Comes(page, milliseconds(200)));
+    Browser::Coming report = Browser().Send(node, "/admin/stat.asp");
+    EXPECT_TRUE(Comes(report, milliseconds(200)));
+    // Whoever waits in the queue is told soon.
+    EXPECT_EQ(stuck.back().get().status, 503U);
+    blocker->Rollback();
+    for (std::size_t i = 0; i + 1 < stuck.size(); ++i) stuck[i].wait();
+  }
+  EXPECT_EQ(ann.Post(node, "/surva.asp", "FormAccepted=3&31=at+last").status, 302U);
+}
+
+TEST_P(Visits, ARequestThatWritesAfterAllIsRunAmongWriters) {
+  Node node(database_.dsn());
+  Browser kiosk;
+  kiosk.Get(node, "/surva.asp", "version=999");
+  kiosk.Post(node, "/surva.asp", "PIN=1111");
+  // The PIN page sets the visit's kind back.
+  Write(*database_, {"update VisitorSession set Contents=replace(Contents, '2:i0', '2:i1')"});
+  EXPECT_EQ(kiosk.Get(node, "/surva.asp").status, 200U);
+  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession where Contents like '%9:anonymous2:i0%'"}), "1");
+  // So does a staff page's click.
+  EXPECT_EQ(Browser().Get(node, "/admin/student.asp", "Delete=Delete&StudentID=" + ann_).status, 200U);
+  EXPECT_EQ(Read(*database_, {"select count(*) from Student"}), "2");
+}
+
+TEST_P(Visits, ALostCommitIsToldAsWhatItIs) {
+  Watch watch;
+  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  Browser ann;
+  ann.Post(node, "/surva.asp", "PIN=1111");
+  watch.lose_commit = true;
+  const wire::HttpResponse doubtful = ann.Post(node, "/surva.asp", "FormAccepted=3&31=perhaps");
+  EXPECT_EQ(doubtful.status, 500U) << "503 would let a proxy send it again";
+  EXPECT_NE(doubtful.body.find("look before you send it again"), std::string::npos);
+  EXPECT_EQ(Marks(), ann_ + ",perhaps");
+  watch.fail_commit = true;
+  const wire::HttpResponse failed = ann.Post(node, "/surva.asp", "FormAccepted=3&31=never");
+  EXPECT_NE(failed.body.find("nothing of it was stored"), std::string::npos);
+  EXPECT_EQ(Marks(), ann_ + ",perhaps");
+  // Nothing to store, nothing to doubt.
+  watch.lose_commit = watch.fail_commit = true;
+  EXPECT_EQ(Browser().Get(node, "/surva.asp").status, 200U);
+}
+
+class Healthz : public Visits {};
+SURVA_ON_BOTH_ENGINES(Healthz);
+
+TEST_P(Healthz, JudgesWritingToo) {
+  Watch watch;
+  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  if (GetParam() == data::Dialect::kSqlite) {
+    watch.fail_commit = true;
+  } else {
+    // As a standby is.
+    RunOnServer("alter database " + database_.postgres_name() + " set default_transaction_read_only = on");
+  }
+  const wire::HttpResponse ill = Browser().Get(node, "/healthz", "verbose");
+  EXPECT_EQ(ill.status, 503U);
+  EXPECT_NE(node.log.errors().find("/healthz"), std::string::npos);
+  EXPECT_EQ(ill.body.find("disk"), std::string::npos) << "nothing for strangers";
+  if (GetParam() == data::Dialect::kPostgres) {
+    RunOnServer("alter database " + database_.postgres_name() + " reset default_transaction_read_only");
+  }
+  std::this_thread::sleep_for(milliseconds(1100));
+  const wire::HttpResponse well = Browser().Get(node, "/healthz", "verbose");
+  EXPECT_EQ(well.status, 200U);
+  EXPECT_NE(well.body.find("version: "), std::string::npos);
+}
+
+TEST_P(Healthz, WaitsForNoPageAndNoHangingDatabase) {
+  Node node(database_.dsn());
+  {
+    const auto blocker = Block(node.database);
+    std::vector<Browser::Coming> stuck;
+    for (int i = 0; i < 8; ++i) stuck.push_back(Browser().Send(node, "/surva.asp", "", "PIN=1111"));
+    Browser::Coming health = Browser().Send(node, "/healthz");
+    ASSERT_TRUE(Comes(health, seconds(2)));
+    blocker->Rollback();
+    for (Browser::Coming& coming : stuck) coming.wait();
+  }
+}
+
+TEST(DeletedDatabase, IsToldAtOnce) {
+  TestDatabase database(data::Dialect::kSqlite);
+  Node node(database.dsn());
+  std::filesystem::remove(database.dsn().substr(std::string("sqlite:").size()));
+  EXPECT_EQ(Browser().Get(node, "/healthz").status, 503U);
+  EXPECT_NE(node.log.errors().find("deleted or replaced"), std::string::npos);
+}
+
+TEST(HangingDatabase, IsToldWithinTwoSeconds) {
+  std::latch release(1);
+  std::atomic<bool> hangs = false;
+  class Hanging final : public WatchedEngine {
+   public:
+    Hanging(std::unique_ptr<data::Engine> engine, Watch& watch, std::atomic<bool>& hangs, std::latch& release)
+        : WatchedEngine(std::move(engine), watch), hangs_(hangs), release_(release) {}
+    data::Rows Run(data::Statement statement, data::Effect effect) override {
+      if (hangs_) release_.wait();
+      return WatchedEngine::Run(statement, effect);
+    }
+
+   private:
+    std::atomic<bool>& hangs_;
+    std::latch& release_;
+  };
+  TestDatabase database(data::Dialect::kSqlite);
+  Watch watch;
+  Node node(database.dsn(), [&](std::unique_ptr<data::Engine> engine) {
+    return std::make_unique<Hanging>(std::move(engine), watch, hangs, release);
+  });
+  hangs = true;
+  std::vector<Browser::Coming> asked;
+  for (int i = 0; i < 3; ++i) asked.push_back(Browser().Send(node, "/healthz"));
+  for (Browser::Coming& coming : asked) {
+    ASSERT_TRUE(Comes(coming, seconds(2)));
+    EXPECT_EQ(coming.get().status, 503U);
+  }
+  // Nobody waits for what is known.
+  Browser::Coming again = Browser().Send(node, "/healthz");
+  EXPECT_TRUE(Comes(again, milliseconds(50)));
+  release.count_down();
+}
+
+}  // namespace
+}  // namespace surva::test
