@@ -118,7 +118,9 @@ struct PageService::Order {
   wire::Respond respond;
   const Route* route;
   std::string session_key;
-  bool use_is_due = false;  // of the session
+  bool use_is_due = false;                 // of the session
+  std::shared_ptr<WorkerPool::Turn> turn;  // while it is being worked on
+  wire::HttpResponse answer;
 };
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
@@ -140,13 +142,16 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond), route});
     if (route->make != nullptr) order->session_key = SessionKey(CookieOf(order->request.Header("Cookie")));
     const wire::HttpRequest& http = order->request;
-    return workers_.Post(
-        {.lane = LaneOf(http, *route),
-         .address = http.network,
-         .visitor = order->session_key,
-         .bytes = BytesOf(http),
-         .run = [this, order](std::shared_ptr<WorkerPool::Turn> turn) { Serve(order, std::move(turn)); },
-         .refuse = [order] { order->respond(Overrun()); }});
+    return workers_.Post({.lane = LaneOf(http, *route),
+                          .address = http.network,
+                          .visitor = order->session_key,
+                          .bytes = BytesOf(http),
+                          .run =
+                              [this, order](std::shared_ptr<WorkerPool::Turn> turn) {
+                                order->turn = std::move(turn);
+                                Serve(order);
+                              },
+                          .refuse = [order] { order->respond(Overrun()); }});
   }
   if (path == "/healthz") return health_.Answer(request.query == "verbose", std::move(respond));
   if (path == "/admin" || path == "/admin/") {
@@ -158,28 +163,43 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   respond(file ? std::move(*file) : wire::StatusPage(404));
 }
 
-void PageService::Serve(const std::shared_ptr<Order>& order, std::shared_ptr<WorkerPool::Turn> turn) {
-  wire::HttpResponse answer;
+void PageService::Serve(const std::shared_ptr<Order>& order) {
   try {
     data::Connection connection(database_);
-    connection.SetDeadline(turn->deadline());
-    if (turn->lane() != Lane::kWriting) connection.ForbidWriting();
-    answer = order->route->make != nullptr ? ServePage(*order, *turn, connection) : ServeDesk(*order, connection);
+    connection.SetDeadline(order->turn->deadline());
+    if (order->turn->lane() != Lane::kWriting) connection.ForbidWriting();
+    order->answer = order->route->make != nullptr ? ServePage(*order, connection) : ServeDesk(*order, connection);
+    if (connection.HasWritten()) {
+      // The worker is free for the next request while the disk is being waited for.
+      return connection.Commit([this, order](const std::exception_ptr& failure) { Finish(order, failure); });
+    }
+    connection.Rollback();
   } catch (const data::WritingForbidden&) {
-    return workers_.Pass(std::move(turn), Lane::kWriting);
-  } catch (const std::exception& failure) {
-    answer = Failed(order->request, failure);
+    return workers_.Pass(std::move(order->turn), Lane::kWriting);
+  } catch (...) {
+    return Finish(order, std::current_exception());
+  }
+  Finish(order, nullptr);
+}
+
+void PageService::Finish(const std::shared_ptr<Order>& order, const std::exception_ptr& failure) {
+  if (failure) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (const std::exception& told) {
+      order->answer = Failed(order->request, told);
+    }
   }
   // The turn ends first: who asks again at once finds his session free.
-  turn.reset();
-  order->respond(std::move(answer));
+  order->turn.reset();
+  order->respond(std::move(order->answer));
   if (order->use_is_due) {
     PostChore("a session's use could not be noted",
               [key = order->session_key](data::Connection& connection) { NoteUse(key, connection); });
   }
 }
 
-wire::HttpResponse PageService::ServePage(Order& order, const WorkerPool::Turn& turn, data::Connection& connection) {
+wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
   DecodedForm query = DecodeUrlEncoded(http.query);
   if (query.refusal != 0) return wire::StatusPage(query.refusal);
@@ -204,13 +224,8 @@ wire::HttpResponse PageService::ServePage(Order& order, const WorkerPool::Turn& 
   order.route->make(context)->Serve();
 
   // What staff look at may take long, and is not worked out twice to write down what they looked for.
-  if (turn.lane() == Lane::kStaff) connection.AllowWriting();
+  if (order.turn->lane() == Lane::kStaff) connection.AllowWriting();
   visit.Save(connection);
-  if (connection.HasWritten()) {
-    connection.Commit();
-  } else {
-    connection.Rollback();
-  }
   order.use_is_due = visit.use_is_due();
 
   wire::HttpResponse answer = AnswerOf(response);
@@ -236,9 +251,7 @@ wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connec
   const guard::Person person;
   desk::Context context{http,          request,        form.files, connection, database_,          background_,
                         options_.desk, options_.owner, clock_,     person,     MenuOf(person.role)};
-  wire::HttpResponse answer = order.route->desk(context);
-  connection.Commit();
-  return answer;
+  return order.route->desk(context);
 }
 
 wire::HttpResponse PageService::Failed(const wire::HttpRequest& http, const std::exception& failure) {

@@ -2,6 +2,7 @@
 // commits, and turns their responses into answers; gives out the static files.
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -38,8 +39,11 @@ class PageService final : public wire::Site {
   // A request on its way to its answer.
   struct Order;
 
-  void Serve(const std::shared_ptr<Order>& order, std::shared_ptr<WorkerPool::Turn> turn);
-  wire::HttpResponse ServePage(Order& order, const WorkerPool::Turn& turn, data::Connection& connection);
+  void Serve(const std::shared_ptr<Order>& order);
+  // When all that it wrote is on disk, or has failed.
+  void Finish(const std::shared_ptr<Order>& order, const std::exception_ptr& failure);
+  // Both leave the commit to Serve.
+  wire::HttpResponse ServePage(Order& order, data::Connection& connection);
   wire::HttpResponse ServeDesk(Order& order, data::Connection& connection);
   // The answer to a request that could not be carried out.
   wire::HttpResponse Failed(const wire::HttpRequest& request, const std::exception& failure);

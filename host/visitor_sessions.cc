@@ -76,11 +76,11 @@ void Visit::Save(data::Connection& connection) {
     if (!connection.HasWritten()) connection.SetDurability(data::Durability::kMemory);
   }
   const int timeout = session_.timeout() > 0 ? session_.timeout() : rules_.idle_minutes;
-  connection.Execute({"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (",
-                      Bound(Field(key_)), ", ", Bound(Field(session_.Store())), ", ", Number(last_use_), ", ",
-                      Number(timeout),
-                      ") on conflict (SessionKey) do update set Contents=excluded.Contents, LastUse=excluded.LastUse, "
-                      "TimeoutMinutes=excluded.TimeoutMinutes"});
+  connection.ExecuteAtCommit(
+      {"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (", Bound(Field(key_)), ", ",
+       Bound(Field(session_.Store())), ", ", Number(last_use_), ", ", Number(timeout),
+       ") on conflict (SessionKey) do update set Contents=excluded.Contents, LastUse=excluded.LastUse, "
+       "TimeoutMinutes=excluded.TimeoutMinutes"});
   use_is_due_ = false;
 }
 

@@ -141,6 +141,7 @@ void Connection::RollbackTrans() noexcept {
 }
 
 void Connection::ExecuteAtCommit(std::initializer_list<Piece> statement) {
+  if (!may_write_) throw WritingForbidden();
   at_commit_.emplace_back(Statement(statement));
 }
 

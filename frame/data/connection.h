@@ -67,8 +67,8 @@ class Connection {
   void CommitTrans();
   void RollbackTrans() noexcept;
 
-  // Whether anything was written since the last Commit.
-  bool HasWritten() const { return written_; }
+  // Whether anything was written since the last Commit, or is to be written by the next.
+  bool HasWritten() const { return written_ || !at_commit_.empty(); }
   // A write that the commit carries out, in its own round trip: if it fails, the commit does.
   void ExecuteAtCommit(std::initializer_list<Piece> statement);
 

@@ -104,8 +104,7 @@ std::unique_ptr<Engine> Database::Take() {
 std::unique_ptr<Engine> Database::TakeIdle(SteadyClock::time_point deadline) {
   std::unique_lock lock(mutex_);
   if (!given_.wait_until(lock, deadline, [this] { return !idle_.empty() || in_use_ < kMostConnections; })) {
-    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database is busy. Try again.",
-                "all connections are in use");
+    throw Fault::Busy("all connections are in use");
   }
   ++in_use_;
   if (idle_.empty()) return nullptr;
