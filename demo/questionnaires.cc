@@ -154,7 +154,7 @@ constexpr std::string_view kRemarks[] = {
 };
 
 constexpr SurvaText kSurvaEvaluation{"Training evaluation", true, true, true, kEvaluation};
-constexpr SurvaText kSurvaShort{"Short workshop feedback", true, false, false, kShortFeedback};
+constexpr SurvaText kSurvaShort{"Short workshop feedback", true, false, true, kShortFeedback};
 constexpr SurvaText kSurvaOpenDay{"Open day: visitors' opinions", false, false, true, kOpenDay};
 
 }  // namespace

@@ -34,7 +34,7 @@
 
     // The site's scripts lead nowhere by themselves, so what no person began is a page that refreshes itself.
     window.navigation?.addEventListener("navigate", (event) => {
-        const wanted = event.userInitiated || event.hashChange || ["reload", "traverse"].includes(event.navigationType);
+        const wanted = event.userInitiated || event.destination.sameDocument || ["reload", "traverse"].includes(event.navigationType);
         if (!wanted && event.cancelable)
             event.preventDefault();
     });
@@ -74,7 +74,7 @@
     addEventListener("submit", (event) => {
         const button = event.submitter;
         const form = event.target;
-        const action = new URL(button?.formAction || form.action, location.href);
+        const action = new URL(button?.getAttribute("formaction") ?? form.getAttribute("action") ?? "", location.href);
         const seen = !button || !button.hasAttribute("form") && isInSight(button);
         if (action.origin !== location.origin || !seen)
             refuse(event);

@@ -2,10 +2,16 @@
 // Yields [name, page]; the page shows that state until the next is asked for.
 import { Form, logOn, press } from "./site.js";
 
+// The look of a form without the site's frame.
+function bare(site) {
+    site.query(`update SurvaVersion set DisplayMenu=0 where SurvaVersionID=${site.version("Short workshop")}`);
+}
+
 // What a respondent meets on his way.
 export async function* filledPages(site, page) {
     const [full] = site.waiting("Training evaluation", 1);
     const [short] = site.waiting("Short workshop", 1);
+    bare(site);
     const held = page.frameLocator("#surva");
     const enter = async (pin) => {
         await held.getByLabel("PIN", { exact: true }).fill(pin);
@@ -49,6 +55,7 @@ export async function* publicPages(site, page) {
     const [full] = site.waiting("Training evaluation", 1);
     const [short] = site.waiting("Short workshop", 1);
 
+    bare(site);
     await at("surva.asp");
     yield ["pin", page];
     await logOn(site, page, "999999999");

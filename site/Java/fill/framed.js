@@ -89,7 +89,9 @@ export function dress(page, frame) {
     const kind = kindOf(page);
     document.body.dataset.page = kind;
     document.body.dataset.menu = page.querySelector('img[src*="train_cert"]') || kind === "status" ? "yes" : "no";
-    dressHead(page);
+    // A page that tells the server's trouble stands alone.
+    if (kind !== "status")
+        dressHead(page);
     page.body.classList.add("framed", kind);
     turnLinks(page);
     follow(gather(page, kind), frame);
