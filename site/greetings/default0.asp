@@ -7,10 +7,12 @@
 <link rel="stylesheet" type="text/css" href="../css/layout.css">
 </head>
 <body>
+<header>
 <table role="presentation" width="100%" border="0" cellpadding="0" cellspacing="0">
 <tr><td height="60"><img src="../images/train_cert.gif" alt="surva" width="468" height="60"></td></tr>
 <tr><td height="20" bgcolor="#003399"><font color="#ffffff" size="1"><b>&nbsp;&nbsp;surva |</b></font></td></tr>
 </table>
+</header>
 <main class="thanks">
 <h1>Thank you!</h1>
 <p>Your answers have been saved.</p>

@@ -49,8 +49,8 @@ export async function* filledPages(site, page) {
     }
 }
 
-// What a respondent meets without /fill around it.
-export async function* publicPages(site, page) {
+// The same without /fill around it, as a browser without scripts has it.
+export async function* barePages(site, page) {
     const at = (address) => page.goto(`${site.address}/${address}`);
     const [full] = site.waiting("Training evaluation", 1);
     const [short] = site.waiting("Short workshop", 1);
@@ -74,6 +74,10 @@ export async function* publicPages(site, page) {
     yield ["refused", page];
     await at("surva.asp?version=none");
     yield ["error", page];
+}
+
+export async function* otherPages(site, page) {
+    const at = (address) => page.goto(`${site.address}/${address}`);
     await at("greetings/default0.asp");
     yield ["greetings0", page];
     await at("greetings/default1.asp");
