@@ -33,8 +33,8 @@ TEST_P(Fill, CountsWhatHangsOnAQuestion) {
   // Question 11 with the choices 21 and 22, question 12 with 23.
   const auto surva = seed.Surva({.rows = {{.role = test::kMain, .control = test::kBoxes, .choices = {"a", "b"}},
                                           {.role = test::kMain, .control = test::kRadio, .choices = {"c"}}}});
-  const auto layout = Read({"select SurvaLayoutID from SurvaLayout where QuestionID=11 and SurvaVersionID=",
-                            data::Number(surva)});
+  const auto layout =
+      Read({"select SurvaLayoutID from SurvaLayout where QuestionID=11 and SurvaVersionID=", data::Number(surva)});
   const auto mark = [&](int student, int event, int question, int choice) {
     Add(kMark, {{"StudentID", student}, {"ScheduleID", event}, {"QuestionID", question}, {"FieldValueID", choice}});
   };

@@ -86,7 +86,7 @@ function followLowerFrame(form, list) {
 function shareHeight(page) {
     const set = page.querySelector("frameset");
     const fit = () => {
-        const needed = document.querySelector("form").getBoundingClientRect().bottom + document.scrollingElement.scrollTop + 12;
+        const needed = document.querySelector("form").getBoundingClientRect().bottom + window.scrollY + document.body.scrollTop + 12;
         set.rows = `${Math.round(Math.min(needed, page.defaultView.innerHeight * 0.62))},*`;
     };
     fit();
