@@ -24,8 +24,12 @@ async function postgresSite(options = []) {
     return server;
 }
 
-const kMarks = (table) => `select StudentID, TextAnswer, count(*) from ${table} group by StudentID, TextAnswer`;
-const tableOf = (text) => text.split("\n").filter(Boolean).map((line) => line.split("\t")).map(([person, mark, count]) => [Number(person), mark, Number(count)]);
+// Rows of person, mark and the number of answers. Counted here: other tools do not know the texts' collation in a file.
+function marksOf(stage, table) {
+    const counts = new Map();
+    for (const line of stage.query(`select StudentID, TextAnswer from ${table}`).split("\n").filter(Boolean)) counts.set(line, (counts.get(line) ?? 0) + 1);
+    return [...counts].map(([line, count]) => [Number(line.split("\t")[0]), line.split("\t")[1], count]);
+}
 
 // Plays one scenario: `stage` has ports to ask, kill(round) that kills and brings back, and query(sql).
 async function play(name, stage) {
@@ -51,7 +55,7 @@ async function play(name, stage) {
         }
     }
     await crowd.end();
-    const { faults, unthanked } = judge(crowd.attempts, tableOf(stage.query(kMarks("Mark"))), tableOf(stage.query(kMarks("AnonymousMark"))));
+    const { faults, unthanked } = judge(crowd.attempts, marksOf(stage, "Mark"), marksOf(stage, "AnonymousMark"));
     if (late > 0) faults.push(`${late} of ${kills * sleepers} people could not go on with their forms`);
     const denied = crowd.attempts.filter((attempt) => attempt.fate === "denied").length;
     console.log(`${name.padEnd(10)} ${String(kills).padStart(3)} kills, ${crowd.thanked} thanked, ${unthanked} stored without thanks, ` +
@@ -67,8 +71,13 @@ const scenarios = {
     async sqlite() {
         const file = path.join(folder, "surva.db");
         const node = new Node(`sqlite:${file}`);
-        node.init();
-        sqliteQuery(file, `begin; ${kSeed} commit;`);
+        // Only surva itself can write the file.
+        const server = await postgresSite();
+        const source = new Node(`postgresql://postgres@/surva?host=${server.folder}`);
+        source.init();
+        server.query(`begin; ${kSeed} commit;`, "surva");
+        node.copyOf(source);
+        await server.stop("SIGINT");
         await node.start();
         const good = await play("sqlite", {
             ports: [node.port],

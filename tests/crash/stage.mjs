@@ -127,6 +127,10 @@ export class Node extends Process {
         execFileSync(surva, ["init", "--dsn", this.dsn], { stdio: "pipe" });
     }
 
+    copyOf(other) {
+        execFileSync(surva, ["copy", "--from", other.dsn, "--to", this.dsn], { stdio: "pipe" });
+    }
+
     async start() {
         this.port ??= await freePort();
         await this.begin(surva, ["serve", "--dsn", this.dsn, "--listen", `127.0.0.1:${this.port}`, "--access-log", "off", ...openHanded]);
