@@ -25,5 +25,7 @@ wire::HttpResponse ShowThanksAddress(Context& context);
 wire::HttpResponse LeadHome(Context& context);
 // /admin/answered.json?layout=: how many answers hang on a row's question, and on each of its choices.
 wire::HttpResponse ShowAnswered(Context& context);
+// /admin/import: companies, students, and enrolments on an event, from a table.
+wire::HttpResponse ShowImport(Context& context);
 
 }  // namespace surva::desk

@@ -68,6 +68,12 @@ constexpr Route kRoutes[] = {
      .group = "Planning",
      .caption = "Slips",
      .address = "/admin/slips"},
+    {.path = "/admin/import",
+     .roles = kPlanner,
+     .desk = desk::ShowImport,
+     .group = "Planning",
+     .caption = "Import",
+     .address = "/admin/import"},
     // Reached from the designer.
     {.path = "/admin/poster", .roles = {Role::kPlanner, Role::kDesigner}, .desk = desk::ShowPoster},
     {.path = "/admin/company.asp",

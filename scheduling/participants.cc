@@ -1,8 +1,8 @@
 // An event's two frames: above, the event and a picker of students; below, who takes part, with enrolment and removal.
 #include <string>
 
-#include "frame/values/numbers.h"
 #include "frame/values/text.h"
+#include "scheduling/pin.h"
 #include "scheduling/schedule.h"
 #include "scheduling/short_date.h"
 
@@ -191,21 +191,9 @@ void Schedule::Enrol(data::Connection& db, std::string_view id) {
   db.AddNew(data::tables::kParticipant)
       .Set("ScheduleID", id)
       .Set("StudentID", student)
-      .Set("pin", std::string_view(NewPin(student)))
+      // The upper frame's form has no ScheduleID.
+      .Set("pin", std::string_view(MakePin(clock(), request()("ScheduleID"), student)))
       .Update();
-}
-
-// Three numbers in a row: one of the clock, one of the clock and the event, and the student. The upper frame's form
-// has no ScheduleID, which makes the second one 0.
-std::string Schedule::NewPin(std::string_view student) {
-  const DateTime first = clock().Now();
-  std::string pin = std::to_string(first.second * first.hour + first.minute);
-  const std::string_view event = request()("ScheduleID");
-  const auto number = event.empty() ? 0.0 : ReadNumeric(event);
-  if (!number) throw Fault::TypeMismatch();
-  AppendNumber(pin, clock().Now().second * *number);
-  pin += student;
-  return pin;
 }
 
 }  // namespace surva

@@ -37,7 +37,6 @@ class Schedule final : public PageObject {
   void WriteHeaders1();
 
   void Enrol(data::Connection& db, std::string_view id);
-  std::string NewPin(std::string_view student);
 };
 
 }  // namespace surva
