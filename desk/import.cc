@@ -7,6 +7,7 @@
 #include <set>
 #include <span>
 
+#include "desk/outbox.h"
 #include "desk/pages.h"
 #include "desk/parts.h"
 #include "desk/table_file.h"
@@ -157,12 +158,8 @@ std::string Complaint(const data::Table& table, const Target& target, const std:
   }
   // Phones begin with a plus.
   if (value.starts_with('=') || value.starts_with('@')) return std::string(target.caption) + " begins like a formula";
-  if (EqualNames(target.column, "email") && !value.empty()) {
-    const std::size_t at = value.find('@');
-    if (at == 0 || at == std::string::npos || at + 1 == value.size() || value.find('@', at + 1) != std::string::npos ||
-        value.find_first_of(" ,;<>") != std::string::npos) {
-      return "\"" + value + "\" is no e-mail address";
-    }
+  if (EqualNames(target.column, "email") && !value.empty() && !IsMailAddress(value)) {
+    return "\"" + value + "\" is no e-mail address";
   }
   return {};
 }
@@ -173,7 +170,8 @@ class Analysis {
 
   std::vector<Entry> Run(const BroughtTable& table, const Matching& matching, bool skip_first) {
     std::vector<Entry> entries;
-    for (std::size_t i = skip_first ? 1 : 0; i < table.lines.size(); ++i) entries.push_back(Read(table.lines[i], matching));
+    for (std::size_t i = skip_first ? 1 : 0; i < table.lines.size(); ++i)
+      entries.push_back(Read(table.lines[i], matching));
     ReadStanding(entries);
     for (Entry& entry : entries) {
       if (entry.state != State::kWrong) Judge(entry);
@@ -287,8 +285,8 @@ class Analysis {
     if (const std::string& company = Value(entry, "Company"); !OfCompanies() && !company.empty()) {
       const auto found = companies_.find(KeyOf({company}));
       if (found == companies_.end() || found->second.size() > 1) {
-        entry = Wrong(std::move(entry), found == companies_.end() ? "no company has this name"
-                                                                  : "several companies have this name");
+        entry = Wrong(std::move(entry),
+                      found == companies_.end() ? "no company has this name" : "several companies have this name");
         return;
       }
       entry.company = found->second.front();
@@ -384,18 +382,20 @@ void WriteBringForm(Markup& page, const Context& context, const std::optional<Ev
                 "<option value=\"companies\">Companies</option><option value=\"students\">Students</option></select>\n"
                 "<p class=\"soft\">Enrolments are brought from the event's own pages.</p>\n"});
   }
-  page.Write({"<label for=\"file\">A CSV file</label><input type=\"file\" id=\"file\" name=\"file\" "
-              "accept=\".csv,.txt,.tsv,text/csv,text/plain\">\n"
-              "<label for=\"text\">or cells copied out of a spreadsheet</label>"
-              "<textarea id=\"text\" name=\"text\" rows=\"8\" cols=\"80\"></textarea>\n"
-              "<p><button>Look at it first</button></p>\n"
-              "<p class=\"soft\">The first line names the columns. Nothing is stored before you have seen what each line "
-              "would do. Up to 20,000 lines.</p>\n</form>\n"});
+  page.Write(
+      {"<label for=\"file\">A CSV file</label><input type=\"file\" id=\"file\" name=\"file\" "
+       "accept=\".csv,.txt,.tsv,text/csv,text/plain\">\n"
+       "<label for=\"text\">or cells copied out of a spreadsheet</label>"
+       "<textarea id=\"text\" name=\"text\" rows=\"8\" cols=\"80\"></textarea>\n"
+       "<p><button>Look at it first</button></p>\n"
+       "<p class=\"soft\">The first line names the columns. Nothing is stored before you have seen what each line "
+       "would do. Up to 20,000 lines.</p>\n</form>\n"});
 }
 
 void WriteEntries(Markup& page, const Kind& kind, const std::vector<Entry>& entries) {
-  page.Write({"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\" class=\"number\">Line</th>"
-              "<th scope=\"col\">What</th><th scope=\"col\">Who</th><th scope=\"col\">Why</th></tr></thead>\n<tbody>\n"});
+  page.Write(
+      {"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\" class=\"number\">Line</th>"
+       "<th scope=\"col\">What</th><th scope=\"col\">Who</th><th scope=\"col\">Why</th></tr></thead>\n<tbody>\n"});
   for (const Entry& entry : entries) {
     page.Write({"<tr><td class=\"number\">", entry.line, "</td>"});
     switch (entry.state) {
@@ -427,11 +427,13 @@ void WriteFindings(Markup& page, const Kind& kind, const std::optional<Event>& e
   page.Write({"<form method=\"post\" enctype=\"multipart/form-data\">\n<input type=\"hidden\" name=\"kind\" value=\"",
               kind.word, "\"><input type=\"hidden\" name=\"matched\" value=\"1\">"});
   if (event) page.Write({"<input type=\"hidden\" name=\"event\" value=\"", event->key, "\">"});
-  page.Write({"<textarea name=\"text\" hidden aria-hidden=\"true\">\n", text, "</textarea>\n<h2>Columns</h2>\n"
-                                                                               "<div class=\"grid-form\">\n"});
+  page.Write({"<textarea name=\"text\" hidden aria-hidden=\"true\">\n", text,
+              "</textarea>\n<h2>Columns</h2>\n"
+              "<div class=\"grid-form\">\n"});
   for (std::size_t column = 0; column < matching.size(); ++column) {
     page.Write({"<div><label for=\"column", column, "\">", table.lines.front().cells[column],
-                "</label><select id=\"column", column, "\" name=\"column", column, "\"><option value=\"\">not used</option>\n"});
+                "</label><select id=\"column", column, "\" name=\"column", column,
+                "\"><option value=\"\">not used</option>\n"});
     for (std::size_t target = 0; target < kind.targets.size(); ++target) {
       page.Write({"<option value=\"", kind.targets[target].column, "\""});
       if (matching[column] == target) page.Write({" selected"});

@@ -27,5 +27,7 @@ wire::HttpResponse LeadHome(Context& context);
 wire::HttpResponse ShowAnswered(Context& context);
 // /admin/import: companies, students, and enrolments on an event, from a table.
 wire::HttpResponse ShowImport(Context& context);
+// /admin/mail?event=: invitations and reminders.
+wire::HttpResponse ShowMail(Context& context);
 
 }  // namespace surva::desk

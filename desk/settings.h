@@ -6,6 +6,14 @@
 
 namespace surva::desk {
 
+struct MailSettings {
+  std::string server;  // smtp://HOST:PORT or smtps://HOST:PORT; empty: no mail is sent
+  std::string sender;  // an address, or "Name <address>"
+  std::string account, password;
+  bool tls = true;  // whether the server must speak it
+  std::size_t per_minute = 60;
+};
+
 struct Settings {
   // The site as strangers reach it, without a slash at its end; empty: as the request names it.
   std::string public_address;
@@ -13,6 +21,7 @@ struct Settings {
   std::string readers;
   // An analyst sees no average of fewer answers of named forms.
   std::size_t least_answers = 5;
+  MailSettings mail;
 };
 
 }  // namespace surva::desk

@@ -122,7 +122,8 @@ class Reader {
       }
     }
     // What stands behind a closing quote belongs to the cell, as spreadsheets have it.
-    while (at_ < text_.size() && text_[at_] != separator_ && text_[at_] != '\n' && text_[at_] != '\r') cell += text_[at_++];
+    while (at_ < text_.size() && text_[at_] != separator_ && text_[at_] != '\n' && text_[at_] != '\r')
+      cell += text_[at_++];
     return Trimmed(std::move(cell));
   }
 
@@ -132,7 +133,9 @@ class Reader {
     return true;
   }
 
-  void Refuse(std::size_t line, const std::string& why) { table_.problem = "Line " + std::to_string(line) + " " + why + "."; }
+  void Refuse(std::size_t line, const std::string& why) {
+    table_.problem = "Line " + std::to_string(line) + " " + why + ".";
+  }
 
   const std::string_view text_;
   const char separator_;

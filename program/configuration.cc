@@ -17,6 +17,7 @@ using C = Configuration;
 
 constexpr std::array<std::string_view, 4> kLogLevels{"debug", "info", "warning", "error"};
 constexpr std::array<std::string_view, 2> kLogFormats{"text", "json"};
+constexpr std::array<std::string_view, 2> kMailTls{"required", "none"};
 constexpr std::size_t kUnlimited = 1'000'000;
 
 using For = Setting::For;
@@ -60,6 +61,16 @@ constexpr std::array kSettings{
     Setting{"readers", &C::readers, For::kServe, "What respondents are told of who reads their answers"},
     Setting{"least-answers", Setting::Number{&C::least_answers, 1, kUnlimited}, For::kServe,
             "An analyst sees no average of fewer answers of named forms"},
+    Setting{"mail-server", &C::mail_server, For::kServe,
+            "smtp://HOST:PORT or smtps://HOST:PORT that takes invitations and reminders; none is sent without it"},
+    Setting{"mail-sender", &C::mail_sender, For::kServe, "Sender of mails: an address, or \"Name <address>\""},
+    Setting{"mail-account", &C::mail_account, For::kServe, "Account at the mail server, if it wants one"},
+    Setting{"mail-password-file", &C::mail_password_file, For::kServe,
+            "File whose first line is that account's password"},
+    Setting{"mail-tls", Setting::Choice{&C::mail_tls, kMailTls}, For::kServe,
+            "required or none: whether an smtp:// server must speak TLS"},
+    Setting{"mail-rate", Setting::Number{&C::mail_rate, 1, kUnlimited}, For::kServe,
+            "Most mails in a minute, of all nodes"},
     Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},
     Setting{"error-log", &C::error_log, For::kAll, "File of the error log; - is the standard error, off is none"},
     Setting{"log-format", Setting::Choice{&C::log_format, kLogFormats}, For::kServe, "text or json"},
@@ -225,6 +236,13 @@ void CheckForServing(const Configuration& configuration) {
   }
   if (configuration.tls_certificate.empty() != configuration.tls_key.empty()) {
     throw UsageError("TLS needs both tls-certificate and tls-key");
+  }
+  const std::string& mail = configuration.mail_server;
+  if (!mail.empty() && !mail.starts_with("smtp://") && !mail.starts_with("smtps://")) {
+    throw UsageError("mail-server must begin with smtp:// or smtps://");
+  }
+  if (!mail.empty() && configuration.mail_sender.find('@') == std::string::npos) {
+    throw UsageError("mail-server needs mail-sender, the address that mails come from");
   }
   if (const std::string& address = configuration.public_address;
       !address.empty() && !address.starts_with("http://") && !address.starts_with("https://")) {

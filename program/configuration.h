@@ -42,6 +42,12 @@ struct Configuration {
   std::string public_address;
   std::string readers;
   std::size_t least_answers = 5;
+  std::string mail_server;
+  std::string mail_sender;
+  std::string mail_account;
+  std::string mail_password_file;
+  std::string mail_tls = "required";
+  std::size_t mail_rate = 60;
   std::string access_log = "-";
   std::string error_log = "-";
   std::string log_level = "info";

@@ -7,10 +7,13 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <thread>
 
+#include "desk/mail_sender.h"
 #include "frame/data/database.h"
 #include "frame/data/schema_upgrade.h"
 #include "host/page_service.h"
@@ -136,6 +139,17 @@ desk::Settings Desk(const Configuration& configuration) {
   while (settings.public_address.ends_with('/')) settings.public_address.pop_back();
   settings.readers = configuration.readers;
   settings.least_answers = configuration.least_answers;
+  settings.mail = {.server = configuration.mail_server,
+                   .sender = configuration.mail_sender,
+                   .account = configuration.mail_account,
+                   .tls = configuration.mail_tls == "required",
+                   .per_minute = configuration.mail_rate};
+  if (const std::string& name = configuration.mail_password_file; !name.empty()) {
+    std::ifstream file(name);
+    if (!std::getline(file, settings.mail.password)) {
+      throw UsageError("mail-password-file: " + name + " cannot be read or is empty");
+    }
+  }
   return settings;
 }
 
@@ -152,8 +166,9 @@ int Serve(const Configuration& configuration) {
   host::WorkerPool workers({.threads = WorkerCount(configuration),
                             .patience = std::chrono::seconds(configuration.queue_seconds),
                             .most_bytes = configuration.queue_mebibytes << 20});
-  host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), Desk(configuration)},
-                            database, *files, workers, *log);
+  const desk::Settings settings = Desk(configuration);
+  host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), settings}, database,
+                            *files, workers, *log);
   const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *log);
 
   if (server->answers_to_any_name()) {
@@ -162,6 +177,8 @@ int Serve(const Configuration& configuration) {
   std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
   {
     const Errands errands(io, *server, service, *log);
+    std::optional<desk::MailSender> mail;
+    if (!configuration.mail_server.empty()) mail.emplace(settings.mail, database, *log);
     server->Run();
   }
   workers.Stop();

@@ -144,6 +144,7 @@ constexpr Index kIndexes[] = {
     {"StaffSession", "AccountKey"},
     {"History", "ChangedAt"},
     {"History", "RequestID"},
+    {"Outbox", "EndedAt"},
 };
 
 }  // namespace

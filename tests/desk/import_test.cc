@@ -53,7 +53,8 @@ class Imports : public Desk {
   std::string Look(const std::string& kind, const std::string& text) {
     const std::string page = Post(ShowImport, {{"kind", kind}, {"text", text}}).body;
     std::string lines;
-    for (std::size_t at = page.find("<h2>Line by line"); (at = page.find("<tr><td class=\"number\">", at)) != std::string::npos;) {
+    for (std::size_t at = page.find("<h2>Line by line");
+         (at = page.find("<tr><td class=\"number\">", at)) != std::string::npos;) {
       const std::size_t end = page.find("</tr>", at);
       const std::string row = page.substr(at, end - at);
       std::string plain;
@@ -81,8 +82,9 @@ TEST_P(Imports, TellWhatEachLineWouldDo) {
                              "=cmd(),A,,Ames & Sons,\n"
                              "Mail,A,not one,Ames & Sons,\n"
                              ",A,,Ames & Sons,\n" +
-                                 std::string(61, 'x') + ",A,,Ames & Sons,\n"
-                             "A,B,c@d.example,Ames & Sons,1,2\n"),
+                                 std::string(61, 'x') +
+                                 ",A,,Ames & Sons,\n"
+                                 "A,B,c@d.example,Ames & Sons,1,2\n"),
             "2|changed|J\u00fcrgen NOV\u00c1K|Last name, E-mail|\n"
             "3|double|J\u00fcrgen Nov\u00e1k|the same as line 2|\n"
             "4|new|Jan &lt;b&gt;Gda\u0144ski|\n"
@@ -90,15 +92,18 @@ TEST_P(Imports, TellWhatEachLineWouldDo) {
             "6|wrong|A =cmd()|Last name begins like a formula|\n"
             "7|wrong|A Mail|&quot;not one&quot; is no e-mail address|\n"
             "8|wrong|A |Last name is missing|\n"
-            "9|wrong|A " + std::string(61, 'x') + "|Last name is longer than 60 characters|\n"
-            "10|wrong| |has more cells than the first line|\n");
-  EXPECT_EQ(Look("students", "name\tgiven name\temail\tfirm\tphone\nNov\u00e1k\tJ\u00fcrgen\tj@x.example\tAmes & Sons\t2\n"),
-            "2|changed|J\u00fcrgen Nov\u00e1k|Phone|\n");
+            "9|wrong|A " +
+                std::string(61, 'x') +
+                "|Last name is longer than 60 characters|\n"
+                "10|wrong| |has more cells than the first line|\n");
+  EXPECT_EQ(
+      Look("students", "name\tgiven name\temail\tfirm\tphone\nNov\u00e1k\tJ\u00fcrgen\tj@x.example\tAmes & Sons\t2\n"),
+      "2|changed|J\u00fcrgen Nov\u00e1k|Phone|\n");
 }
 
 TEST_P(Imports, StoreAllOrNothing) {
-  const NameValues half = {{"kind", "companies"}, {"text", "Company,Mail\nNew one,a@b.example\nOther,bad\n"},
-                           {"do", "store"}};
+  const NameValues half = {
+      {"kind", "companies"}, {"text", "Company,Mail\nNew one,a@b.example\nOther,bad\n"}, {"do", "store"}};
   EXPECT_TRUE(Holds(Post(ShowImport, half), "Nothing can be stored while a line is wrong."));
   EXPECT_EQ(Read({"select count(*) from Company"}), "1");
   const NameValues text = {{"kind", "companies"}, {"text", "Name;City\nO;Gda&#324;sk\names & sons;X"}, {"do", "store"}};
@@ -108,7 +113,8 @@ TEST_P(Imports, StoreAllOrNothing) {
 }
 
 TEST_P(Imports, EnrolWithThePinsOfTheEnrolmentPage) {
-  const NameValues list = {{"event", "7"}, {"do", "store"},
+  const NameValues list = {{"event", "7"},
+                           {"do", "store"},
                            {"text", "Last name,First name,E-mail,Company\nNov\u00e1k,J\u00fcrgen,j@x.example,\n"
                                     "New,One,n@x.example,Ames & Sons\n"}};
   const auto done = Post(ShowImport, list);

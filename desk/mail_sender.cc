@@ -1,0 +1,240 @@
+#include "desk/mail_sender.h"
+
+#include <curl/curl.h>
+#include <sodium.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <functional>
+#include <stdexcept>
+
+namespace surva::desk {
+namespace {
+
+std::int64_t Now() {
+  return std::time(nullptr);
+}
+
+std::string RandomName() {
+  std::array<unsigned char, 8> random{};
+  randombytes_buf(random.data(), random.size());
+  std::array<char, 2 * random.size() + 1> text{};
+  sodium_bin2hex(text.data(), text.size(), random.data(), random.size());
+  return text.data();
+}
+
+std::string AddressOf(const std::string& sender) {
+  const std::size_t bracket = sender.find('<');
+  std::string address = bracket == std::string::npos ? sender : sender.substr(bracket + 1);
+  if (address.ends_with('>')) address.pop_back();
+  return address;
+}
+
+// What a server says goes onto a page and into a column.
+std::string Shortened(std::string text) {
+  constexpr std::size_t kMost = 300;
+  std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) > 0x7e; });
+  if (text.size() > kMost) text.resize(kMost);
+  return text;
+}
+
+}  // namespace
+
+// A connection to the server, kept for the next mail.
+class MailSender::Transfer {
+ public:
+  enum class Outcome { kTaken, kRefused, kNotNow, kUnknown, kNotOurs };
+
+  Transfer(const MailSettings& settings, std::chrono::seconds limit, std::function<bool()> stopping)
+      : curl_(Begin()), stopping_(std::move(stopping)) {
+    if (curl_ == nullptr) throw std::runtime_error("libcurl cannot be used");
+    curl_easy_setopt(curl_, CURLOPT_URL, settings.server.c_str());
+    curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "smtp,smtps");
+    curl_easy_setopt(curl_, CURLOPT_USE_SSL, static_cast<long>(settings.tls ? CURLUSESSL_ALL : CURLUSESSL_NONE));
+    if (!settings.account.empty()) {
+      curl_easy_setopt(curl_, CURLOPT_USERNAME, settings.account.c_str());
+      curl_easy_setopt(curl_, CURLOPT_PASSWORD, settings.password.c_str());
+    }
+    curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl_, CURLOPT_TIMEOUT, static_cast<long>(limit.count()));
+    curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT, std::min(15L, static_cast<long>(limit.count())));
+    curl_easy_setopt(curl_, CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, error_.data());
+    curl_easy_setopt(curl_, CURLOPT_READDATA, this);
+    curl_easy_setopt(curl_, CURLOPT_READFUNCTION, ReadFrom);
+    curl_easy_setopt(curl_, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(curl_, CURLOPT_HEADERFUNCTION, Hear);
+    curl_easy_setopt(curl_, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(curl_, CURLOPT_XFERINFOFUNCTION, Watch);
+    curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, 0L);
+  }
+  ~Transfer() { curl_easy_cleanup(curl_); }
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  // `leaves` is asked once, just before the text goes out.
+  Outcome Send(const std::string& from, const std::string& to, std::string message, std::function<bool()> leaves) {
+    message_ = std::move(message);
+    leaves_ = std::move(leaves);
+    at_ = 0;
+    leaving_ = not_ours_ = false;
+    reply_.clear();
+    refusal_.clear();
+    error_[0] = '\0';
+    curl_easy_setopt(curl_, CURLOPT_MAIL_FROM, ("<" + from + ">").c_str());
+    curl_slist* const receivers = curl_slist_append(nullptr, ("<" + to + ">").c_str());
+    curl_easy_setopt(curl_, CURLOPT_MAIL_RCPT, receivers);
+    const CURLcode code = curl_easy_perform(curl_);
+    curl_slist_free_all(receivers);
+    if (code == CURLE_OK) return Outcome::kTaken;
+    if (not_ours_) return Outcome::kNotOurs;
+    // A server that has not said no after the whole text may have said yes.
+    const bool refused = !refusal_.empty();
+    reply_ = refused ? refusal_ : error_[0] != '\0' ? error_.data() : curl_easy_strerror(code);
+    if (leaving_ && !refused) return Outcome::kUnknown;
+    return refused && refusal_.front() == '5' && code != CURLE_LOGIN_DENIED ? Outcome::kRefused : Outcome::kNotNow;
+  }
+  const std::string& reply() const { return reply_; }
+
+ private:
+  static CURL* Begin() {
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    return ready == CURLE_OK ? curl_easy_init() : nullptr;
+  }
+  static std::size_t ReadFrom(char* buffer, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->Read(buffer, size * count);
+  }
+  std::size_t Read(char* buffer, std::size_t room) {
+    if (!leaving_) {
+      try {
+        not_ours_ = !leaves_();
+      } catch (const std::exception& failure) {
+        // What cannot be noted must not leave.
+        not_ours_ = true;
+      }
+      if (not_ours_) return CURL_READFUNC_ABORT;
+      leaving_ = true;
+      left_at_ = std::chrono::steady_clock::now();
+    }
+    const std::size_t length = std::min(room, message_.size() - at_);
+    std::copy_n(message_.data() + at_, length, buffer);
+    at_ += length;
+    return length;
+  }
+  static std::size_t Hear(char* line, std::size_t size, std::size_t count, void* self) {
+    auto& transfer = *static_cast<Transfer*>(self);
+    transfer.reply_.assign(line, size * count);
+    // The farewell that follows a refusal says nothing of it.
+    if (transfer.reply_.starts_with('4') || transfer.reply_.starts_with('5')) transfer.refusal_ = transfer.reply_;
+    return size * count;
+  }
+  static int Watch(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    auto& transfer = *static_cast<Transfer*>(self);
+    if (!transfer.stopping_()) return 0;
+    constexpr std::chrono::seconds kLastWords{4};
+    const bool wait = transfer.leaving_ && std::chrono::steady_clock::now() - transfer.left_at_ < kLastWords;
+    return wait ? 0 : 1;
+  }
+
+  CURL* const curl_;
+  const std::function<bool()> stopping_;
+  std::array<char, CURL_ERROR_SIZE> error_{};
+  std::string message_;
+  std::size_t at_ = 0;
+  std::function<bool()> leaves_;
+  bool leaving_ = false, not_ours_ = false;
+  std::chrono::steady_clock::time_point left_at_;
+  std::string reply_, refusal_;
+};
+
+MailSender::MailSender(MailSettings settings, data::Database& database, wire::Log& log, const Clock& clock,
+                       Rhythm rhythm)
+    : settings_(std::move(settings)),
+      database_(database),
+      log_(log),
+      clock_(clock),
+      rhythm_(rhythm),
+      outbox_(database, RandomName()),
+      thread_([this] { Run(); }) {}
+
+MailSender::~MailSender() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  wake_.notify_one();
+  thread_.join();
+}
+
+bool MailSender::Stopping() {
+  const std::lock_guard lock(mutex_);
+  return stopping_;
+}
+
+void MailSender::Run() {
+  std::unique_ptr<Transfer> transfer;
+  while (!Stopping()) {
+    bool sent = false;
+    try {
+      sent = SendNext(transfer);
+    } catch (const std::exception& failure) {
+      log_.Warning(std::string("mail: ") + failure.what());
+    }
+    if (sent) continue;
+    // A connection that nothing goes over is the server's to close; it is not kept for later.
+    transfer.reset();
+    std::unique_lock lock(mutex_);
+    wake_.wait_for(lock, rhythm_.look, [this] { return stopping_; });
+  }
+}
+
+bool MailSender::SendNext(std::unique_ptr<Transfer>& transfer) {
+  const std::int64_t now = Now();
+  outbox_.Recover(now - rhythm_.claim.count());
+  if (outbox_.SentSince(now - 60) >= static_cast<std::int64_t>(settings_.per_minute)) return false;
+  const std::optional<Outbox::Claim> claim = outbox_.Take(now);
+  if (!claim) return false;
+  if (!transfer) {
+    transfer = std::make_unique<Transfer>(settings_, rhythm_.transfer, [this] { return Stopping(); });
+  }
+  Send(*transfer, *claim);
+  return true;
+}
+
+void MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
+  std::optional<Mail> mail;
+  std::string why_not;
+  {
+    data::Connection db(database_);
+    mail = ComposeMail(db, claim.kind, claim.participant, claim.site, clock_.Now(), why_not);
+  }
+  if (!mail) return outbox_.End(claim, MailState::kNeedless, why_not, Now());
+  using enum Transfer::Outcome;
+  const Transfer::Outcome outcome =
+      transfer.Send(AddressOf(settings_.sender), mail->to,
+                    MailMessage(*mail, settings_.sender, claim.message_name, Now()),
+                    [&] { return outbox_.NoteLeaving(claim, Now()); });
+  const std::string told = Shortened(transfer.reply());
+  switch (outcome) {
+    case kTaken:
+      return outbox_.End(claim, MailState::kSent, told, Now());
+    case kRefused:
+      return outbox_.End(claim, MailState::kFailed, told, Now());
+    case kUnknown:
+      log_.Warning("mail: nobody knows whether one arrived: " + told);
+      return outbox_.End(claim, MailState::kDoubtful, told, Now());
+    case kNotOurs:
+      return;
+    case kNotNow:
+      break;
+  }
+  if (Stopping()) return outbox_.TryAgain(claim, told, Now());
+  log_.Warning("mail: " + told);
+  if (claim.attempts >= rhythm_.attempts) return outbox_.End(claim, MailState::kFailed, told, Now());
+  std::int64_t wait = rhythm_.retry.count();
+  for (std::int64_t i = 1; i < claim.attempts; ++i) wait *= 4;
+  outbox_.TryAgain(claim, told, Now() + wait);
+}
+
+}  // namespace surva::desk

@@ -1,0 +1,187 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "desk/mail_sender.h"
+#include "tests/desk/desk.h"
+
+namespace surva::desk {
+namespace {
+
+using namespace data::tables;
+
+// A real SMTP server that keeps what it takes.
+class MailServer {
+ public:
+  MailServer() {
+    std::string folder = (std::filesystem::temp_directory_path() / "surva-mails-XXXXXX").string();
+    folder_ = mkdtemp(folder.data());
+    int input[2];
+    int output[2];
+    if (pipe(input) != 0 || pipe(output) != 0) throw std::runtime_error("no pipe");
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(input[0], 0);
+      dup2(output[1], 1);
+      close(input[1]);
+      execl("/usr/bin/python3", "python3", "tests/support/mail_server.py", folder_.c_str(), nullptr);
+      _exit(127);
+    }
+    close(input[0]);
+    close(output[1]);
+    input_ = input[1];
+    char line[16] = {};
+    if (read(output[0], line, sizeof(line) - 1) <= 0) throw std::runtime_error("the mail server does not start");
+    close(output[0]);
+    address_ = "smtp://127.0.0.1:" + std::to_string(std::atoi(line));
+  }
+  ~MailServer() {
+    close(input_);
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
+    std::filesystem::remove_all(folder_);
+  }
+
+  const std::string& address() const { return address_; }
+  // Each mail as it came.
+  std::vector<std::string> Mails() const {
+    std::vector<std::string> mails;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+      if (entry.path().extension() != ".mail") continue;
+      std::stringstream text;
+      text << std::ifstream(entry.path()).rdbuf();
+      mails.push_back(text.str());
+    }
+    return mails;
+  }
+
+ private:
+  std::string folder_, address_;
+  pid_t process_ = 0;
+  int input_ = -1;
+};
+
+class SilentLog final : public wire::Log {
+ public:
+  void Access(const wire::AccessEntry&) override {}
+  void Info(std::string_view) override {}
+  void Warning(std::string_view) override {}
+  void Error(std::string_view) override {}
+};
+
+class Mails : public Desk {
+ protected:
+  Mails() {
+    seed.Participant(seed.Surva({.rows = {}}), "12 3");
+    http.path = "/admin/mail";
+    settings.public_address = "https://surva.example";
+    settings.mail = {.server = server.address(), .sender = "\u00c9cole (surva) <ask@surva.example>", .tls = false,
+                     .per_minute = 10'000};
+    Write({"update Student set FirstName='Gda&#324;', LastName='Kay', email='kay@x.example'"});
+  }
+  // Enrols somebody with this address.
+  void Enrol(const std::string& address) {
+    const auto student = Add(kStudent, {{"LastName", "Z"}, {"CompanyID", 2}, {"email", address}});
+    Add(kParticipant, {{"ScheduleID", 7}, {"StudentID", student}, {"PIN", address}});
+  }
+  std::unique_ptr<MailSender> Start(data::Database& of) {
+    return std::make_unique<MailSender>(settings.mail, of, log, clock, rhythm);
+  }
+  std::string States() {
+    return Read({"select State, count(*) from Outbox group by State order by State"});
+  }
+  // Waits until nothing is under way.
+  void Finish() {
+    for (int i = 0; i < 600 && Read({"select count(*) from Outbox where State<4"}) != "0"; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
+  void Queue(const char* kind) {
+    EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"send", kind}}).status, 303U);
+  }
+
+  MailServer server;
+  SilentLog log;
+  MailSender::Rhythm rhythm{.look = std::chrono::milliseconds(50), .claim = std::chrono::seconds(1),
+                            .retry = std::chrono::seconds(1)};
+};
+SURVA_ON_BOTH_ENGINES(Mails);
+
+TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
+  for (const char* address : {"refused@x.example", "later@x.example", "cut@x.example", "", "no one", "a@b\r\nRCPT"}) {
+    Enrol(address);
+  }
+  const auto trial = Post(ShowMail, {{"event", "7"}, {"try", "invitation"}});
+  EXPECT_TRUE(Holds(trial, "4 of 7 would get this invitation.")) << trial.body;
+  EXPECT_TRUE(Holds(trial, "Dear Gda\u0144 Kay,"));
+  EXPECT_TRUE(Holds(trial, "https://surva.example/fill?PIN=12%203"));
+  EXPECT_EQ(States(), "");
+  Queue("invitation");
+  Queue("invitation");  // nobody gets a second one
+  EXPECT_EQ(States(), "1,4");
+  const auto sender = Start(*database);
+  Finish();
+  EXPECT_EQ(States(), "4,2 5,1 6,1");
+  EXPECT_EQ(server.Mails().size(), 3U);
+  const auto page = Get(ShowMail, {{"event", "7"}});
+  EXPECT_TRUE(Holds(page, "550 5.1.1 No such person &lt;here&gt;")) << page.body;
+  EXPECT_TRUE(Holds(page, "perhaps sent"));
+  Queue("invitation");
+  EXPECT_EQ(States(), "1,1 4,2 5,1 6,1");  // only who was refused is tried again
+  Write({"update Participant set PIN='' where StudentID=5"});
+  Queue("reminder");
+  Finish();
+  EXPECT_EQ(server.Mails().size(), 5U);
+  std::string all;
+  for (const std::string& mail : server.Mails()) all += mail;
+  EXPECT_NE(all.find("From: =?utf-8?B?w4ljb2xlIChzdXJ2YSk=?= <ask@surva.example>\r\nTo: <kay@x.example>\r\n"),
+            std::string::npos) << all;
+  EXPECT_EQ(all.find("RCPT"), std::string::npos);
+}
+
+TEST_P(Mails, OfADeadSenderAreSentByAnother) {
+  for (int i = 0; i < 40; ++i) Enrol("slow@" + std::to_string(i) + ".example");
+  Queue("invitation");
+  const pid_t child = fork();
+  if (child == 0) {
+    data::Database own(database->dsn());
+    const auto sender = Start(own);
+    pause();
+    _exit(0);
+  }
+  while (server.Mails().size() < 5) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  // Two nodes at once take over.
+  data::Database other(database->dsn());
+  const auto first = Start(*database);
+  const auto second = Start(other);
+  Finish();
+  std::set<std::string> names;
+  const std::vector<std::string> mails = server.Mails();
+  for (const std::string& mail : mails) names.insert(mail.substr(mail.find("Message-ID: "), 60));
+  EXPECT_EQ(names.size(), mails.size());
+  const std::string doubtful = Read({"select count(*) from Outbox where State=6"});
+  EXPECT_TRUE(doubtful == "0" || doubtful == "1") << doubtful;
+  EXPECT_EQ(Read({"select count(*) from Outbox where State=4 or State=6"}), "41");
+  EXPECT_GE(mails.size(), 40U);
+}
+
+TEST_P(Mails, HaveTextsOfTheHouse) {
+  EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"text", "reminder"}, {"subject", "Hi\r\nBcc: x {name}"}, {"body", "{pin} {nothing} </pre><b>"}}).status, 303U);
+  const auto trial = Post(ShowMail, {{"event", "7"}, {"try", "reminder"}});
+  EXPECT_TRUE(Holds(trial, "<b>Hi  Bcc: x Gda\u0144 Kay</b>")) << trial.body;
+  EXPECT_TRUE(Holds(trial, "12 3 {nothing} &lt;/pre&gt;&lt;b&gt;"));
+  settings.mail.server.clear();
+  EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"send", "reminder"}}).status, 409U);
+  EXPECT_EQ(Read({"select count(*) from Outbox"}), "0");
+}
+
+}  // namespace
+}  // namespace surva::desk
