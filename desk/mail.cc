@@ -31,18 +31,16 @@ std::vector<Receiver> FindReceivers(data::Connection& db, std::int64_t event, Ma
   const Rows rows = db.Query(
       {"select Participant.ParticipantID, PIN, FirstName, LastName, Student.email, "
        "(select count(*) from Outbox where Outbox.ParticipantID=Participant.ParticipantID and Kind=",
-       Number(static_cast<int>(kind)),
-       " and (State=1 or State=2 or State=3 or ((State=4 or State=6) and EndedAt>",
+       Number(static_cast<int>(kind)), " and (State=1 or State=2 or State=3 or ((State=4 or State=6) and EndedAt>",
        Number(kind == MailKind::kInvitation ? 0 : now - kBetweenReminders),
        "))) as Standing from Participant inner join Student on Student.StudentID=Participant.StudentID "
        "where Participant.ScheduleID=",
        Number(event), " order by LastName nulls first, FirstName nulls first, Participant.ParticipantID"});
   std::vector<Receiver> receivers;
   for (const Row& row : rows) {
-    Receiver& receiver = receivers.emplace_back(
-        Receiver{.participant = row["ParticipantID"].Integer(),
-                 .name = row["FirstName"].Text() + " " + row["LastName"].Text(),
-                 .address = row["email"].Text()});
+    Receiver& receiver = receivers.emplace_back(Receiver{.participant = row["ParticipantID"].Integer(),
+                                                         .name = row["FirstName"].Text() + " " + row["LastName"].Text(),
+                                                         .address = row["email"].Text()});
     if (row["PIN"].IsEmpty()) {
       receiver.why_not = "has answered";
     } else if (receiver.address.empty()) {
@@ -79,15 +77,16 @@ wire::HttpResponse ShowTrial(Context& context, const Event& event, MailKind kind
   page.Write({"<p class=\"note\" role=\"status\">", many, " of ", static_cast<std::int64_t>(receivers.size()),
               " would get this ", NameOf(kind), ". Nothing has been sent yet.</p>\n"});
   std::string why_not;
-  const auto mail = first == nullptr ? std::nullopt
-                                     : ComposeMail(db, kind, first->participant, SiteAddress(context),
-                                                   context.clock.Now(), why_not);
+  const auto mail = first == nullptr
+                        ? std::nullopt
+                        : ComposeMail(db, kind, first->participant, SiteAddress(context), context.clock.Now(), why_not);
   if (mail) {
-    page.Write({"<h2>The first one</h2>\n<p><b>", mail->subject, "</b><br>to ", mail->to, "</p>\n<pre class=\"letter\">",
-                mail->body, "</pre>\n<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"", event.key,
+    page.Write({"<h2>The first one</h2>\n<p><b>", mail->subject, "</b><br>to ", mail->to,
+                "</p>\n<pre class=\"letter\">", mail->body,
+                "</pre>\n<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"", event.key,
                 "\"><input type=\"hidden\" name=\"send\" value=\"", NameOf(kind), "\"><button>Send ", many,
-                std::string_view(many == 1 ? " mail" : " mails"), "</button> <a class=\"button quiet\" href=\"/admin/mail?event=",
-                event.key, "\">Back</a></form>\n"});
+                std::string_view(many == 1 ? " mail" : " mails"),
+                "</button> <a class=\"button quiet\" href=\"/admin/mail?event=", event.key, "\">Back</a></form>\n"});
   } else if (!why_not.empty()) {
     page.Write({"<p class=\"note bad\">The first one cannot be sent: ", why_not, ".</p>\n"});
   }
@@ -106,7 +105,8 @@ std::optional<wire::HttpResponse> Act(Context& context, const Event& event) {
   const std::string back = "/admin/mail?event=" + std::to_string(event.key);
   if (const auto kind = ReadKind(request("text"))) {
     const MailText text{std::string(request("subject")), std::string(request("body"))};
-    if (text.subject.empty() || text.body.empty()) return Sorry(context, kTitle, "A mail has a subject and a text.", 400);
+    if (text.subject.empty() || text.body.empty())
+      return Sorry(context, kTitle, "A mail has a subject and a text.", 400);
     if (CharacterCount(text.subject) > 200) return Sorry(context, kTitle, "The subject is too long.", 400);
     StoreMailText(db, *kind, text);
     return SeeOther(back);
@@ -128,8 +128,8 @@ std::optional<wire::HttpResponse> Act(Context& context, const Event& event) {
     return SeeOther(back);
   }
   if (const auto key = ReadKey(request("again"))) {
-    db.Execute({"update Outbox set State=1, Attempts=0, NextTry=0 where (State=5 or State=6) and OutboxID=", Number(*key),
-                " and ScheduleID=", Number(event.key)});
+    db.Execute({"update Outbox set State=1, Attempts=0, NextTry=0 where (State=5 or State=6) and OutboxID=",
+                Number(*key), " and ScheduleID=", Number(event.key)});
     return SeeOther(back);
   }
   return {};
@@ -137,18 +137,33 @@ std::optional<wire::HttpResponse> Act(Context& context, const Event& event) {
 
 void WriteKind(Markup& page, Context& context, const Event& event, MailKind kind, std::string_view heading) {
   const MailText text = ReadMailText(context.connection, kind);
-  page.Write({"<section><h2>", heading, "</h2>\n<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"",
-              event.key, "\"><input type=\"hidden\" name=\"try\" value=\"", NameOf(kind),
-              "\"><button>See who would get it</button></form>\n<details><summary>The text, for all events</summary>\n"
-              "<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"",
-              event.key, "\"><input type=\"hidden\" name=\"text\" value=\"", NameOf(kind), "\">\n<label for=\"subject-",
-              NameOf(kind), "\">Subject</label><input id=\"subject-", NameOf(kind),
-              "\" name=\"subject\" maxlength=\"200\" size=\"60\" required value=\"", text.subject,
-              "\">\n<label for=\"body-", NameOf(kind), "\">Text</label><textarea id=\"body-", NameOf(kind),
-              "\" name=\"body\" rows=\"12\" cols=\"72\" required>\n", text.body,
-              "</textarea>\n<p class=\"soft\">These stand for what they name: {name} {first name} {last name} {training} "
-              "{trainer} {period} {place} {until} {pin} {link} {site}</p>\n<p><button class=\"quiet\">Keep the text"
-              "</button></p>\n</form></details></section>\n"});
+  page.Write(
+      {"<section><h2>",
+       heading,
+       "</h2>\n<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"",
+       event.key,
+       "\"><input type=\"hidden\" name=\"try\" value=\"",
+       NameOf(kind),
+       "\"><button>See who would get it</button></form>\n<details><summary>The text, for all events</summary>\n"
+       "<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"",
+       event.key,
+       "\"><input type=\"hidden\" name=\"text\" value=\"",
+       NameOf(kind),
+       "\">\n<label for=\"subject-",
+       NameOf(kind),
+       "\">Subject</label><input id=\"subject-",
+       NameOf(kind),
+       "\" name=\"subject\" maxlength=\"200\" size=\"60\" required value=\"",
+       text.subject,
+       "\">\n<label for=\"body-",
+       NameOf(kind),
+       "\">Text</label><textarea id=\"body-",
+       NameOf(kind),
+       "\" name=\"body\" rows=\"12\" cols=\"72\" required>\n",
+       text.body,
+       "</textarea>\n<p class=\"soft\">These stand for what they name: {name} {first name} {last name} {training} "
+       "{trainer} {period} {place} {until} {pin} {link} {site}</p>\n<p><button class=\"quiet\">Keep the text"
+       "</button></p>\n</form></details></section>\n"});
 }
 
 void WriteOutbox(Markup& page, Context& context, const Event& event) {
@@ -159,9 +174,10 @@ void WriteOutbox(Markup& page, Context& context, const Event& event) {
        Number(event.key), " order by OutboxID desc limit 2000"});
   page.Write({"<h2>Outbox</h2>\n"});
   if (rows.empty()) return page.Write({"<p class=\"soft\">No mail yet.</p>\n"});
-  page.Write({"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\">To</th><th scope=\"col\">What</th>"
-              "<th scope=\"col\">State</th><th scope=\"col\" class=\"number\">Attempts</th>"
-              "<th scope=\"col\">The server's word</th><th scope=\"col\">Act</th></tr></thead>\n<tbody>\n"});
+  page.Write(
+      {"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\">To</th><th scope=\"col\">What</th>"
+       "<th scope=\"col\">State</th><th scope=\"col\" class=\"number\">Attempts</th>"
+       "<th scope=\"col\">The server's word</th><th scope=\"col\">Act</th></tr></thead>\n<tbody>\n"});
   for (const Row& row : rows) {
     const auto state = static_cast<MailState>(row["State"].Integer());
     page.Write({"<tr><td>", row["FirstName"], " ", row["LastName"], "</td><td>",
@@ -169,12 +185,14 @@ void WriteOutbox(Markup& page, Context& context, const Event& event) {
                 "</td><td class=\"number\">", row["Attempts"], "</td><td>", row["Told"], "</td><td>"});
     if (state == MailState::kFailed || state == MailState::kDoubtful) {
       page.Write({"<form method=\"post\"><input type=\"hidden\" name=\"event\" value=\"", event.key,
-                  "\"><button class=\"quiet\" name=\"again\" value=\"", row["OutboxID"], "\">Send again</button></form>"});
+                  "\"><button class=\"quiet\" name=\"again\" value=\"", row["OutboxID"],
+                  "\">Send again</button></form>"});
     }
     page.Write({"</td></tr>\n"});
   }
-  page.Write({"</tbody></table></div>\n<p class=\"soft\">\"Perhaps sent\": the connection or surva itself broke between "
-              "the mail's text and the server's answer. It is not sent a second time unless you say so.</p>\n"});
+  page.Write(
+      {"</tbody></table></div>\n<p class=\"soft\">\"Perhaps sent\": the connection or surva itself broke between "
+       "the mail's text and the server's answer. It is not sent a second time unless you say so.</p>\n"});
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ std::string AddressOf(const std::string& sender) {
 // What a server says goes onto a page and into a column.
 std::string Shortened(std::string text) {
   constexpr std::size_t kMost = 300;
-  std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) > 0x7e; });
+  std::erase_if(text,
+                [](char c) { return static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) > 0x7e; });
   if (text.size() > kMost) text.resize(kMost);
   return text;
 }
@@ -211,10 +212,9 @@ void MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
   }
   if (!mail) return outbox_.End(claim, MailState::kNeedless, why_not, Now());
   using enum Transfer::Outcome;
-  const Transfer::Outcome outcome =
-      transfer.Send(AddressOf(settings_.sender), mail->to,
-                    MailMessage(*mail, settings_.sender, claim.message_name, Now()),
-                    [&] { return outbox_.NoteLeaving(claim, Now()); });
+  const Transfer::Outcome outcome = transfer.Send(AddressOf(settings_.sender), mail->to,
+                                                  MailMessage(*mail, settings_.sender, claim.message_name, Now()),
+                                                  [&] { return outbox_.NoteLeaving(claim, Now()); });
   const std::string told = Shortened(transfer.reply());
   switch (outcome) {
     case kTaken:

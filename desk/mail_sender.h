@@ -16,9 +16,9 @@ class MailSender {
  public:
   struct Rhythm {
     std::chrono::milliseconds look{3000};  // how often an empty outbox is looked into
-    std::chrono::seconds transfer{60};  // the longest that one mail may take
-    std::chrono::seconds claim{180};    // after which a claim's sender counts as dead
-    std::chrono::seconds retry{60};     // before the second attempt; each further one waits four times as long
+    std::chrono::seconds transfer{60};     // the longest that one mail may take
+    std::chrono::seconds claim{180};       // after which a claim's sender counts as dead
+    std::chrono::seconds retry{60};        // before the second attempt; each further one waits four times as long
     int attempts = 6;
   };
 

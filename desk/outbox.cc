@@ -118,7 +118,8 @@ void StoreMailText(data::Connection& connection, MailKind kind, const MailText& 
 std::string Filled(std::string_view text, const std::vector<std::pair<std::string_view, std::string>>& names) {
   std::string filled;
   for (std::size_t at = 0; at < text.size();) {
-    const auto name = std::ranges::find_if(names, [&](const auto& one) { return text.substr(at).starts_with(one.first); });
+    const auto name =
+        std::ranges::find_if(names, [&](const auto& one) { return text.substr(at).starts_with(one.first); });
     if (name != names.end()) {
       filled += name->second;
       at += name->first.size();
@@ -133,7 +134,8 @@ bool IsMailAddress(std::string_view text) {
   const std::size_t at = text.find('@');
   if (at == 0 || at == std::string_view::npos || at + 1 == text.size() || text.size() > 254) return false;
   return std::ranges::all_of(text, [](char c) { return c > 0x20 && c < 0x7f; }) &&
-         text.find_first_of("<>()[],;:\\\"") == std::string_view::npos && text.find('@', at + 1) == std::string_view::npos;
+         text.find_first_of("<>()[],;:\\\"") == std::string_view::npos &&
+         text.find('@', at + 1) == std::string_view::npos;
 }
 
 std::optional<Mail> ComposeMail(data::Connection& connection, MailKind kind, std::int64_t participant,
@@ -226,8 +228,8 @@ void Outbox::Queue(data::Connection& connection, std::int64_t event, std::int64_
 
 void Outbox::Recover(std::int64_t oldest) {
   data::Connection db(database_);
-  const Rows left = db.Query({"select OutboxID from Outbox where (State=2 or State=3) and ClaimedAt<", Number(oldest),
-                              " limit 1"});
+  const Rows left =
+      db.Query({"select OutboxID from Outbox where (State=2 or State=3) and ClaimedAt<", Number(oldest), " limit 1"});
   if (left.empty()) return;
   db.Execute({"update Outbox set State=1, Told='its sender has gone' where State=2 and ClaimedAt<", Number(oldest)});
   db.Execute({"update Outbox set State=6, Told='its sender has gone while it was leaving', EndedAt=ClaimedAt where "
@@ -257,9 +259,10 @@ std::optional<Outbox::Claim> Outbox::Take(std::int64_t now) {
               .message_name = row["MessageName"].Text(),
               .site = row["Site"].Text()};
   // Of several senders that see it one touches it.
-  const std::int64_t touched = db.Execute({"update Outbox set State=2, Attempts=", Number(claim.attempts), ", ClaimedBy=",
-                                           Bound(Field(std::string_view(sender_))), ", ClaimedAt=", Number(now),
-                                           " where State=1 and OutboxID=", Number(claim.key)});
+  const std::int64_t touched =
+      db.Execute({"update Outbox set State=2, Attempts=", Number(claim.attempts),
+                  ", ClaimedBy=", Bound(Field(std::string_view(sender_))), ", ClaimedAt=", Number(now),
+                  " where State=1 and OutboxID=", Number(claim.key)});
   db.Commit();
   if (touched != 1) return {};
   return claim;
@@ -267,18 +270,18 @@ std::optional<Outbox::Claim> Outbox::Take(std::int64_t now) {
 
 bool Outbox::NoteLeaving(const Claim& claim, std::int64_t now) {
   data::Connection db(database_);
-  const std::int64_t touched =
-      db.Execute({"update Outbox set State=3, ClaimedAt=", Number(now), " where State=2 and OutboxID=",
-                  Number(claim.key), " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
+  const std::int64_t touched = db.Execute({"update Outbox set State=3, ClaimedAt=", Number(now),
+                                           " where State=2 and OutboxID=", Number(claim.key),
+                                           " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
   db.Commit();
   return touched == 1;
 }
 
 void Outbox::End(const Claim& claim, MailState state, const std::string& told, std::int64_t now) {
   data::Connection db(database_);
-  db.Execute({"update Outbox set State=", Number(static_cast<int>(state)), ", Told=",
-              Bound(Field(std::string_view(told))), ", EndedAt=", Number(now), " where OutboxID=", Number(claim.key),
-              " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
+  db.Execute({"update Outbox set State=", Number(static_cast<int>(state)),
+              ", Told=", Bound(Field(std::string_view(told))), ", EndedAt=", Number(now),
+              " where OutboxID=", Number(claim.key), " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
   db.Commit();
 }
 

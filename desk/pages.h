@@ -29,5 +29,7 @@ wire::HttpResponse ShowAnswered(Context& context);
 wire::HttpResponse ShowImport(Context& context);
 // /admin/mail?event=: invitations and reminders.
 wire::HttpResponse ShowMail(Context& context);
+// /admin/privacy?student=: what is held of a person, and its end.
+wire::HttpResponse ShowPrivacy(Context& context);
 
 }  // namespace surva::desk

@@ -136,6 +136,12 @@ constexpr Route kRoutes[] = {
      .group = "Reports",
      .caption = "Export",
      .address = "/admin/export"},
+    {.path = "/admin/privacy",
+     .roles = {Role::kOwner},
+     .desk = desk::ShowPrivacy,
+     .group = "House",
+     .caption = "Personal data",
+     .address = "/admin/privacy"},
     {.path = "/admin/answered.json", .roles = kDesigner, .desk = desk::ShowAnswered},
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };

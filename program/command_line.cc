@@ -22,6 +22,8 @@ constexpr std::array kSubcommands{
     Subcommand{CommandLine::Command::kCheck, "check", "", "Look configuration and database over; changes nothing"},
     Subcommand{CommandLine::Command::kCopy, "copy", "--from DSN --to DSN",
                "Copy a database into an empty one, of either engine"},
+    Subcommand{CommandLine::Command::kAnonymise, "anonymise", "--before DATE",
+               "Take the names off students whose last event ended before a day"},
 };
 
 constexpr const char* kManual = "manual";
@@ -32,6 +34,8 @@ struct Given {
   std::string file;
   std::string from;
   std::string to;
+  std::string before;
+  bool keep_texts = false;
   std::map<const Setting*, std::vector<std::string>> texts;
   std::map<const Setting*, bool> flags;
 };
@@ -75,6 +79,10 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
           ->required()
           ->type_name("DSN");
       app.add_option("--to", given.to, "The empty database to copy into")->required()->type_name("DSN");
+      break;
+    case CommandLine::Command::kAnonymise:
+      app.add_option("--before", given.before, "The day, such as 2024-01-31")->required()->type_name("DATE");
+      app.add_flag("--keep-texts", given.keep_texts, "Leave what students wrote in answers");
       break;
     default:
       break;
@@ -147,6 +155,8 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   result.file = given.file;
   result.from = given.from;
   result.to = given.to;
+  result.before = given.before;
+  result.keep_texts = given.keep_texts;
   if (!given.config.empty()) ReadFile(given.config, result.configuration);
   for (const Setting& setting : Settings()) {
     const std::string where = std::string("--") + setting.name;

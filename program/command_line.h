@@ -9,13 +9,15 @@
 namespace surva::program {
 
 struct CommandLine {
-  enum class Command { kServe, kInit, kDemo, kBackup, kRestore, kCheck, kCopy, kTell };
+  enum class Command { kServe, kInit, kDemo, kBackup, kRestore, kCheck, kCopy, kAnonymise, kTell };
 
   Command command = Command::kTell;
   Configuration configuration;
   std::string file;  // of kBackup and kRestore
   std::string from;  // the databases of kCopy
   std::string to;
+  std::string before;  // the day of kAnonymise, as YYYY-MM-DD
+  bool keep_texts = false;
   std::string text;  // what kTell writes to the standard output: help or version
 };
 

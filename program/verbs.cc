@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "demo/demo.h"
+#include "desk/parts.h"
+#include "desk/personal_data.h"
 #include "program/open_database.h"
 #include "upkeep/backup.h"
 #include "upkeep/check.h"
@@ -94,6 +96,18 @@ int Copy(const CommandLine& command_line) {
   }
   std::cout << std::left << std::setw(20) << "rows copied" << std::right << std::setw(10) << rows << "\n";
   to->Close();
+  return 0;
+}
+
+int Anonymise(const CommandLine& command_line) {
+  const std::optional<DateTime> day = desk::ReadDay(command_line.before);
+  if (!day) throw UsageError("--before must be a day such as 2024-01-31");
+  const auto database = OpenStanding(command_line.configuration.dsn, command_line.configuration);
+  const desk::Anonymised done =
+      desk::AnonymiseBefore(*database, *day, command_line.keep_texts ? desk::Texts::kKeep : desk::Texts::kErase);
+  database->Close();
+  std::cout << done.students << " students have no name any more, " << done.addresses
+            << " anonymous forms no address. Backups still hold what they held.\n";
   return 0;
 }
 

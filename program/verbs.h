@@ -12,5 +12,6 @@ int Restore(const CommandLine& command_line);
 // 1 if something is damaged.
 int Check(const CommandLine& command_line);
 int Copy(const CommandLine& command_line);
+int Anonymise(const CommandLine& command_line);
 
 }  // namespace surva::program

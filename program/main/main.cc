@@ -31,6 +31,8 @@ int Run(int argc, char** argv) {
       return program::Check(command_line);
     case CommandLine::Command::kCopy:
       return program::Copy(command_line);
+    case CommandLine::Command::kAnonymise:
+      return program::Anonymise(command_line);
     case CommandLine::Command::kTell:
       std::cout << command_line.text;
       return 0;

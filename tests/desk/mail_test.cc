@@ -81,7 +81,9 @@ class Mails : public Desk {
     seed.Participant(seed.Surva({.rows = {}}), "12 3");
     http.path = "/admin/mail";
     settings.public_address = "https://surva.example";
-    settings.mail = {.server = server.address(), .sender = "\u00c9cole (surva) <ask@surva.example>", .tls = false,
+    settings.mail = {.server = server.address(),
+                     .sender = "\u00c9cole (surva) <ask@surva.example>",
+                     .tls = false,
                      .per_minute = 10'000};
     Write({"update Student set FirstName='Gda&#324;', LastName='Kay', email='kay@x.example'"});
   }
@@ -93,23 +95,19 @@ class Mails : public Desk {
   std::unique_ptr<MailSender> Start(data::Database& of) {
     return std::make_unique<MailSender>(settings.mail, of, log, clock, rhythm);
   }
-  std::string States() {
-    return Read({"select State, count(*) from Outbox group by State order by State"});
-  }
+  std::string States() { return Read({"select State, count(*) from Outbox group by State order by State"}); }
   // Waits until nothing is under way.
   void Finish() {
     for (int i = 0; i < 600 && Read({"select count(*) from Outbox where State<4"}) != "0"; ++i) {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
-  void Queue(const char* kind) {
-    EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"send", kind}}).status, 303U);
-  }
+  void Queue(const char* kind) { EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"send", kind}}).status, 303U); }
 
   MailServer server;
   SilentLog log;
-  MailSender::Rhythm rhythm{.look = std::chrono::milliseconds(50), .claim = std::chrono::seconds(1),
-                            .retry = std::chrono::seconds(1)};
+  MailSender::Rhythm rhythm{
+      .look = std::chrono::milliseconds(50), .claim = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
 };
 SURVA_ON_BOTH_ENGINES(Mails);
 
@@ -141,7 +139,8 @@ TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   std::string all;
   for (const std::string& mail : server.Mails()) all += mail;
   EXPECT_NE(all.find("From: =?utf-8?B?w4ljb2xlIChzdXJ2YSk=?= <ask@surva.example>\r\nTo: <kay@x.example>\r\n"),
-            std::string::npos) << all;
+            std::string::npos)
+      << all;
   EXPECT_EQ(all.find("RCPT"), std::string::npos);
 }
 
@@ -174,7 +173,12 @@ TEST_P(Mails, OfADeadSenderAreSentByAnother) {
 }
 
 TEST_P(Mails, HaveTextsOfTheHouse) {
-  EXPECT_EQ(Post(ShowMail, {{"event", "7"}, {"text", "reminder"}, {"subject", "Hi\r\nBcc: x {name}"}, {"body", "{pin} {nothing} </pre><b>"}}).status, 303U);
+  EXPECT_EQ(Post(ShowMail, {{"event", "7"},
+                            {"text", "reminder"},
+                            {"subject", "Hi\r\nBcc: x {name}"},
+                            {"body", "{pin} {nothing} </pre><b>"}})
+                .status,
+            303U);
   const auto trial = Post(ShowMail, {{"event", "7"}, {"try", "reminder"}});
   EXPECT_TRUE(Holds(trial, "<b>Hi  Bcc: x Gda\u0144 Kay</b>")) << trial.body;
   EXPECT_TRUE(Holds(trial, "12 3 {nothing} &lt;/pre&gt;&lt;b&gt;"));

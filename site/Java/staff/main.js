@@ -2,6 +2,7 @@
 // cannot read is left to the others.
 
 import { repairDates } from "./dates.js";
+import { leadToDesk } from "./desk.js";
 import { guideToForms, drawFigures } from "./figures.js";
 import { describePage } from "./labels.js";
 import { carryNotes } from "./notes.js";
@@ -11,7 +12,7 @@ import { keepFromHarm } from "./safety.js";
 import { describePreviews } from "./previews.js";
 
 for (const concern of [repairDates, checkRecords, describePage, keepFromHarm, carryNotes, chooseParticipants,
-    guideToForms, drawFigures, describePreviews]) {
+    guideToForms, drawFigures, describePreviews, leadToDesk]) {
     try {
         concern();
     } catch (error) {

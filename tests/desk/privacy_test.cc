@@ -1,0 +1,97 @@
+#include "desk/personal_data.h"
+#include "tests/desk/desk.h"
+
+namespace surva::desk {
+namespace {
+
+using namespace data::tables;
+
+class Privacy : public Desk {
+ protected:
+  Privacy() {
+    seed.Participant(seed.Surva({.rows = {{.role = test::kMain, .control = test::kRadio, .content = "Good?",
+                                           .choices = {"1", "2"}},
+                                          {.role = test::kMain, .control = test::kText, .content = "Words"}}}), "");
+    Write({"update Schedule set BeginDate='2004-02-09 00:00:00', EndDate='2004-02-10 00:00:00'"});
+    Write({"update Student set LastName='<Nov&#225;k &#324;', email='j@x.example', Phone='123'"});
+    Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 11}, {"FieldValueID", 22}});
+    Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "I am J"}});
+    Add(kMessage, {{"StudentID", 5}, {"Message", "my \"new\" name"}});
+    Add(kOutbox, {{"ParticipantID", 9}, {"Told", "550 j@x.example"}});
+    // Somebody else, whose number begins with the same digit.
+    Write({"insert into Student (StudentID, CompanyID, LastName, email) values (55, 2, 'Other', 'o@x.example')"});
+    Add(kMark, {{"StudentID", 55}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "Mine"}});
+    Add(kParticipant, {{"ScheduleID", 7}, {"StudentID", 55}, {"PIN", "1"}});
+  }
+  // Every table that could know something of the person.
+  bool AnythingHolds(std::string_view text) {
+    std::string all;
+    for (const auto tables : {data::AllTables(), data::HostTables()}) {
+      for (const data::Table* table : tables) all += Read({"select * from ", Name(*table)}) + "\n";
+    }
+    return all.find(text) != std::string::npos;
+  }
+  void ExpectForgotten() {
+    for (const char* trace : {"Nov&#225;k", "j@x.example", "I am J", "my \"new\"", "my \\\"new"}) {
+      EXPECT_FALSE(AnythingHolds(trace)) << trace;
+    }
+    EXPECT_TRUE(AnythingHolds("o@x.example"));
+    EXPECT_TRUE(AnythingHolds("Mine"));
+  }
+  std::string Figures() {
+    return Read({"select count(*), (select count(*) from Mark where FieldValueID=22), (select count(*) from Student, "
+                 "Company where Company.CompanyID=Student.CompanyID) from Participant"});
+  }
+};
+SURVA_ON_BOTH_ENGINES(Privacy);
+
+TEST_P(Privacy, ShowsAndHandsOverWhatIsHeld) {
+  const auto page = Get(ShowPrivacy, {{"student", "5"}});
+  for (const char* held : {"&lt;Nov&amp;#225;k \u0144", "j@x.example", "123", "I am J", "my &quot;new&quot; name"}) {
+    EXPECT_TRUE(Holds(page, held)) << held << page.body;
+  }
+  EXPECT_FALSE(Holds(page, "Mine"));
+  const auto json = Get(ShowPrivacy, {{"student", "5"}, {"as", "json"}});
+  EXPECT_TRUE(Holds(json, "\"answered\": null"));
+  EXPECT_TRUE(Holds(json, "{\"remark\": \"my \\u0022new\\u0022 name\"}")) << json.body;
+  EXPECT_TRUE(Holds(Get(ShowPrivacy, {{"name", "oTh"}}), "?student=55"));
+  EXPECT_EQ(Get(ShowPrivacy, {{"student", "7"}}).status, 404U);
+  EXPECT_EQ(Post(ShowPrivacy, {{"student", "5"}, {"act", "erase"}}).status, 400U);
+  EXPECT_TRUE(AnythingHolds("j@x.example"));
+}
+
+TEST_P(Privacy, ErasesAPerson) {
+  EXPECT_EQ(Post(ShowPrivacy, {{"student", "5"}, {"act", "erase"}, {"sure", "1"}}).status, 200U);
+  ExpectForgotten();
+  EXPECT_EQ(Figures(), "1,0,1");
+}
+
+TEST_P(Privacy, KeepsFiguresWithoutAName) {
+  const std::string before = Figures();
+  EXPECT_EQ(Post(ShowPrivacy, {{"student", "5"}, {"act", "anonymise"}, {"sure", "1"}}).status, 200U);
+  ExpectForgotten();
+  EXPECT_EQ(Figures(), before);
+}
+
+TEST_P(Privacy, ForgetsManyWhoseEventsAreLongOver) {
+  Add(kParticipant, {{"ScheduleID", 8}, {"StudentID", 55}});
+  Add(kSchedule, {{"EndDate", DateTime{2004, 6, 1}}});
+  Add(kStudent, {{"LastName", "Newcomer"}});
+  for (const char* address : {"192.0.2.1", "192.0.2.1", "192.0.2.2"}) {
+    Add(kAnonymousStudent, {{"IPAddress", address}, {"CreateDate", DateTime{2004, 1, 1}}});
+  }
+  Add(kAnonymousStudent, {{"IPAddress", "192.0.2.3"}, {"CreateDate", DateTime{2004, 7, 1}}});
+  const Anonymised first = AnonymiseBefore(*database, {2004, 6, 1}, Texts::kErase);
+  EXPECT_EQ(first.students, 1);
+  EXPECT_EQ(first.addresses, 3);
+  ExpectForgotten();
+  EXPECT_TRUE(AnythingHolds("Newcomer"));
+  EXPECT_FALSE(AnythingHolds("192.0.2.1"));
+  EXPECT_TRUE(AnythingHolds("192.0.2.3"));
+  EXPECT_EQ(Read({"select count(distinct IPAddress) from AnonymousStudent"}), "3");
+  const Anonymised again = AnonymiseBefore(*database, {2004, 6, 1}, Texts::kErase);
+  EXPECT_EQ(again.students + again.addresses, 0);
+}
+
+}  // namespace
+}  // namespace surva::desk
