@@ -223,6 +223,7 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
                       }};
   order.route->make(context)->Serve();
 
+  if (order.route->roles.empty() && (request.Filled("PIN") || request.Filled("version"))) visit.Renew();
   // What staff look at may take long, and is not worked out twice to write down what they looked for.
   if (order.turn->lane() == Lane::kStaff) connection.AllowWriting();
   visit.Save(connection);

@@ -65,22 +65,27 @@ Visit::Visit(std::string key, SessionRules rules, data::Connection& connection)
 }
 
 void Visit::Save(data::Connection& connection) {
-  if (stored_ && !session_.changed()) return;
-  if (!stored_) {
-    if (session_.IsBlank()) return;
+  if (stored_ ? !session_.changed() : session_.IsBlank()) return;
+  const std::string known_as = key_;
+  if (!stored_ || renews_) {
     // A token that a visitor brought along and we do not know is never taken over.
     new_token_ = NewToken();
     key_ = SessionKey(new_token_);
+  }
+  const std::string contents = session_.Store();
+  const int timeout = session_.timeout() > 0 ? session_.timeout() : rules_.idle_minutes;
+  if (stored_) {
+    connection.ExecuteAtCommit({"update VisitorSession set SessionKey=", Bound(Field(key_)),
+                                ", Contents=", Bound(Field(contents)), ", LastUse=", Number(last_use_),
+                                ", TimeoutMinutes=", Number(timeout), " where SessionKey=", Bound(Field(known_as))});
+  } else {
     // Nobody has been told of a session that begins: if it is lost with the machine, the visitor has none. A session
     // that came back as it was before would show one visitor what belongs to another.
     if (!connection.HasWritten()) connection.SetDurability(data::Durability::kMemory);
+    connection.ExecuteAtCommit({"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (",
+                                Bound(Field(key_)), ", ", Bound(Field(contents)), ", ", Number(last_use_), ", ",
+                                Number(timeout), ")"});
   }
-  const int timeout = session_.timeout() > 0 ? session_.timeout() : rules_.idle_minutes;
-  connection.ExecuteAtCommit(
-      {"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (", Bound(Field(key_)), ", ",
-       Bound(Field(session_.Store())), ", ", Number(last_use_), ", ", Number(timeout),
-       ") on conflict (SessionKey) do update set Contents=excluded.Contents, LastUse=excluded.LastUse, "
-       "TimeoutMinutes=excluded.TimeoutMinutes"});
   use_is_due_ = false;
 }
 

@@ -28,6 +28,9 @@ class Visit {
   Visit(std::string key, SessionRules rules, data::Connection& connection);
 
   Session& session() { return session_; }
+  // Lets Save give what has changed a new token: whoever knew the one from before the logon knows nothing of what is
+  // behind it.
+  void Renew() { renews_ = true; }
   // Writes the session if there is anything new to say, through the request's connection, whose commit then takes it
   // along. A new session that holds nothing leaves nothing.
   void Save(data::Connection& connection);
@@ -45,6 +48,7 @@ class Visit {
   bool stored_ = false;  // the database has it
   std::int64_t last_use_ = 0;
   bool use_is_due_ = false;
+  bool renews_ = false;
   std::string new_token_;
 };
 

@@ -69,6 +69,20 @@ TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
   EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
 }
 
+TEST_P(Visits, WhoKnewTheTokenBeforeALogonKnowsNothingAfterIt) {
+  Node node(database_.dsn());
+  Browser victim;
+  victim.Post(node, "/surva.asp", "PIN=1111");
+  Browser thief;
+  thief.cookie = victim.cookie;
+  victim.Post(node, "/surva.asp", "PIN=2222");
+  EXPECT_NE(victim.cookie, thief.cookie);
+  thief.Post(node, "/surva.asp", "FormAccepted=3&31=by+a+thief");
+  EXPECT_EQ(Marks(), "");
+  EXPECT_EQ(victim.Post(node, "/surva.asp", "FormAccepted=3&31=by+Bob").status, 302U);
+  EXPECT_EQ(Marks(), bob_ + ",by Bob");
+}
+
 TEST_P(Visits, RequestsOfOneVisitorWaitForEachOther) {
   Node one(database_.dsn());
   Node two(database_.dsn());
