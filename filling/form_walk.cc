@@ -1,6 +1,7 @@
 #include "filling/form_walk.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string>
 
 namespace surva {
@@ -111,6 +112,7 @@ data::Row FormWalk::Version() const {
 }
 
 void FormWalk::WriteRows(StoredAnswers* answers, MissingText missing) {
+  assert((answers == nullptr || mode_.takes_answers) && "answers where choices go by their texts");
   for (std::size_t index = 0; index < row_count(); ++index) {
     const Question question(layout_[index], index == 0, index + 1 == row_count());
     std::string answer;

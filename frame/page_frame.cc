@@ -1,5 +1,6 @@
 #include "frame/page_frame.h"
 
+#include <cassert>
 #include <string>
 
 #include "frame/page_object.h"
@@ -53,6 +54,7 @@ void WriteEntries(PageObject& page, const Menu& menu) {
   if (menu.entries.empty()) return;
   out.Write("<TR><TD></TD></TR>");
   if (menu.of_designer) {
+    assert(menu.entries.size() > 1 && "the first entry finds, the others create");
     out.Write("<TR><TD>");
     WriteLink(page, menu.entries[0]);
     out.Write(kSpacerRow, "<tr><td bgcolor=#003399 size=1></td></tr>",

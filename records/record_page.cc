@@ -1,5 +1,6 @@
 #include "records/record_page.h"
 
+#include <cassert>
 #include <span>
 #include <string>
 
@@ -150,6 +151,7 @@ void RecordPage::ListSearchResults() {
 
 void RecordPage::WriteList(const Rows& rows, const Value& page_number, bool has_next, bool has_previous) {
   const auto fields = static_cast<int>(record_.columns.size()) + 1;
+  assert(rows.shape().size() == fields && "a list of other columns than its statement gives");
   Write("<Form Action=", record_.address,
         " Method=POST>"
         "<Input Type=Hidden Name=PageNo Value=",

@@ -114,7 +114,8 @@ void RegisterRoads() {
   };
   constexpr Kind kKinds[] = {{"memory", "sqlite", data::Dialect::kSqlite},
                              {"memory", "postgres", data::Dialect::kPostgres},
-                             {"sockets", "sqlite", data::Dialect::kSqlite}};
+                             {"sockets", "sqlite", data::Dialect::kSqlite},
+                             {"nodes", "postgres", data::Dialect::kPostgres}};
   for (const char* room : {"filling", "design", "scheduling", "records", "reporting"}) {
     for (const Kind& kind : kKinds) {
       ::testing::RegisterTest(room, (std::string(kind.way) + "_" + kind.engine_name).c_str(), nullptr, nullptr,
