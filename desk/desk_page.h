@@ -13,6 +13,7 @@
 #include "frame/data/connection.h"
 #include "frame/page_object.h"
 #include "frame/request.h"
+#include "guard/gate.h"
 #include "guard/role.h"
 #include "wire/http_message.h"
 
@@ -43,6 +44,7 @@ struct Context {
   const Owner& owner;
   const Clock& clock;
   const guard::Person& person;
+  guard::Gate& gate;
   const std::vector<PageLink>& pages;  // what the person may open
 };
 

@@ -80,6 +80,7 @@ void FillForm::PinLogon(std::string_view pin) {
   data::Connection& db = OpenConnection();
   const Rows participants = db.Query(
       {"SELECT StudentID, ScheduleID FROM Participant where PIN=", Text(pin), " order by ParticipantID limit 1"});
+  response().NotePin(!participants.empty());
   if (participants.empty()) return ShowPinPage(WrongPin::kYes);
   const Row participant = participants.First();
   const Rows survas =
@@ -163,6 +164,7 @@ void FillForm::ShowBlankForm(std::string_view surva) {
     }
   }
   FormWalk walk(*this, db, surva);
+  response().LeadFormTo(walk.Version()["ThankYouPage"].Text());
   const bool display_menu = walk.Version()["DisplayMenu"].IsTrue();
   if (display_menu) WriteHeaders();
   WriteFormHead(surva);
@@ -180,6 +182,7 @@ void FillForm::PreView(std::string_view surva, const Value& student, const Value
 void FillForm::ShowStoredForm(std::string_view surva, FormWalk& walk, StoredAnswers answers) {
   response().Clear();
   data::Connection& db = OpenConnection();
+  response().LeadFormTo(walk.Version()["ThankYouPage"].Text());
   const bool display_menu = walk.Version()["DisplayMenu"].IsTrue();
   if (display_menu) WriteHeaders();
   session().Set("NotAnswered", 0);

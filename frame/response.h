@@ -34,6 +34,11 @@ class Response {
   // came in with a value. `source` is the text between the script tags, or of an element's handler, as it was written.
   void AllowScript(std::string_view source) { scripts_.emplace_back(source); }
 
+  // Says where the form on the page will lead to in the end, if that is another site's address: browsers ask for leave.
+  void LeadFormTo(std::string_view address) { form_leads_to_ = address; }
+  // Says whether the PIN that the visitor named is somebody's; the host slows guessers down.
+  void NotePin(bool found) { pin_found_ = found; }
+
   const std::string& page() const { return page_; }
   std::string TakePage() && { return std::move(page_); }
   const std::optional<std::string>& redirect() const { return redirect_; }
@@ -41,6 +46,8 @@ class Response {
   const std::string& cache_control() const { return cache_control_; }
   std::optional<int> expires() const { return expires_; }
   const std::vector<std::string>& scripts() const { return scripts_; }
+  const std::string& form_leads_to() const { return form_leads_to_; }
+  std::optional<bool> pin_found() const { return pin_found_; }
 
  private:
   void Append(std::string_view text) { page_.append(text); }
@@ -60,6 +67,8 @@ class Response {
   std::string cache_control_;
   std::optional<int> expires_;
   std::vector<std::string> scripts_;
+  std::string form_leads_to_;
+  std::optional<bool> pin_found_;
 };
 
 }  // namespace surva

@@ -9,9 +9,15 @@
 #include <utility>
 
 #include "desk/close_date.h"
+#include "desk/sign_in.h"
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
+#include "guard/acts.h"
+#include "guard/history.h"
+#include "guard/origin.h"
+#include "guard/token.h"
 #include "host/form_decoder.h"
+#include "host/policies.h"
 #include "wire/response_head.h"
 #include "wire/status_page.h"
 
@@ -19,18 +25,9 @@ namespace surva::host {
 namespace {
 
 constexpr std::string_view kCookie = "surva_visit";
-
-std::string_view CookieOf(std::string_view header) {
-  while (!header.empty()) {
-    const std::size_t end = std::min(header.find(';'), header.size());
-    std::string_view pair = header.substr(0, end);
-    header.remove_prefix(std::min(end + 1, header.size()));
-    while (pair.starts_with(' ')) pair.remove_prefix(1);
-    if (pair.starts_with(kCookie) && pair.substr(kCookie.size()).starts_with('='))
-      return pair.substr(kCookie.size() + 1);
-  }
-  return {};
-}
+// Tries of PINs, when too many are wrong.
+constexpr std::chrono::milliseconds kPace{200};
+constexpr std::chrono::milliseconds kLongestDelay{20'000};
 
 // An address as it stands, but for what a header must not hold.
 std::string LocationOf(std::string_view url) {
@@ -46,26 +43,6 @@ std::string LocationOf(std::string_view url) {
   return location;
 }
 
-// Values stand in the pages as they are, markup included. This lets a browser run the scripts of the site's files and
-// those that the page itself has written, and no other.
-std::string ContentSecurityPolicy(const std::vector<std::string>& scripts) {
-  std::string policy =
-      "default-src 'self'; style-src 'self' 'unsafe-inline'; img-src 'self' data:; object-src 'none'; base-uri 'none'; "
-      "frame-ancestors 'self'; script-src 'self'";
-  // The digests hold for the handlers of elements too.
-  if (!scripts.empty()) policy += " 'unsafe-hashes'";
-  for (std::string script : scripts) {
-    // Browsers read a carriage return as a line feed.
-    std::replace(script.begin(), script.end(), '\r', '\n');
-    std::array<unsigned char, crypto_hash_sha256_BYTES> digest{};
-    crypto_hash_sha256(digest.data(), reinterpret_cast<const unsigned char*>(script.data()), script.size());
-    std::array<char, sodium_base64_ENCODED_LEN(crypto_hash_sha256_BYTES, sodium_base64_VARIANT_ORIGINAL)> text{};
-    sodium_bin2base64(text.data(), text.size(), digest.data(), digest.size(), sodium_base64_VARIANT_ORIGINAL);
-    policy.append(" 'sha256-").append(text.data()).append("'");
-  }
-  return policy;
-}
-
 wire::HttpResponse Redirection(std::string location) {
   wire::HttpResponse answer;
   answer.status = 302;
@@ -77,7 +54,7 @@ wire::HttpResponse Overrun() {
   return wire::StatusPage(503, "The server is busy. Please try again in a moment.", std::chrono::seconds(2));
 }
 
-wire::HttpResponse AnswerOf(Response& response) {
+wire::HttpResponse AnswerOf(Response& response, std::string policy) {
   wire::HttpResponse answer;
   std::string cache_control = response.cache_control();
   if (response.redirect()) {
@@ -85,7 +62,7 @@ wire::HttpResponse AnswerOf(Response& response) {
     if (cache_control.empty()) cache_control = "no-store";
   } else {
     answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
-    answer.headers.emplace_back("Content-Security-Policy", ContentSecurityPolicy(response.scripts()));
+    answer.headers.emplace_back("Content-Security-Policy", std::move(policy));
     if (cache_control.empty()) cache_control = "private";
   }
   answer.headers.insert(answer.headers.end(), response.headers().begin(), response.headers().end());
@@ -99,9 +76,16 @@ wire::HttpResponse AnswerOf(Response& response) {
 // Where a request waits. One that writes after all, in a lane where nobody does, begins anew in the writers'.
 Lane LaneOf(const wire::HttpRequest& request, const Route& route) {
   const bool posted = request.method == wire::HttpRequest::Method::kPost;
+  if (route.hashes && posted) return Lane::kPasswords;
   if (route.desk != nullptr) return posted ? Lane::kWriting : Lane::kStaff;
   if (!route.roles.empty()) return Lane::kStaff;
   return posted || !request.query.empty() ? Lane::kWriting : Lane::kReading;
+}
+
+// What the sign-in page needs as well.
+bool IsOpenFile(std::string_view path) {
+  return path.starts_with("/admin/css/") || path.starts_with("/admin/java/") || path.starts_with("/admin/images/") ||
+         path == "/admin/favicon.ico";
 }
 
 // What a waiting request keeps in memory.
@@ -121,6 +105,11 @@ struct PageService::Order {
   bool use_is_due = false;                 // of the session
   std::shared_ptr<WorkerPool::Turn> turn;  // while it is being worked on
   wire::HttpResponse answer;
+  guard::Person person = {};
+  std::string staff_token = {};  // of the staff session, if its use should be noted
+  bool paced = false;            // its turn among many tries of PINs has come
+  bool wants_pace = false;
+  bool had_wrong_pins = false;
 };
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
@@ -132,26 +121,26 @@ PageService::PageService(Options options, data::Database& database, const Static
       clock_(clock),
       workers_(workers),
       health_(database, log, [&workers] { return "requests that wait: " + std::to_string(workers.waiting()) + "\n"; }),
-      background_([this](const std::exception& failure) { log_.Error(std::string("an export: ") + failure.what()); }) {
+      background_([this](const std::exception& failure) { log_.Error(std::string("an export: ") + failure.what()); }),
+      gate_(options_.gate),
+      pins_(options_.free_wrong_pins),
+      writes_(options_.public_writes) {
   if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
 }
 
 void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   const std::string path = LowerName(request.path);
   if (const Route* route = FindRoute(path); route != nullptr) {
+    if (request.method == wire::HttpRequest::Method::kHead && !request.query.empty()) {
+      wire::HttpResponse refusal = wire::StatusPage(405);
+      refusal.headers.emplace_back("Allow", "GET, POST");
+      return respond(std::move(refusal));
+    }
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond), route});
-    if (route->make != nullptr) order->session_key = SessionKey(CookieOf(order->request.Header("Cookie")));
-    const wire::HttpRequest& http = order->request;
-    return workers_.Post({.lane = LaneOf(http, *route),
-                          .address = http.network,
-                          .visitor = order->session_key,
-                          .bytes = BytesOf(http),
-                          .run =
-                              [this, order](std::shared_ptr<WorkerPool::Turn> turn) {
-                                order->turn = std::move(turn);
-                                Serve(order);
-                              },
-                          .refuse = [order] { order->respond(Overrun()); }});
+    if (route->make != nullptr) {
+      order->session_key = SessionKey(guard::CookieOf(order->request.Header("Cookie"), kCookie));
+    }
+    return Enqueue(order);
   }
   if (path == "/healthz") return health_.Answer(request.query == "verbose", std::move(respond));
   if (path == "/admin" || path == "/admin/") {
@@ -159,16 +148,59 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
     if (!request.query.empty()) location += "?" + request.query;
     return respond(Redirection(LocationOf(location)));
   }
+  if (path.starts_with("/admin/") && !IsOpenFile(path)) {
+    // Help, greetings and what is not there: for staff alone.
+    static constexpr Route kFile{.path = "/admin/", .roles = guard::Roles::All()};
+    return Enqueue(std::make_shared<Order>(Order{std::move(request), std::move(respond), &kFile}));
+  }
+  respond(FileOr404(request));
+}
+
+wire::HttpResponse PageService::FileOr404(const wire::HttpRequest& request) const {
   std::optional<wire::HttpResponse> file = files_.Answer(request);
-  respond(file ? std::move(*file) : wire::StatusPage(404));
+  return file ? std::move(*file) : wire::StatusPage(404);
+}
+
+void PageService::Enqueue(const std::shared_ptr<Order>& order) {
+  const wire::HttpRequest& http = order->request;
+  workers_.Post({.lane = LaneOf(http, *order->route),
+                 .address = http.network,
+                 .visitor = order->session_key,
+                 .bytes = BytesOf(http),
+                 .run =
+                     [this, order](std::shared_ptr<WorkerPool::Turn> turn) {
+                       order->turn = std::move(turn);
+                       Serve(order);
+                     },
+                 .refuse = [order] { order->respond(Overrun()); }});
+}
+
+data::Author PageService::AuthorOf(const Order& order) {
+  const std::string& id = order.request.request_id;
+  std::string person = order.person.name;
+  if (person.empty()) person = order.route->roles.empty() ? "visitor" : "staff";
+  return {std::move(person), id.empty() ? guard::NewToken().substr(0, 16) : id.substr(0, 64)};
 }
 
 void PageService::Serve(const std::shared_ptr<Order>& order) {
   try {
     data::Connection connection(database_);
     connection.SetDeadline(order->turn->deadline());
-    if (order->turn->lane() != Lane::kWriting) connection.ForbidWriting();
-    order->answer = order->route->make != nullptr ? ServePage(*order, connection) : ServeDesk(*order, connection);
+    const Lane lane = order->turn->lane();
+    if (lane != Lane::kWriting && lane != Lane::kPasswords) connection.ForbidWriting();
+    if (std::optional<wire::HttpResponse> stop = Stop(*order, connection)) {
+      order->answer = std::move(*stop);
+    } else {
+      connection.SetAuthor(AuthorOf(*order));
+      order->answer = Answer(*order, connection);
+    }
+    if (order->wants_pace) {
+      connection.Rollback();
+      order->turn.reset();
+      order->wants_pace = false;
+      order->paced = true;
+      return delays_.Add(kPace, kLongestDelay, [this, order] { Enqueue(order); });
+    }
     if (connection.HasWritten()) {
       // The worker is free for the next request while the disk is being waited for.
       return connection.Commit([this, order](const std::exception_ptr& failure) { Finish(order, failure); });
@@ -176,6 +208,8 @@ void PageService::Serve(const std::shared_ptr<Order>& order) {
     connection.Rollback();
   } catch (const data::WritingForbidden&) {
     return workers_.Pass(std::move(order->turn), Lane::kWriting);
+  } catch (const SessionTooLong&) {
+    order->answer = wire::StatusPage(413, "That is more than can be remembered from one page to the next.");
   } catch (...) {
     return Finish(order, std::current_exception());
   }
@@ -197,6 +231,84 @@ void PageService::Finish(const std::shared_ptr<Order>& order, const std::excepti
     PostChore("a session's use could not be noted",
               [key = order->session_key](data::Connection& connection) { NoteUse(key, connection); });
   }
+  if (!order->staff_token.empty()) {
+    PostChore("a session's use could not be noted", [this, token = order->staff_token](data::Connection& connection) {
+      connection.SetDurability(data::Durability::kMemory);
+      gate_.NoteUse(connection, token, guard::SecondsNow());
+      connection.Commit();
+    });
+  }
+}
+
+wire::HttpResponse PageService::Answer(Order& order, data::Connection& connection) {
+  if (order.route->make != nullptr) return ServePage(order, connection);
+  if (order.route->desk != nullptr) return ServeDesk(order, connection);
+  return FileOr404(order.request);
+}
+
+std::optional<wire::HttpResponse> PageService::Stop(Order& order, data::Connection& connection) {
+  const wire::HttpRequest& http = order.request;
+  const Route& route = *order.route;
+  const bool posted = http.method == wire::HttpRequest::Method::kPost;
+  if (!route.path.starts_with("/admin/")) {
+    // What a page of the eleven does on the public side is judged by its form.
+    if (posted && route.desk != nullptr && !guard::IsFromOwnPage(http)) return desk::RefuseForeign(http);
+    return {};
+  }
+  if (!route.roles.empty()) {
+    guard::Admission admission = gate_.Admit(connection, http, route.roles, guard::SecondsNow());
+    switch (admission.refusal) {
+      case guard::Admission::Refusal::kNone:
+        break;
+      case guard::Admission::Refusal::kSignIn:
+        return desk::LeadToSignIn(http);
+      case guard::Admission::Refusal::kRole:
+        return desk::RefuseRole(admission.person);
+      case guard::Admission::Refusal::kProxied:
+        return desk::RefuseProxied();
+    }
+    order.person = std::move(admission.person);
+    order.staff_token = std::move(admission.token);
+  }
+  guard::Source source = route.make != nullptr ? guard::Source::kItself : guard::Source::kOurPages;
+  if (route.from_any) source = guard::Source::kStaffPages;
+  switch (guard::Judge(http, route.path, guard::MayChange(route.path, http.method, http.query), source)) {
+    case guard::Verdict::kPass:
+      break;
+    case guard::Verdict::kAskAgain:
+      return desk::AskAgain(http);
+    case guard::Verdict::kRefuse:
+      return desk::RefuseForeign(http);
+  }
+  return {};
+}
+
+std::optional<wire::HttpResponse> PageService::StopVisitor(Order& order, const Request& request,
+                                                           data::Connection& connection) {
+  const wire::HttpRequest& http = order.request;
+  if ((request.Filled("FormAccepted") || request.Filled("NeXt")) && !guard::IsFromOwnPage(http)) {
+    return desk::RefuseForeign(http);
+  }
+  if (http.from_this_machine) return {};
+  if (http.method == wire::HttpRequest::Method::kPost || !http.query.empty()) {
+    const std::int64_t wait = writes_.Ask(http.network, std::chrono::steady_clock::now());
+    if (wait > 0) return desk::RefuseUntil("So much has come from your network that no more is taken for now.", wait);
+  }
+  if (!request.Filled("PIN") || !pins_.on()) return {};
+  const std::int64_t now = guard::SecondsNow();
+  const guard::PinGuard::Standing standing = pins_.Ask(connection, http.network, now);
+  if (standing.wait > 0) {
+    return desk::RefuseUntil("Several PINs that nobody has came from your network.", standing.wait);
+  }
+  order.had_wrong_pins = standing.had_wrong;
+  if (standing.busy && !order.paced) {
+    order.wants_pace = true;
+    if (busy_noted_.exchange(now / 60) != now / 60) {
+      log_.Warning("many wrong PINs from everywhere: tries of PINs go one after the other now");
+    }
+    return wire::HttpResponse{};
+  }
+  return {};
 }
 
 wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connection) {
@@ -210,6 +322,10 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
   }
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
+  const bool is_public = order.route->roles.empty();
+  if (is_public) {
+    if (std::optional<wire::HttpResponse> stop = StopVisitor(order, request, connection)) return std::move(*stop);
+  }
   Visit visit(order.session_key, {.idle_minutes = options_.session_minutes}, connection);
   Session& session = visit.session();
   if (order.route->roles.empty() && request.Filled("PIN")) {
@@ -223,18 +339,38 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
                       }};
   order.route->make(context)->Serve();
 
-  if (order.route->roles.empty() && (request.Filled("PIN") || request.Filled("version"))) visit.Renew();
+  if (is_public) {
+    if (request.Filled("PIN") || request.Filled("version")) visit.Renew();
+    if (!http.from_this_machine) CountVisitor(order, request, response, connection);
+  }
+
   // What staff look at may take long, and is not worked out twice to write down what they looked for.
   if (order.turn->lane() == Lane::kStaff) connection.AllowWriting();
   visit.Save(connection);
   order.use_is_due = visit.use_is_due();
 
-  wire::HttpResponse answer = AnswerOf(response);
+  std::string policy = response.redirect() ? std::string() : PagePolicy(http, order.route->path, request, response);
+  wire::HttpResponse answer = AnswerOf(response, std::move(policy));
   if (!visit.new_token().empty()) {
     answer.headers.emplace_back("Set-Cookie", std::string(kCookie) + "=" + visit.new_token() +
                                                   "; Path=/; HttpOnly; SameSite=Lax" + (http.https ? "; Secure" : ""));
   }
   return answer;
+}
+
+// Counted with what the page wrote, by the same commit.
+void PageService::CountVisitor(const Order& order, const Request& request, const Response& response,
+                               data::Connection& connection) {
+  const wire::HttpRequest& http = order.request;
+  if (connection.HasWritten()) {
+    writes_.Count(http.network, http.body.size() + http.query.size(), std::chrono::steady_clock::now());
+  }
+  if (!response.pin_found()) return;
+  if (!*response.pin_found()) {
+    pins_.CountWrong(connection, http.network, guard::SecondsNow());
+  } else if (order.had_wrong_pins) {
+    pins_.CountRight(connection, http.network, request("PIN"), guard::SecondsNow());
+  }
 }
 
 wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connection) {
@@ -249,9 +385,9 @@ wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connec
   }
   const Request request(std::move(query.values), std::move(form.values),
                         {http.remote_addr, http.path, http.server_name, http.https});
-  const guard::Person person;
-  desk::Context context{http,          request,        form.files, connection, database_,          background_,
-                        options_.desk, options_.owner, clock_,     person,     MenuOf(person.role)};
+  const guard::Person& person = order.person;
+  desk::Context context{http,          request,        form.files, connection, database_, background_,
+                        options_.desk, options_.owner, clock_,     person,     gate_,     MenuOf(person.role)};
   return order.route->desk(context);
 }
 
@@ -285,7 +421,12 @@ void PageService::PostChore(const std::string& name, std::function<void(data::Co
 }
 
 void PageService::Purge() {
-  PostChore("old sessions could not be deleted", PurgeSessions);
+  PostChore("old sessions could not be deleted", [this](data::Connection& connection) {
+    PurgeSessions(connection);
+    gate_.Purge(connection, guard::SecondsNow());
+    guard::History(connection).Purge(AddDays(clock_.Now(), -options_.history_days));
+    connection.Commit();
+  });
 }
 
 }  // namespace surva::host

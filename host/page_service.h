@@ -2,12 +2,17 @@
 // commits, and turns their responses into answers; gives out the static files.
 #pragma once
 
+#include <atomic>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "frame/data/database.h"
 #include "frame/page_object.h"
+#include "guard/gate.h"
+#include "guard/rates.h"
+#include "host/delay_line.h"
 #include "host/health.h"
 #include "host/routes.h"
 #include "host/static_site.h"
@@ -24,6 +29,10 @@ class PageService final : public wire::Site {
     Owner owner;
     int session_minutes = 120;
     desk::Settings desk = {};
+    guard::Gate::Options gate = {};
+    int free_wrong_pins = 10;  // of one network; 0 slows nobody down
+    guard::WriteBudget::Rule public_writes = {};
+    int history_days = 90;
   };
 
   // All but the options outlive the service.
@@ -39,10 +48,19 @@ class PageService final : public wire::Site {
   // A request on its way to its answer.
   struct Order;
 
+  void Enqueue(const std::shared_ptr<Order>& order);
   void Serve(const std::shared_ptr<Order>& order);
   // When all that it wrote is on disk, or has failed.
   void Finish(const std::shared_ptr<Order>& order, const std::exception_ptr& failure);
-  // Both leave the commit to Serve.
+  // The answer to who does not pass, or nothing; tells the order who it is.
+  std::optional<wire::HttpResponse> Stop(Order& order, data::Connection& connection);
+  // The same for the public page, by what its form says.
+  std::optional<wire::HttpResponse> StopVisitor(Order& order, const Request& request, data::Connection& connection);
+  void CountVisitor(const Order& order, const Request& request, const Response& response, data::Connection& connection);
+  static data::Author AuthorOf(const Order& order);
+  wire::HttpResponse FileOr404(const wire::HttpRequest& request) const;
+  // All leave the commit to Serve.
+  wire::HttpResponse Answer(Order& order, data::Connection& connection);
   wire::HttpResponse ServePage(Order& order, data::Connection& connection);
   wire::HttpResponse ServeDesk(Order& order, data::Connection& connection);
   // The answer to a request that could not be carried out.
@@ -58,6 +76,11 @@ class PageService final : public wire::Site {
   WorkerPool& workers_;
   Health health_;
   desk::Background background_;
+  guard::Gate gate_;
+  const guard::PinGuard pins_;
+  guard::WriteBudget writes_;
+  std::atomic<std::int64_t> busy_noted_ = 0;
+  DelayLine delays_;
 };
 
 }  // namespace surva::host

@@ -5,7 +5,9 @@
 #include <iterator>
 
 #include "design/create_form.h"
+#include "desk/history_page.h"
 #include "desk/pages.h"
+#include "desk/sign_in.h"
 #include "filling/fill_form.h"
 #include "records/record_page.h"
 #include "reporting/browse.h"
@@ -143,6 +145,21 @@ constexpr Route kRoutes[] = {
      .caption = "Personal data",
      .address = "/admin/privacy"},
     {.path = "/admin/answered.json", .roles = kDesigner, .desk = desk::ShowAnswered},
+    {.path = "/admin/history",
+     .roles = Roles::Owner(),
+     .desk = desk::ShowHistory,
+     .group = "Account",
+     .caption = "History",
+     .address = "/admin/history"},
+    {.path = "/admin/account",
+     .roles = Roles::All(),
+     .desk = desk::ShowAccount,
+     .hashes = true,
+     .group = "Account",
+     .caption = "Account",
+     .address = "/admin/account"},
+    {.path = "/admin/sign-in", .roles = {}, .desk = desk::ShowSignIn, .hashes = true},
+    {.path = "/admin/sign-out", .roles = {}, .desk = desk::ShowSignOut, .from_any = true},
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };
 

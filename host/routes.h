@@ -19,6 +19,8 @@ struct Route {
   guard::Roles roles;         // empty: open to everybody
   MakePage make = nullptr;    // one of the eleven page objects
   desk::Page desk = nullptr;  // or a page of our own
+  bool hashes = false;        // its posted forms bring passwords
+  bool from_any = false;      // its posted forms stand on any staff page
   // In the menu; without a caption, not there.
   std::string_view group = {};
   std::string_view caption = {};

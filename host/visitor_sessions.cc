@@ -1,10 +1,9 @@
 #include "host/visitor_sessions.h"
 
-#include <sodium.h>
-
-#include <array>
-#include <chrono>
 #include <utility>
+
+#include "guard/gate.h"
+#include "guard/token.h"
 
 namespace surva::host {
 namespace {
@@ -12,43 +11,17 @@ namespace {
 using data::Bound;
 using data::Number;
 
-constexpr std::size_t kTokenBytes = 16;  // 128 random bits
 // A use is noted in the database no more often than this.
 constexpr std::int64_t kUseSeconds = 60;
-
-std::string Hex(const unsigned char* bytes, std::size_t count) {
-  std::string text(count * 2 + 1, '\0');
-  sodium_bin2hex(text.data(), text.size(), bytes, count);
-  text.pop_back();
-  return text;
-}
-
-std::string NewToken() {
-  std::array<unsigned char, kTokenBytes> bytes{};
-  randombytes_buf(bytes.data(), bytes.size());
-  return Hex(bytes.data(), bytes.size());
-}
-
-bool IsToken(std::string_view token) {
-  return token.size() == kTokenBytes * 2 && token.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-}
-
-std::int64_t SecondsNow() {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 }  // namespace
 
 std::string SessionKey(std::string_view token) {
-  if (!IsToken(token)) return {};
-  std::array<unsigned char, crypto_generichash_BYTES> digest{};
-  crypto_generichash(digest.data(), digest.size(), reinterpret_cast<const unsigned char*>(token.data()), token.size(),
-                     nullptr, 0);
-  return Hex(digest.data(), digest.size());
+  return guard::IsToken(token) ? guard::DigestOf(token) : std::string();
 }
 
 Visit::Visit(std::string key, SessionRules rules, data::Connection& connection)
-    : key_(std::move(key)), rules_(rules), last_use_(SecondsNow()) {
+    : key_(std::move(key)), rules_(rules), last_use_(guard::SecondsNow()) {
   if (key_.empty()) return;
   connection.Hold(key_);
   const data::Rows rows =
@@ -69,10 +42,11 @@ void Visit::Save(data::Connection& connection) {
   const std::string known_as = key_;
   if (!stored_ || renews_) {
     // A token that a visitor brought along and we do not know is never taken over.
-    new_token_ = NewToken();
+    new_token_ = guard::NewToken();
     key_ = SessionKey(new_token_);
   }
   const std::string contents = session_.Store();
+  if (contents.size() > kLongestSession) throw SessionTooLong();
   const int timeout = session_.timeout() > 0 ? session_.timeout() : rules_.idle_minutes;
   if (stored_) {
     connection.ExecuteAtCommit({"update VisitorSession set SessionKey=", Bound(Field(key_)),
@@ -92,14 +66,14 @@ void Visit::Save(data::Connection& connection) {
 void NoteUse(const std::string& key, data::Connection& connection) {
   connection.SetDurability(data::Durability::kMemory);
   connection.Execute(
-      {"update VisitorSession set LastUse=", Number(SecondsNow()), " where SessionKey=", Bound(Field(key))});
+      {"update VisitorSession set LastUse=", Number(guard::SecondsNow()), " where SessionKey=", Bound(Field(key))});
   connection.Commit();
 }
 
 void PurgeSessions(data::Connection& connection) {
   connection.SetDurability(data::Durability::kMemory);
   connection.Execute({"delete from VisitorSession where LastUse + TimeoutMinutes * 60 + ", Number(kUseSeconds), " < ",
-                      Number(SecondsNow())});
+                      Number(guard::SecondsNow())});
   connection.Commit();
 }
 

@@ -21,6 +21,9 @@ struct SessionRules {
   int idle_minutes = 1440;  // of a session whose pages set no timeout
 };
 
+inline constexpr std::size_t kLongestSession = 64 * 1024;  // bytes of its stored form
+struct SessionTooLong {};
+
 // A visitor's session, held for one request.
 class Visit {
  public:
@@ -32,7 +35,7 @@ class Visit {
   // behind it.
   void Renew() { renews_ = true; }
   // Writes the session if there is anything new to say, through the request's connection, whose commit then takes it
-  // along. A new session that holds nothing leaves nothing.
+  // along. A new session that holds nothing leaves nothing. Throws SessionTooLong if it says too much.
   void Save(data::Connection& connection);
 
   // The token of a session that Save has just begun, for the visitor's cookie; empty otherwise.

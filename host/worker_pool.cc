@@ -19,7 +19,8 @@ WorkerPool::Turn::~Turn() {
 WorkerPool::WorkerPool(Options options) : options_(options) {
   threads_.reserve(kLanes * options_.threads + 1);
   for (LaneState& lane : lanes_) {
-    for (std::size_t i = 0; i < options_.threads; ++i) threads_.emplace_back([this, &lane] { Work(lane); });
+    const std::size_t threads = &lane == &lanes_[static_cast<std::size_t>(Lane::kPasswords)] ? 1 : options_.threads;
+    for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back([this, &lane] { Work(lane); });
   }
   threads_.emplace_back([this] { Expire(); });
 }

@@ -24,14 +24,15 @@ namespace surva::host {
 enum class Lane : std::uint8_t {
   kReading,  // respondents' pages that write nothing, or seldom
   kWriting,
-  kStaff,  // whatever may take long
+  kStaff,      // whatever may take long
+  kPasswords,  // one at a time: each takes a tenth of a second and 64 MiB
 };
-inline constexpr std::size_t kLanes = 3;
+inline constexpr std::size_t kLanes = 4;
 
 class WorkerPool {
  public:
   struct Options {
-    std::size_t threads = 4;  // of each lane
+    std::size_t threads = 4;  // of each lane but the passwords'
     std::chrono::milliseconds patience{5000};
     std::size_t most_bytes = std::size_t{64} << 20;  // of all that waits
     std::size_t most_of_visitor = 32;                // requests that wait behind the visitor's own

@@ -24,6 +24,10 @@ constexpr std::array kSubcommands{
                "Copy a database into an empty one, of either engine"},
     Subcommand{CommandLine::Command::kAnonymise, "anonymise", "--before DATE",
                "Take the names off students whose last event ended before a day"},
+    Subcommand{CommandLine::Command::kStaff, "staff", "ACT [NAME]",
+               "Accounts: add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, list"},
+    Subcommand{CommandLine::Command::kHistory, "history", "",
+               "List what was before changes and deletions, and put it back"},
 };
 
 constexpr const char* kManual = "manual";
@@ -103,6 +107,21 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
   }
 }
 
+void AddOrders(CLI::App& app, const Subcommand& subcommand, CommandLine& result) {
+  if (subcommand.command == CommandLine::Command::kStaff) {
+    app.add_option("ACT", result.staff.words, "What to do, and the account's name")->expected(0, 2)->type_name("");
+    app.add_option("--role", result.staff.role, "owner, planner, designer or analyst");
+  }
+  if (subcommand.command == CommandLine::Command::kHistory) {
+    app.add_option("--table", result.history.table, "Only changes of this table");
+    app.add_option("--person", result.history.person, "Only changes by this account");
+    app.add_option("--day", result.history.day, "Only changes of this day, as 2026-11-21");
+    app.add_option("--request", result.history.request, "Only changes of this request");
+    app.add_option("--change", result.history.change, "The change to put back, by its number");
+    app.add_flag("--put-back", result.history.put_back, "Put back the rows of --request or --change");
+  }
+}
+
 }  // namespace
 
 std::span<const Subcommand> Subcommands() {
@@ -114,17 +133,18 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   AddQuestions(app);
   app.require_subcommand(0, 1);
   Given given;
+  CommandLine result;
   for (const Subcommand& subcommand : kSubcommands) {
     CLI::App* added = app.add_subcommand(subcommand.name, subcommand.help);
     AddQuestions(*added);
     AddOptions(*added, subcommand, given);
+    AddOrders(*added, subcommand, result);
   }
 
   std::string manual;
   // For the packager alone.
   app.add_subcommand(kManual, "")->group("")->add_option("PAGE", manual)->required();
 
-  CommandLine result;
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   if (words == std::vector<std::string>{"help"} || words == std::vector<std::string>{"version"}) {
     words.front().insert(0, "--");

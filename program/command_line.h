@@ -5,11 +5,12 @@
 #include <string>
 
 #include "program/configuration.h"
+#include "program/staff.h"
 
 namespace surva::program {
 
 struct CommandLine {
-  enum class Command { kServe, kInit, kDemo, kBackup, kRestore, kCheck, kCopy, kAnonymise, kTell };
+  enum class Command { kServe, kInit, kDemo, kBackup, kRestore, kCheck, kCopy, kAnonymise, kStaff, kHistory, kTell };
 
   Command command = Command::kTell;
   Configuration configuration;
@@ -18,6 +19,8 @@ struct CommandLine {
   std::string to;
   std::string before;  // the day of kAnonymise, as YYYY-MM-DD
   bool keep_texts = false;
+  StaffOrder staff;
+  HistoryOrder history;
   std::string text;  // what kTell writes to the standard output: help or version
 };
 

@@ -56,6 +56,16 @@ constexpr std::array kSettings{
             "Memory of all requests and answers on their way, in MiB; others are turned away when it is full"},
     Setting{"session-minutes", Setting::Number{&C::session_minutes, 1, 60 * 24 * 30}, For::kServe,
             "Idle minutes after which a visit ends"},
+    Setting{"staff-hours", Setting::Number{&C::staff_hours, 1, 24 * 7}, For::kServe,
+            "Hours after which staff sign in anew"},
+    Setting{"staff-idle-minutes", Setting::Number{&C::staff_idle_minutes, 1, 60 * 24}, For::kServe,
+            "Idle minutes after which staff sign in anew"},
+    Setting{"wrong-pins", Setting::Number{&C::wrong_pins, 1, 1000, true}, For::kServe,
+            "Wrong PINs of one address before it must wait; off lets everybody guess"},
+    Setting{"public-writes", Setting::Number{&C::public_writes, 1, kUnlimited, true}, For::kServe,
+            "What one address may store in an hour through the public page, in writes of up to 16 KiB; or off"},
+    Setting{"history-days", Setting::Number{&C::history_days, 1, 3650}, For::kServe,
+            "Days for which changed and deleted rows can be put back"},
     Setting{"public-address", &C::public_address, For::kServe,
             "The site as respondents reach it (https://surva.example), for links on paper and in mails"},
     Setting{"readers", &C::readers, For::kServe, "What respondents are told of who reads their answers"},
@@ -104,6 +114,8 @@ std::string TextOf(const toml::node& node, const Setting& setting, const std::st
   const bool is_flag = std::holds_alternative<bool Configuration::*>(setting.member);
   if (is_number) {
     if (const auto number = node.value_exact<std::int64_t>()) return std::to_string(*number);
+    const auto word = node.value_exact<std::string>();
+    if (word == "off" && std::get<Setting::Number>(setting.member).may_be_off) return *word;
     throw UsageError(where + " must be a whole number");
   }
   if (is_flag) {
@@ -112,13 +124,6 @@ std::string TextOf(const toml::node& node, const Setting& setting, const std::st
   }
   if (auto text = node.value_exact<std::string>()) return *text;
   throw UsageError(where + " must be a text in quotes");
-}
-
-bool IsLoopback(const std::string& host) {
-  if (EqualNames(host, "localhost")) return true;
-  boost::system::error_code error;
-  const auto address = boost::asio::ip::make_address(host, error);
-  return !error && address.is_loopback();
 }
 
 }  // namespace
@@ -149,11 +154,16 @@ void Apply(const Setting& setting, const std::string& text, const std::string& w
                         },
                         [&](const Setting::Number& number) {
                           std::size_t value = 0;
+                          if (number.may_be_off && text == "off") {
+                            configuration.*number.member = 0;
+                            return;
+                          }
                           const char* end = text.data() + text.size();
                           const auto [stop, error] = std::from_chars(text.data(), end, value);
                           if (error != std::errc() || stop != end || value < number.least || value > number.most) {
                             throw UsageError(where + " must be a whole number from " + std::to_string(number.least) +
-                                             " to " + std::to_string(number.most));
+                                             " to " + std::to_string(number.most) +
+                                             (number.may_be_off ? ", or off" : ""));
                           }
                           configuration.*number.member = value;
                         },
@@ -224,13 +234,15 @@ std::string SiteAddress(const Configuration& configuration) {
                      static_cast<unsigned short>(std::stoi(ReadListenAddress(configuration.listen).port)));
 }
 
+bool IsLoopback(const std::string& host) {
+  if (EqualNames(host, "localhost")) return true;
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(host, error);
+  return !error && address.is_loopback();
+}
+
 void CheckForServing(const Configuration& configuration) {
-  const ListenAddress address = ReadListenAddress(configuration.listen);
-  if (!configuration.no_staff_guard && !IsLoopback(address.host)) {
-    throw UsageError("listening on " + configuration.listen +
-                     " would open /admin/ to the network; listen on 127.0.0.1, or put a proxy in front that guards "
-                     "/admin/ and say so with --no-staff-guard");
-  }
+  ReadListenAddress(configuration.listen);
   if (configuration.max_body_kib * 4 > configuration.max_in_flight_mib * 1024) {
     throw UsageError("max-in-flight-mib must have room for four bodies of max-body-kib");
   }

@@ -39,6 +39,11 @@ struct Configuration {
   std::size_t max_connections = 10'000;
   std::size_t max_connections_per_address = 2'500;
   std::size_t session_minutes = 1440;
+  std::size_t staff_hours = 12;
+  std::size_t staff_idle_minutes = 60;
+  std::size_t wrong_pins = 10;       // 0: off
+  std::size_t public_writes = 2000;  // 0: off
+  std::size_t history_days = 90;
   std::string public_address;
   std::string readers;
   std::size_t least_answers = 5;
@@ -61,6 +66,7 @@ struct Setting {
     std::size_t Configuration::*member;
     std::size_t least;
     std::size_t most;
+    bool may_be_off = false;  // "off" is 0
   };
   struct Choice {
     std::string Configuration::*member;
@@ -91,8 +97,7 @@ void Apply(const Setting& setting, const std::string& text, const std::string& w
 // value.
 void ReadFile(const std::filesystem::path& file, Configuration& configuration);
 
-// What no setting can see alone: throws a UsageError for a listener beyond this machine without `no-staff-guard`, and
-// for half a pair of TLS files.
+// What no setting can see alone: throws a UsageError for half a pair of TLS files.
 void CheckForServing(const Configuration& configuration);
 
 // The host and the port of "HOST:PORT" or "[ADDRESS]:PORT". Throws a UsageError if it is neither.
@@ -100,6 +105,7 @@ struct ListenAddress {
   std::string host;
   std::string port;
 };
+bool IsLoopback(const std::string& host);
 ListenAddress ReadListenAddress(const std::string& listen);
 
 // The address for a browser, without a slash behind it, with the port in place of a listener's 0.

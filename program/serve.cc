@@ -16,6 +16,7 @@
 #include "desk/mail_sender.h"
 #include "frame/data/database.h"
 #include "frame/data/schema_upgrade.h"
+#include "guard/accounts.h"
 #include "host/page_service.h"
 #include "host/static_site.h"
 #include "host/worker_pool.h"
@@ -153,7 +154,32 @@ desk::Settings Desk(const Configuration& configuration) {
   return settings;
 }
 
+host::PageService::Options Pages(const Configuration& configuration, const desk::Settings& settings) {
+  host::PageService::Options options;
+  options.owner = configuration.owner;
+  options.session_minutes = static_cast<int>(configuration.session_minutes);
+  options.desk = settings;
+  options.gate.sessions.longest = static_cast<std::int64_t>(configuration.staff_hours) * 3600;
+  options.gate.sessions.idle = static_cast<std::int64_t>(configuration.staff_idle_minutes) * 60;
+  options.gate.guarded_in_front = configuration.no_staff_guard;
+  options.free_wrong_pins = static_cast<int>(configuration.wrong_pins);
+  options.public_writes.writes_an_hour = static_cast<double>(configuration.public_writes);
+  options.history_days = static_cast<int>(configuration.history_days);
+  return options;
+}
+
 }  // namespace
+
+bool IsGuarded(const Configuration& configuration, data::Database& database) {
+  data::Connection connection(database);
+  if (guard::Accounts(connection).Any()) return true;
+  if (!configuration.no_staff_guard && !IsLoopback(ReadListenAddress(configuration.listen).host)) {
+    throw UsageError("listening on " + configuration.listen +
+                     " would open /admin/ to the network; make an account first (surva staff add NAME --role owner), "
+                     "listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/");
+  }
+  return false;
+}
 
 int Serve(const Configuration& configuration) {
   IgnoreStraySignals();
@@ -167,10 +193,15 @@ int Serve(const Configuration& configuration) {
                             .patience = std::chrono::seconds(configuration.queue_seconds),
                             .most_bytes = configuration.queue_mebibytes << 20});
   const desk::Settings settings = Desk(configuration);
-  host::PageService service({configuration.owner, static_cast<int>(configuration.session_minutes), settings}, database,
-                            *files, workers, *log);
+  const bool guarded = IsGuarded(configuration, database);
+  host::PageService service(Pages(configuration, settings), database, *files, workers, *log);
   const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *log);
 
+  if (!guarded) {
+    log->Info(configuration.no_staff_guard
+                  ? "there are no staff accounts: whatever stands in front guards /admin/"
+                  : "there are no staff accounts: /admin/ is open to this machine (surva staff add NAME --role owner)");
+  }
   if (server->answers_to_any_name()) {
     log->Info("any host name is served; set hostname to those under which visitors come");
   }

@@ -111,4 +111,12 @@ int Anonymise(const CommandLine& command_line) {
   return 0;
 }
 
+int Staff(const CommandLine& command_line) {
+  return Staff(*OpenDatabase(command_line.configuration, TellOfWaiting), command_line.staff);
+}
+
+int ShowHistory(const CommandLine& command_line) {
+  return ShowHistory(*OpenDatabase(command_line.configuration, TellOfWaiting), command_line.history);
+}
+
 }  // namespace surva::program

@@ -13,5 +13,7 @@ int Restore(const CommandLine& command_line);
 int Check(const CommandLine& command_line);
 int Copy(const CommandLine& command_line);
 int Anonymise(const CommandLine& command_line);
+int Staff(const CommandLine& command_line);
+int ShowHistory(const CommandLine& command_line);
 
 }  // namespace surva::program

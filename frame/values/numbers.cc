@@ -105,6 +105,9 @@ std::optional<double> ReadNumeric(std::string_view text) {
 }
 
 std::optional<Number64> ReadSqlNumber(std::string_view text) {
+  // Who writes more is not naming a number; and what names one may be kept as it came.
+  constexpr std::size_t kLongest = 400;
+  if (text.size() > kLongest) return {};
   text = Trim(text);
   const NumberShape shape = Look(text, false);
   if (!shape.valid) return {};

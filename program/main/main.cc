@@ -33,6 +33,10 @@ int Run(int argc, char** argv) {
       return program::Copy(command_line);
     case CommandLine::Command::kAnonymise:
       return program::Anonymise(command_line);
+    case CommandLine::Command::kStaff:
+      return program::Staff(command_line);
+    case CommandLine::Command::kHistory:
+      return program::ShowHistory(command_line);
     case CommandLine::Command::kTell:
       std::cout << command_line.text;
       return 0;

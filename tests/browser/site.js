@@ -61,6 +61,11 @@ export class Site {
             throw new Error(`surva ended with ${code}`);
     }
 
+    // Makes an account of the staff.
+    staff(name, role, password) {
+        execFileSync(binary(), ["staff", "add", name, "--role", role, "--dsn", this.#dsn], { input: password + "\n" });
+    }
+
     // Rows of a statement, each an object of its columns. The shell does not know our collation: texts are compared, and
     // sorted, with another one named.
     query(sql) {

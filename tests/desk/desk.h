@@ -41,22 +41,14 @@ class Desk : public test::OnBothEngines {
   wire::HttpResponse Run(Page page, const NameValues& query, const NameValues& form, const std::vector<Upload>& files) {
     const Request request(query, form, {});
     data::Connection connection(*database);
-    Context context{http,
-                    request,
-                    files,
-                    connection,
-                    *database,
-                    background,
-                    settings,
-                    owner_,
-                    clock,
-                    person,
-                    host::MenuOf(person.role)};
+    Context context{http,     request, files, connection, *database, background,
+                    settings, owner_,  clock, person,     gate_,     host::MenuOf(person.role)};
     wire::HttpResponse answer = page(context);
     connection.Commit();
     return answer;
   }
 
+  guard::Gate gate_;
   Owner owner_;
 };
 

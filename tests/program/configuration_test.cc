@@ -114,16 +114,6 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   }
 }
 
-TEST(CommandLine, GuardsTheStaffPages) {
-  for (const char* open : {"0.0.0.0:80", "192.0.2.1:80", "[::]:80", "example.org:80", "127.0.0.1.example.org:80"}) {
-    EXPECT_NE(Refusal({"serve", "--listen", open}), "") << open;
-    EXPECT_EQ(Refusal({"serve", "--listen", open, "--no-staff-guard"}), "") << open;
-  }
-  for (const char* own : {"127.0.0.1:80", "127.1.2.3:0", "localhost:80", "[::1]:80"}) {
-    EXPECT_EQ(Refusal({"serve", "--listen", own}), "") << own;
-  }
-}
-
 TEST(CommandLine, AddressForABrowser) {
   EXPECT_EQ(SiteAddress(Read({"demo"}).configuration), "http://127.0.0.1:8080");
   EXPECT_EQ(SiteAddress(Read({"demo", "--listen", "[::1]:443", "--tls-certificate", "c"}).configuration),

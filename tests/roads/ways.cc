@@ -78,7 +78,11 @@ host::PageService::Options OptionsOfRoads() {
   return {.owner = {.author = "A. Uthor",
                     .notice = "Example Training",
                     .official = "http://www.example",
-                    .homepage = "http://home.example/"}};
+                    .homepage = "http://home.example/"},
+          // The sockets' way speaks as a proxy does.
+          .gate = {.guarded_in_front = true},
+          .free_wrong_pins = 0,
+          .public_writes = {.writes_an_hour = 0}};
 }
 
 }  // namespace

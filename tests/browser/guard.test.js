@@ -1,0 +1,127 @@
+// Staff sign in; other people's pages and stored markup change nothing.
+import assert from "node:assert/strict";
+import { createServer } from "node:http";
+import { once } from "node:events";
+import { after, before, test } from "node:test";
+import { Site, launchBrowser, openVisit, press } from "./site.js";
+
+const password = "three blue cranes";
+let site;
+let browser;
+let evil;
+let lure = "";
+
+before(async () => {
+    site = await Site.start();
+    browser = await launchBrowser();
+    evil = createServer((request, response) => {
+        response.setHeader("Content-Type", "text/html");
+        response.end(`<!DOCTYPE html><body>${lure}</body>`);
+    });
+    evil.listen(0, "127.0.0.1");
+    await once(evil, "listening");
+});
+
+after(async () => {
+    evil?.close();
+    await browser?.close();
+    await site?.stop();
+});
+
+const survas = () => site.value("select count(*) from SurvaVersion");
+const victim = () => site.value("select SurvaVersionID from SurvaVersion order by SurvaVersionID limit 1");
+
+async function signIn(visit, name) {
+    await visit.page.getByLabel("Name").fill(name);
+    await visit.page.getByLabel("Password").fill(password);
+    await press(visit.page, "Sign in");
+}
+
+// Until an account is made, the pages are open to this machine, as they are to everybody who has let something in.
+test("other sites' pages delete no surva", async () => {
+    const before = survas();
+    const address = `${site.address}/admin/CreateForm.asp?DeleteSurva=${victim()}`;
+    const forms = `<form id=f method=post action="${site.address}/admin/CreateForm.asp">
+        <input name=DeleteSurva value=${victim()}></form>`;
+    const lures = [`<img src="${address}">`, `<iframe src="${address}"></iframe>`, `<script src="${address}"></script>`,
+        `<link rel=stylesheet href="${address}">`, `<link rel=prefetch href="${address}">`,
+        `<script>fetch("${address}", { mode: "no-cors", credentials: "include" })</script>`,
+        `<meta http-equiv=refresh content="0;url=${address}">`, `<script>location = "${address}"</script>`,
+        `<script>window.open("${address}")</script>`, `${forms}<script>f.submit()</script>`];
+    for (const host of ["127.0.0.1", "localhost"]) {
+        for (lure of lures) {
+            const { page, context } = await openVisit(browser);
+            await page.goto(`http://${host}:${evil.address().port}/`, { waitUntil: "commit" });
+            await page.waitForTimeout(300);
+            await context.close();
+            assert.equal(survas(), before, `${host}: ${lure}`);
+        }
+        // A person's click as well.
+        lure = `<a href="${address}">A prize</a>${forms}<button form=f>Another</button>`;
+        for (const name of ["A prize", "Another"]) {
+            const { page, context } = await openVisit(browser);
+            await page.goto(`http://${host}:${evil.address().port}/`);
+            await page.getByText(name, { exact: true }).click();
+            await page.waitForURL(/admin/);
+            await page.waitForLoadState("load");
+            assert.equal(survas(), before, `${host}: a click on ${name}`);
+            await context.close();
+        }
+    }
+});
+
+test("markup in a remark acts neither by itself nor by a click", async () => {
+    const before = survas();
+    const address = `CreateForm.asp?DeleteSurva=${victim()}`;
+    const remarks = [`<img src="${address}">`, `<iframe src="${address}"></iframe>`, `<embed src="${address}">`,
+        `<object data="${address}"></object>`, `<video src="${address}"></video>`, `<audio src="${address}"></audio>`,
+        `<link rel=prefetch href="${address}">`, `<link rel=stylesheet href="${address}">`, `<script src="${address}"></script>`,
+        `<body background="${address}">`, `<div style="background:url('${address}')">x</div>`,
+        `<style>@import "${address}"; td { background: url(${address}) }</style>`, `<input type=image src="${address}">`,
+        `<svg><image href="${address}"/></svg>`, `<img srcset="${address} 2x">`];
+    const trap = `<a href="${address}">Click me</a>
+        <form method=post action="CreateForm.asp"><input type=hidden name=DeleteSurva value=${victim()}><button>Press me</button></form>`;
+    const { page } = await openVisit(browser);
+    const post = (notes) => fetch(`${site.address}/surva.asp`, { method: "POST", body: new URLSearchParams({ NeXt: "1", Notes: notes }) });
+    for (const remark of remarks)
+        await post(remark);
+    await post(trap);
+    const remarksPage = `${site.address}/admin/stat.asp?Remarks=1`;
+    await page.goto(remarksPage);
+    await page.waitForTimeout(500);
+    assert.equal(survas(), before, "by itself");
+    for (const name of ["Click me", "Press me"]) {
+        if (page.url() !== remarksPage)
+            await page.goto(remarksPage);
+        await page.getByText(name, { exact: true }).click({ force: true });
+        await page.waitForTimeout(500);
+        assert.equal(survas(), before, name);
+    }
+});
+
+test("staff sign in, come where they wanted to go, open what their role may, and sign out", async () => {
+    site.staff("anna", "owner", password);
+    site.staff("dora", "designer", password);
+    const visit = await openVisit(browser);
+    const { page } = visit;
+    const wanted = `${site.address}/admin/browse.asp?ReadCriteria=1`;
+    await page.goto(wanted);
+    assert.match(page.url(), /\/admin\/sign-in\?to=/);
+    await signIn(visit, "anna");
+    assert.equal(page.url(), wanted);
+
+    // A link on another site opens the page, though its cookie is kept back at first.
+    lure = `<a href="${site.address}/admin/stat.asp?Action=P">Look</a>`;
+    await page.goto(`http://localhost:${evil.address().port}/`);
+    await page.getByText("Look").click();
+    await page.waitForURL(`${site.address}/admin/stat.asp?Action=P`);
+
+    await page.goto(`${site.address}/admin/account`);
+    await press(page, "Sign out");
+    await page.goto(wanted);
+    assert.match(page.url(), /\/admin\/sign-in/);
+    await signIn(visit, "dora");
+    assert.ok(await page.getByText("not for your role").count() > 0, "a designer reads no answers");
+    await page.goto(`${site.address}/admin/CreateForm.asp`);
+    assert.equal(await page.title(), "surva");
+});
