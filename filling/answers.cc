@@ -48,12 +48,11 @@ void FillForm::AcceptAnswers(std::string_view surva) {
       }
     }
   };
-  LockFilling(db);
   if (anonymous) {
-    db.Replace({"delete from AnonymousMark where StudentID=", Number(student)}, marks, fill);
+    db.Replace(Filling(), {"delete from AnonymousMark where StudentID=", Number(student)}, marks, fill);
   } else {
-    db.Replace({"delete from Mark where StudentID=", Number(student), " and ScheduleId=", Number(schedule)}, marks,
-               fill);
+    db.Replace(Filling(), {"delete from Mark where StudentID=", Number(student), " and ScheduleId=", Number(schedule)},
+               marks, fill);
   }
 
   const auto stands = [&](std::int64_t choice) {

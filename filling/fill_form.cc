@@ -123,10 +123,10 @@ void FillForm::AnonymousEntry(std::string_view version) {
   ShowBlankForm(version);
 }
 
-void FillForm::LockFilling(data::Connection& db) {
+std::string FillForm::Filling() {
   const std::string student = session()["StudentID"].Text();
-  db.Lock(session()["anonymous"].Is(1) ? "anonymous filling " + student
-                                       : "filling " + student + " " + session()["ScheduleID"].Text());
+  return session()["anonymous"].Is(1) ? "anonymous filling " + student
+                                      : "filling " + student + " " + session()["ScheduleID"].Text();
 }
 
 void FillForm::WriteFormHead(std::string_view surva) {
@@ -152,14 +152,14 @@ void FillForm::ShowBlankForm(std::string_view surva) {
   if (session()["anonymous"].Is(1)) {
     const data::Piece marks[] = {" from AnonymousMark where StudentID=", Number(student)};
     if (!db.Query({"select AnonymousMarkID", marks[0], marks[1], " limit 1"}).empty()) {
-      LockFilling(db);
+      db.Lock(Filling());
       db.Execute({"delete", marks[0], marks[1]});
     }
   } else {
     const data::Piece marks[] = {" from Mark where StudentID=", Number(student),
                                  " and ScheduleID=", Number(session()["ScheduleID"])};
     if (!db.Query({"select MarkID", marks[0], marks[1], marks[2], marks[3], " limit 1"}).empty()) {
-      LockFilling(db);
+      db.Lock(Filling());
       db.Execute({"delete", marks[0], marks[1], marks[2], marks[3]});
     }
   }

@@ -1,6 +1,7 @@
 // surva.asp: the respondent's page. Logon by PIN or public link, the personal details, the form, its acceptance.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "filling/form_walk.h"
@@ -31,8 +32,8 @@ class FillForm final : public PageObject {
   void ShowPersonalDetails();
   void SaveRemarks();
 
-  // Two posts of one filling replace its answers one after the other.
-  void LockFilling(data::Connection& connection);
+  // The name of the filling, by which it is locked: two posts of one replace its answers one after the other.
+  std::string Filling();
   void ShowBlankForm(std::string_view surva);
   void AcceptAnswers(std::string_view surva);
   // The form with stored answers; ends the filling if no required answer is missing.

@@ -111,7 +111,7 @@ RowWriter Connection::Edit(const Table& table, const Piece& id) {
   return writer;
 }
 
-void Connection::Replace(std::initializer_list<Piece> removal, const RowBatch& batch,
+void Connection::Replace(std::string_view thing, std::initializer_list<Piece> removal, const RowBatch& batch,
                          const std::function<void()>& fill) {
   std::exception_ptr failure;
   try {
@@ -119,7 +119,8 @@ void Connection::Replace(std::initializer_list<Piece> removal, const RowBatch& b
   } catch (const Fault&) {
     failure = std::current_exception();
   }
-  BeginWrite();
+  // Behind what `fill` has read, so that it costs no round trip of its own.
+  Lock(thing);
   written_ = true;
   fresh_ = false;
   engine_->Replace(removal, batch.rows());

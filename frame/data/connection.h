@@ -47,9 +47,11 @@ class Connection {
   // there is none).
   RowWriter AddNew(const Table& table) { return RowWriter(*this, table); }
   RowWriter Edit(const Table& table, const Piece& id);
-  // Puts rows in the place of others: runs `removal`, then adds what `fill` puts into the batch. As if one statement
-  // came after the other, so that what stands before a failure, of `fill` too, stays; but on PostgreSQL in one.
-  void Replace(std::initializer_list<Piece> removal, const RowBatch& batch, const std::function<void()>& fill);
+  // Puts the rows of a thing in the place of others: locks it, runs `removal`, adds what `fill` puts into the batch. As
+  // if one statement came after the other, so that what stands before a failure, of `fill` too, stays; but on
+  // PostgreSQL in one round trip.
+  void Replace(std::string_view thing, std::initializer_list<Piece> removal, const RowBatch& batch,
+               const std::function<void()>& fill);
 
   // Holds a thing by its name ("filling 12 7") from before the next statement until the commit: requests that lock the
   // same thing pass one after the other, on all nodes. Costs no round trip. Statements behind it see what the one

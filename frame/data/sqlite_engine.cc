@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <bit>
 #include <cerrno>
+#include <mutex>
 #include <system_error>
 #include <unordered_map>
 #include <vector>
@@ -142,6 +145,9 @@ int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b)
                       {static_cast<const char*>(b), static_cast<std::size_t>(b_size)});
 }
 
+// How many rows one statement adds at most.
+constexpr std::size_t kMostRows = 64;
+
 class SqliteEngine final : public Engine {
  public:
   SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic);
@@ -149,6 +155,7 @@ class SqliteEngine final : public Engine {
   Dialect dialect() const override { return Dialect::kSqlite; }
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return sqlite3_changes64(database_.get()); }
+  void Replace(Statement removal, const RowSet& rows) override;
   void RunScript(const std::string& script) override;
   void Begin() override;
   // The one writer's turn is all the lock there is.
@@ -186,6 +193,8 @@ class SqliteEngine final : public Engine {
   }
   void TurnOnWriteAheadLog();
   Prepared& Prepare(const std::string& sql);
+  Rows Step(const Prepared& prepared);
+  void Insert(const RowSet& rows, std::size_t first, std::size_t count);
   void Bind(sqlite3_stmt* statement, int place, const Piece& piece);
   Field Cell(const Prepared& prepared, int column);
 
@@ -208,6 +217,9 @@ void MakeForOwnerAlone(const std::string& path) {
 
 SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic)
     : path_(path), traffic_(traffic) {
+  // Counting every piece of memory under one mutex is work for nobody.
+  static std::once_flag configured;
+  std::call_once(configured, [] { sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); });
   if (missing == MissingFile::kMade) MakeForOwnerAlone(path);
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
@@ -336,20 +348,65 @@ Field SqliteEngine::Cell(const Prepared& prepared, int column) {
   return Field(text);
 }
 
+// Lets go of a statement's cursor and of the texts that were bound to it.
+struct Reset {
+  sqlite3_stmt* statement;
+  ~Reset() {
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+  }
+};
+
 Rows SqliteEngine::Run(Statement statement, Effect) {
-  ++traffic_.statements;
   Assemble(statement, Dialect::kSqlite, sql_, values_);
-  Prepared& prepared = Prepare(sql_);
-  sqlite3_stmt* handle = prepared.handle.get();
-  struct Reset {
-    sqlite3_stmt* statement;
-    ~Reset() {
-      sqlite3_reset(statement);
-      sqlite3_clear_bindings(statement);
-    }
-  } const reset{handle};
+  const Prepared& prepared = Prepare(sql_);
+  const Reset reset{prepared.handle.get()};
   int place = 0;
-  for (const Piece* piece : values_) Bind(handle, ++place, *piece);
+  for (const Piece* piece : values_) Bind(prepared.handle.get(), ++place, *piece);
+  return Step(prepared);
+}
+
+void SqliteEngine::Replace(Statement removal, const RowSet& rows) {
+  Run(removal, Effect::kWrite);
+  // By powers of two, so that a few statements do for any number of rows.
+  for (std::size_t first = 0; first < rows.size();) {
+    const std::size_t count = std::min(std::bit_floor(rows.size() - first), kMostRows);
+    try {
+      Insert(rows, first, count);
+    } catch (const Fault&) {
+      // None of them stands. Those before the one that is refused shall.
+      if (count == 1) throw;
+      for (std::size_t row = first; row < first + count; ++row) Insert(rows, row, 1);
+    }
+    first += count;
+  }
+}
+
+void SqliteEngine::Insert(const RowSet& rows, std::size_t first, std::size_t count) {
+  sql_ = "insert into " + std::string(rows.table->name);
+  std::string places;
+  for (const Column* column : rows.columns) {
+    sql_ += places.empty() ? " (" : ", ";
+    sql_ += column->name;
+    places += places.empty() ? "(?" : ", ?";
+  }
+  places += ')';
+  sql_ += ") values ";
+  for (std::size_t row = 0; row < count; ++row) sql_.append(row > 0 ? ", " : "").append(places);
+  const Prepared& prepared = Prepare(sql_);
+  const Reset reset{prepared.handle.get()};
+  const std::size_t width = rows.columns.size();
+  for (std::size_t i = 0; i < count * width; ++i) {
+    // A place without a value is null.
+    const Value& value = rows.cells[first * width + i];
+    if (!value.IsNull()) Bind(prepared.handle.get(), static_cast<int>(i) + 1, Bound(value));
+  }
+  Step(prepared);
+}
+
+Rows SqliteEngine::Step(const Prepared& prepared) {
+  ++traffic_.statements;
+  sqlite3_stmt* handle = prepared.handle.get();
   Rows rows(prepared.shape);
   const int columns = prepared.shape->size();
   int code = 0;

@@ -176,7 +176,7 @@ TEST_P(Transactions, RowsThatTakeOthersPlaces) {
     RowBatch batch(kFieldValue, {"QuestionID", "FieldValue"});
     bool failed = false;
     try {
-      db.Replace({"delete from FieldValue where QuestionID<", Number(9)}, batch, [&] {
+      db.Replace("a thing", {"delete from FieldValue where QuestionID<", Number(9)}, batch, [&] {
         for (const auto& [question, text] : rows) batch.Add({question, text});
       });
     } catch (const Fault&) {
