@@ -187,7 +187,7 @@ TEST_P(Keeping, ACheckFindsWhatIsWrong) {
   database_->Take()->RunScript(sqlite ? "update sqlite_sequence set seq=1 where name='Mark'"
                                       : "select setval('mark_markid_seq', 1)");
   EXPECT_TRUE(find("counter of table Mark"));
-  database_->Take()->RunScript("alter table Message drop column Message");
+  database_->Take()->RunScript("alter table Message rename column Message to Remark");
   EXPECT_TRUE(find("column Message of table Message is missing"));
 }
 
