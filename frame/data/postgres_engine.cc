@@ -64,8 +64,9 @@ class PostgresEngine final : public Engine {
 
   void LearnTables();
   Rows RunAssembled(Effect effect);
-  void AddAhead();
-  void AddAuthor();
+  enum class Keeps { kNothing, kOldRows };
+  void AddAhead(Keeps keeps);
+  Keeps WhatKeeps() const;
   void AddStatement(Prepared& prepared);
   void StepBack();
   void LoseLocks(std::size_t kept);
@@ -117,10 +118,7 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
 
 Rows PostgresEngine::RunAssembled(Effect effect) {
   Prepared& prepared = prepared_[sql_];
-  if (begun_) {
-    AddAhead();
-    AddAuthor();
-  }
+  if (begun_) AddAhead(WhatKeeps());
   AddStatement(prepared);
   const PostgresResult result = link_.Finish();
   if (!PostgresLink::Succeeded(result.get())) {
@@ -144,8 +142,9 @@ void PostgresEngine::AddStatement(Prepared& prepared) {
 }
 
 // What goes out ahead of a statement: the transaction's beginning, or a place to come back to if the statement fails;
-// and the locks that were asked for, which a failure must not cost either.
-void PostgresEngine::AddAhead() {
+// then, in one question, the locks that were asked for, which a failure must not cost either, and who it is that asks,
+// for the triggers that keep the old rows.
+void PostgresEngine::AddAhead(Keeps keeps) {
   if (!opened_) {
     link_.Add("BEGIN");
   } else if (dirty_) {
@@ -157,25 +156,30 @@ void PostgresEngine::AddAhead() {
     marks_.push_back(held_.size());
   }
   if (opened_) dirty_ = false;
-  for (const std::int64_t name : wanted_) link_.Add("SELECT pg_advisory_xact_lock(" + std::to_string(name) + ")");
+  std::string asked;
+  for (const std::int64_t name : wanted_) asked += ", pg_advisory_xact_lock(" + std::to_string(name) + ")";
   if (!wanted_.empty()) dirty_ = true;
   held_.insert(held_.end(), wanted_.begin(), wanted_.end());
   wanted_.clear();
+  if (keeps == Keeps::kOldRows && !author_told_ && !(author_.person.empty() && author_.request.empty())) {
+    const auto quoted = [](std::string_view text) {
+      std::string literal = "'";
+      for (const char c : text) literal.append(c == '\'' ? 2 : 1, c);
+      return literal + "'";
+    };
+    asked += ", set_config('surva.person', " + quoted(author_.person) + ", true), set_config('surva.request', " +
+             quoted(author_.request) + ", true)";
+    author_told_ = true;
+  }
+  if (!asked.empty()) link_.Add("SELECT " + asked.substr(2));
 }
 
-// The triggers that keep the old rows ask who it was. What only adds rows has none to keep.
-void PostgresEngine::AddAuthor() {
-  const bool keeps = !EqualNames(sql_.substr(0, 6), "select") && !EqualNames(sql_.substr(0, 6), "insert");
-  const bool may_overwrite = keeps || sql_.find("on conflict") != std::string::npos;
-  if (author_told_ || !may_overwrite || (author_.person.empty() && author_.request.empty())) return;
-  const auto quoted = [](std::string_view text) {
-    std::string literal = "'";
-    for (const char c : text) literal.append(c == '\'' ? 2 : 1, c);
-    return literal + "'";
-  };
-  link_.Add("SELECT set_config('surva.person', " + quoted(author_.person) + ", true), set_config('surva.request', " +
-            quoted(author_.request) + ", true)");
-  author_told_ = true;
+// Whether the statement may change or delete rows that stand: what only adds some has none to keep.
+PostgresEngine::Keeps PostgresEngine::WhatKeeps() const {
+  const std::string_view verb = std::string_view(sql_).substr(0, 6);
+  const bool overwrites =
+      (!EqualNames(verb, "select") && !EqualNames(verb, "insert")) || sql_.find("on conflict") != std::string::npos;
+  return overwrites ? Keeps::kOldRows : Keeps::kNothing;
 }
 
 // Undoes a failed statement, and what went out ahead of it since the last savepoint.
@@ -257,7 +261,7 @@ void PostgresEngine::Commit(Durability durability, Statement last) {
   std::vector<const Piece*> places;
   Prepared* prepared = nullptr;
   if (!last.empty()) {
-    AddAhead();
+    AddAhead(Keeps::kNothing);
     Assemble(last, Dialect::kPostgres, sql_, places);
     values_.clear();
     for (const Piece* piece : places) values_.push_back(PostgresText(*piece));

@@ -85,6 +85,7 @@ TEST(PostgresTraffic, OfAnAcceptedPostDoesNotGrowWithTheForm) {
       const Request request({}, {{"FormAccepted", version}}, visitor.variables);
       Response response;
       data::Connection db(*database);
+      db.SetAuthor({"a visitor", "post /surva.asp"});
       db.Hold("visitor");
       db.Query({"select Contents from VisitorSession where SessionKey='none'"});
       PageContext context{request,
