@@ -159,7 +159,6 @@ export class Nginx extends Process {
         this.nodes.forEach((node) => put(/server 192\.0\.2\.\d+:8080/, `server 127.0.0.1:${node.port}`));
         put(/listen 443 ssl[^;]*;/, `listen 127.0.0.1:${this.port};`);
         put(/\n\s*ssl_certificate[^;]*;\n\s*ssl_certificate_key[^;]*;/, "");
-        put(/\n\s*auth_basic[^;]*;\n\s*auth_basic_user_file[^;]*;/, "");
         mkdirSync(this.folder);
         writeFileSync(path.join(this.folder, "nginx.conf"), `
             daemon off; worker_processes 1; pid nginx.pid; error_log stderr error;
