@@ -19,7 +19,8 @@ namespace {
 constexpr std::string_view kNobody = "Anonymous";
 constexpr std::string_view kVeiled = "anonymous-";
 
-void AppendRows(std::string& json, std::string_view name, const Rows& rows, std::initializer_list<std::string_view> columns) {
+void AppendRows(std::string& json, std::string_view name, const Rows& rows,
+                std::initializer_list<std::string_view> columns) {
   json += JsonText(name) + ": [";
   for (std::size_t i = 0; i < rows.size(); ++i) {
     json += i == 0 ? "\n  {" : ",\n  {";
@@ -48,15 +49,17 @@ void ClearHistory(data::Connection& connection, std::int64_t student) {
   if (history == nullptr) return;
   const std::string key = std::to_string(student);
   connection.Execute({"delete from ", Name(*history), " where TableName='Student' and RowKey=", Number(student)});
-  connection.Execute({"delete from ", Name(*history), " where (TableName='Participant' or TableName='Mark' or "
-                                                      "TableName='Message') and (lower(OldRow) like ",
+  connection.Execute({"delete from ", Name(*history),
+                      " where (TableName='Participant' or TableName='Mark' or "
+                      "TableName='Message') and (lower(OldRow) like ",
                       data::Pattern("%\"studentid\":" + key + ",%"), " or lower(OldRow) like ",
                       data::Pattern("%\"studentid\":" + key + "}%"), ")"});
 }
 
 void EraseMails(data::Connection& connection, std::int64_t student) {
-  connection.Execute({"delete from Outbox where ParticipantID in (select ParticipantID from Participant where StudentID=",
-                      Number(student), ")"});
+  connection.Execute(
+      {"delete from Outbox where ParticipantID in (select ParticipantID from Participant where StudentID=",
+       Number(student), ")"});
 }
 
 // The same for the same address, so that forms that count once go on to do so; nobody can find the address any more,
@@ -107,11 +110,12 @@ std::string PersonalDataAsJson(data::Connection& db, std::int64_t student) {
              db.Query({"select Message from Message where StudentID=", Number(student), " order by MessageID"}),
              {"remark"});
   json += ",\n";
-  AppendRows(json, "mails",
-             db.Query({"select Outbox.ScheduleID, Outbox.Kind, Outbox.State, Told from Outbox inner join Participant on "
-                       "Participant.ParticipantID=Outbox.ParticipantID where StudentID=",
-                       Number(student), " order by OutboxID"}),
-             {"event", "kind", "state", "the server's word"});
+  AppendRows(
+      json, "mails",
+      db.Query({"select Outbox.ScheduleID, Outbox.Kind, Outbox.State, Told from Outbox inner join Participant on "
+                "Participant.ParticipantID=Outbox.ParticipantID where StudentID=",
+                Number(student), " order by OutboxID"}),
+      {"event", "kind", "state", "the server's word"});
   return json + "}\n";
 }
 
@@ -160,15 +164,14 @@ Anonymised AnonymiseBefore(data::Database& database, const DateTime& day, Texts 
   const AddressVeil veil;
   for (;;) {
     data::Connection db(database);
-    const Rows addresses =
-        db.Query({"select distinct IPAddress from AnonymousStudent where CreateDate<", Bound(Field(day)),
-                  " and IPAddress is not null and not (IPAddress like ", data::Pattern(std::string(kVeiled) + "%"),
-                  ") limit ", Number(kAtOnce)});
+    const Rows addresses = db.Query({"select distinct IPAddress from AnonymousStudent where CreateDate<",
+                                     Bound(Field(day)), " and IPAddress is not null and not (IPAddress like ",
+                                     data::Pattern(std::string(kVeiled) + "%"), ") limit ", Number(kAtOnce)});
     for (const Row& address : addresses) {
       const std::string text = address[0].Text();
-      done.addresses += db.Execute({"update AnonymousStudent set IPAddress=", Bound(Field(std::string_view(veil(text)))),
-                                    " where CreateDate<", Bound(Field(day)), " and IPAddress=",
-                                    Bound(Field(std::string_view(text)))});
+      done.addresses += db.Execute(
+          {"update AnonymousStudent set IPAddress=", Bound(Field(std::string_view(veil(text)))), " where CreateDate<",
+           Bound(Field(day)), " and IPAddress=", Bound(Field(std::string_view(text)))});
     }
     if (const data::Table* const history = data::FindTable("History"); history != nullptr && !addresses.empty()) {
       db.Execute({"delete from ", Name(*history), " where TableName='AnonymousStudent'"});

@@ -61,8 +61,9 @@ wire::HttpResponse End(Context& context, std::int64_t student) {
     page.Write({"<p class=\"note\" role=\"status\">All of this person is erased.</p>\n"});
   } else if (context.request("act") == "anonymise") {
     AnonymiseStudent(context.connection, student, context.request.Filled("texts") ? Texts::kKeep : Texts::kErase);
-    page.Write({"<p class=\"note\" role=\"status\">Nobody can tell any more whose these answers are; the figures are as "
-                "they were.</p>\n"});
+    page.Write(
+        {"<p class=\"note\" role=\"status\">Nobody can tell any more whose these answers are; the figures are as "
+         "they were.</p>\n"});
   } else {
     return Sorry(context, kTitle, "Say what is to be done.", 400);
   }
@@ -76,10 +77,11 @@ wire::HttpResponse ShowPrivacy(Context& context) {
   if (!context.request.Filled("student")) return FindStudent(context);
   data::Connection& db = context.connection;
   const auto key = ReadKey(context.request("student"));
-  const Rows students = db.Query({"select FirstName, LastName, Student.Phone, Student.Fax, Student.email, Student.PostCode, "
-                                  "Student.City, Student.Street, Student.Description, CompanyName from Student "
-                                  "left join Company on Company.CompanyID=Student.CompanyID where StudentID=",
-                                  Number(key.value_or(0))});
+  const Rows students =
+      db.Query({"select FirstName, LastName, Student.Phone, Student.Fax, Student.email, Student.PostCode, "
+                "Student.City, Student.Street, Student.Description, CompanyName from Student "
+                "left join Company on Company.CompanyID=Student.CompanyID where StudentID=",
+                Number(key.value_or(0))});
   if (students.empty()) return Sorry(context, kTitle, "There is no such person.");
   if (context.http.method == wire::HttpRequest::Method::kPost) return End(context, *key);
   if (context.request("as") == "json") {
@@ -89,9 +91,10 @@ wire::HttpResponse ShowPrivacy(Context& context) {
     return answer;
   }
   Markup page;
-  WriteTable(page, "Record",
-             {"First name", "Last name", "Phone", "Fax", "E-mail", "Post code", "City", "Street", "Description", "Company"},
-             students);
+  WriteTable(
+      page, "Record",
+      {"First name", "Last name", "Phone", "Fax", "E-mail", "Post code", "City", "Street", "Description", "Company"},
+      students);
   WriteTable(page, "Enrolments", {"Event", "Training", "Begins", "PIN", "Answered"},
              db.Query({"select Participant.ScheduleID, TrainingName, BeginDate, PIN, FillDate from Participant "
                        "left join Schedule on Schedule.ScheduleID=Participant.ScheduleID "
@@ -104,16 +107,17 @@ wire::HttpResponse ShowPrivacy(Context& context) {
                        Number(*key), " order by ScheduleID, MarkID"}));
   WriteTable(page, "Remarks", {"Remark"},
              db.Query({"select Message from Message where StudentID=", Number(*key), " order by MessageID"}));
-  page.Write({"<p><a class=\"button quiet\" href=\"?student=", *key,
-              "&amp;as=json\">Hand it over as a file</a></p>\n<h2>End it</h2>\n<form method=\"post\">"
-              "<input type=\"hidden\" name=\"student\" value=\"",
-              *key,
-              "\">\n<p><input type=\"checkbox\" id=\"sure\" name=\"sure\" value=\"1\" required> "
-              "<label class=\"inline\" for=\"sure\">I am sure; it cannot be undone</label></p>\n"
-              "<p><input type=\"checkbox\" id=\"texts\" name=\"texts\" value=\"1\"> <label class=\"inline\" for=\"texts\">"
-              "Keep what was written in answers, if it does not tell who wrote it</label></p>\n"
-              "<p><button name=\"act\" value=\"anonymise\">Take the name off: the figures stay</button> "
-              "<button name=\"act\" value=\"erase\" class=\"harm\">Erase all, answers included</button></p>\n</form>\n"});
+  page.Write(
+      {"<p><a class=\"button quiet\" href=\"?student=", *key,
+       "&amp;as=json\">Hand it over as a file</a></p>\n<h2>End it</h2>\n<form method=\"post\">"
+       "<input type=\"hidden\" name=\"student\" value=\"",
+       *key,
+       "\">\n<p><input type=\"checkbox\" id=\"sure\" name=\"sure\" value=\"1\" required> "
+       "<label class=\"inline\" for=\"sure\">I am sure; it cannot be undone</label></p>\n"
+       "<p><input type=\"checkbox\" id=\"texts\" name=\"texts\" value=\"1\"> <label class=\"inline\" for=\"texts\">"
+       "Keep what was written in answers, if it does not tell who wrote it</label></p>\n"
+       "<p><button name=\"act\" value=\"anonymise\">Take the name off: the figures stay</button> "
+       "<button name=\"act\" value=\"erase\" class=\"harm\">Erase all, answers included</button></p>\n</form>\n"});
   return Html(context, kTitle, page);
 }
 

@@ -9,18 +9,21 @@ using namespace data::tables;
 class Privacy : public Desk {
  protected:
   Privacy() {
-    seed.Participant(seed.Surva({.rows = {{.role = test::kMain, .control = test::kRadio, .content = "Good?",
-                                           .choices = {"1", "2"}},
-                                          {.role = test::kMain, .control = test::kText, .content = "Words"}}}), "");
+    seed.Participant(
+        seed.Surva({.rows = {{.role = test::kMain, .control = test::kRadio, .content = "Good?", .choices = {"1", "2"}},
+                             {.role = test::kMain, .control = test::kText, .content = "Words"}}}),
+        "");
     Write({"update Schedule set BeginDate='2004-02-09 00:00:00', EndDate='2004-02-10 00:00:00'"});
     Write({"update Student set LastName='<Nov&#225;k &#324;', email='j@x.example', Phone='123'"});
     Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 11}, {"FieldValueID", 22}});
-    Add(kMark, {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "I am J"}});
+    Add(kMark,
+        {{"StudentID", 5}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "I am J"}});
     Add(kMessage, {{"StudentID", 5}, {"Message", "my \"new\" name"}});
     Add(kOutbox, {{"ParticipantID", 9}, {"Told", "550 j@x.example"}});
     // Somebody else, whose number begins with the same digit.
     Write({"insert into Student (StudentID, CompanyID, LastName, email) values (55, 2, 'Other', 'o@x.example')"});
-    Add(kMark, {{"StudentID", 55}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "Mine"}});
+    Add(kMark,
+        {{"StudentID", 55}, {"ScheduleID", 7}, {"QuestionID", 12}, {"FieldValueID", -1}, {"TextAnswer", "Mine"}});
     Add(kParticipant, {{"ScheduleID", 7}, {"StudentID", 55}, {"PIN", "1"}});
   }
   // Every table that could know something of the person.
