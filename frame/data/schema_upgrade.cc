@@ -79,7 +79,7 @@ void MakeWhatIsMissing(Engine& engine) {
 // that took the name of one which every other tool knows and compares otherwise: what such a tool has written may stand
 // in the wrong place of an index.
 void FromOneToTwo(Engine& engine) {
-  engine.RunScript("DROP INDEX IF EXISTS Company_CompanyName");
+  engine.RunScript("DROP INDEX IF EXISTS Company_CompanyName; DROP INDEX IF EXISTS Mark_ScheduleID");
   if (engine.dialect() == Dialect::kPostgres) {
     engine.RunScript("ALTER TABLE VisitorSession ALTER Contents SET DEFAULT '', ALTER LastUse SET DEFAULT 0, "
                      "ALTER TimeoutMinutes TYPE bigint, ALTER TimeoutMinutes SET DEFAULT 0");

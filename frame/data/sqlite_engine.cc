@@ -16,6 +16,7 @@
 #include "frame/data/assembly.h"
 #include "frame/data/collation.h"
 #include "frame/data/schema.h"
+#include "frame/data/tally.h"
 #include "frame/values/ascii.h"
 #include "frame/values/date_time.h"
 #include "frame/values/fault.h"
@@ -241,6 +242,7 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
   AddFunction("history_person", 0, 0, PersonFunction);
   AddFunction("history_request", 0, 0, RequestFunction);
   AddFunction("like", 2, SQLITE_DETERMINISTIC, LikeFunction);
+  Check(AddTally(opened));
   Check(sqlite3_create_collation_v2(opened, kCollation.data(), SQLITE_UTF8, nullptr, CompareFunction, nullptr));
   TurnOnWriteAheadLog();
   // A commit is written into the log; Commit itself flushes that.
