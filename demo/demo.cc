@@ -99,7 +99,7 @@ std::optional<Summary> Find(data::Database& database, const Clock& clock) {
 std::string Text(const Summary& summary, const std::string& address) {
   std::string text = "Demo data is in the database.\n";
   if (!summary.pins.empty()) {
-    text += "\nLog on at " + address + "/surva.asp with a PIN that is still open:\n\n";
+    text += "\nLog on at " + address + "/ with a PIN that is still open:\n\n";
     for (const Summary::OpenPin& open : summary.pins) {
       text += "  " + Cell(open.pin, 8) + Cell(open.surva, 24) + Cell(open.student, 22) + open.training + ", " +
               std::to_string(open.begin_date.day) + " " + std::string(MonthName(open.begin_date.month)) + " " +
@@ -109,7 +109,7 @@ std::string Text(const Summary& summary, const std::string& address) {
   if (!summary.links.empty()) {
     text += "\nNo PIN is needed for:\n\n";
     for (const Summary::PublicLink& link : summary.links) {
-      text += "  " + address + "/surva.asp?version=" + std::to_string(link.version) + "  " + link.surva + "\n";
+      text += "  " + address + "/fill?version=" + std::to_string(link.version) + "  " + link.surva + "\n";
     }
   }
   text += "\nStaff pages: " + address + "/admin/\n";

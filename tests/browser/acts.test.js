@@ -176,7 +176,7 @@ test("figures without a search lead to the criteria; a search leads on; answers 
 test("what is stored as markup leads nowhere and changes nothing unasked", async () => {
     const versions = site.value("select count(*) from SurvaVersion");
     const victim = site.value("select max(SurvaVersionID) from SurvaVersion");
-    const markup = (text) => site.query(`update Message set Message='${text.replaceAll("'", "''")}' where MessageID=(select min(MessageID) from Message)`);
+    const markup = (text) => site.change(`update Message set Message='${text.replaceAll("'", "''")}' where MessageID=(select min(MessageID) from Message)`);
     markup(`<meta http-equiv=refresh content="0;url=CreateForm.asp?DeleteSurva=${victim}">`);
     const { page, goto } = await open("stat.asp?Remarks=1");
     await page.waitForTimeout(800);

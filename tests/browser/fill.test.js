@@ -179,7 +179,7 @@ test("a thank-you page on another site opens in the whole window", async () => {
     await once(other, "listening");
     const thanks = `http://127.0.0.1:${other.address().port}/thanks?from=surva`;
     const [student] = site.waiting("Short workshop", 1);
-    site.query(`update SurvaVersion set ThankYouPage='${thanks}' where SurvaVersionID=${site.version("Short workshop")}`);
+    site.change(`update SurvaVersion set ThankYouPage='${thanks}' where SurvaVersionID=${site.version("Short workshop")}`);
     const { page, held } = await visit("/fill");
     await enter(held, student.PIN);
     await answerShort(held, "thanked elsewhere");
@@ -188,7 +188,7 @@ test("a thank-you page on another site opens in the whole window", async () => {
     assert.equal(plan(student), "thanked elsewhere");
     await page.goto(`${site.address}/fill`);
     assert.equal(await drafts(page), 0);
-    site.query(`update SurvaVersion set ThankYouPage='' where SurvaVersionID=${site.version("Short workshop")}`);
+    site.change(`update SurvaVersion set ThankYouPage='' where SurvaVersionID=${site.version("Short workshop")}`);
     other.close();
 });
 

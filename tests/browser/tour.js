@@ -4,7 +4,7 @@ import { Form, logOn, press } from "./site.js";
 
 // The look of a form without the site's frame.
 function bare(site) {
-    site.query(`update SurvaVersion set DisplayMenu=0 where SurvaVersionID=${site.version("Short workshop")}`);
+    site.change(`update SurvaVersion set DisplayMenu=0 where SurvaVersionID=${site.version("Short workshop")}`);
 }
 
 // What a respondent meets on his way.

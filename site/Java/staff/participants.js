@@ -32,8 +32,13 @@ function startSearch(box, list) {
     });
     const found = element("span", { role: "status", className: "found" });
     const usual = students.map(({ option }) => option);
-    list.before(found);
-    box.placeholder = "Name or company";
+    const hint = box.nextElementSibling;
+    if (hint?.localName === "font") {
+        hint.textContent = "Type any part of a name or a company ";
+        hint.after(found);
+    } else {
+        box.after(found);
+    }
 
     box.addEventListener("input", () => {
         const typed = box.value.trim().toLowerCase();
