@@ -43,7 +43,7 @@ test("months keep their year, and the years are those around now", async () => {
         [...new Set([2019, ...Array.from({ length: 8 }, (_, at) => now - 5 + at)])].sort());
     await page.locator("td > a", { hasText: /^4$/ }).first().click();
     await page.waitForURL(/BrowseWeek=1&Action=P&M=4&Y=2019$/);
-    await page.locator("html[lang=en]").waitFor();
+    await page.locator("a[aria-current=true]", { hasText: /^4$/ }).waitFor();
     assert.equal(await page.locator("a[aria-current=true]").allInnerTexts().then((texts) => texts.join(" ")), "4 2019");
 });
 
@@ -140,6 +140,7 @@ test("a new event's notes reach their field, its students are found by any part 
 
     const [student] = site.query(`select FirstName, LastName, CompanyName from Student join Company using (CompanyID)
         where length(LastName)>7 and LastName not like '% %' order by StudentID limit 1`);
+    await top.locator(".found").waitFor({ state: "attached" });
     await top.locator("[name=filtr]").pressSequentially(`${student.LastName.slice(2)} ${student.FirstName.slice(0, 3)}`);
     const chosen = top.locator("select[name=StudentID] option:checked");
     assert.match(await chosen.innerText(), new RegExp(`^${student.LastName}`));
