@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "program/manual.h"
+#include "version/version.h"
 
 namespace surva::program {
 
@@ -61,11 +62,9 @@ bool TakesPart(const Setting& setting, const Subcommand& subcommand) {
   return true;
 }
 
-constexpr const char* kVersion = "surva " SURVA_VERSION;
-
 // Help and version are asked for by flags or by words, of the program or of a command.
 void AddQuestions(CLI::App& app) {
-  app.set_version_flag("--version", kVersion);
+  app.set_version_flag("--version", std::string("surva ") + Version());
   app.set_help_flag("-h,--help", "Print this help and exit");
 }
 

@@ -1,6 +1,7 @@
 #include "program/manual.h"
 
 #include "program/command_line.h"
+#include "version/version.h"
 
 namespace surva::program {
 namespace {
@@ -23,7 +24,7 @@ std::string Roff(std::string_view text) {
 
 std::string Head(std::string_view name, std::string_view section, std::string_view what) {
   std::string page = ".TH ";
-  page.append(name).append(" ").append(section).append(" \"\" \"surva " SURVA_VERSION "\"\n.SH NAME\n");
+  page.append(name).append(" ").append(section).append(" \"\" \"surva ").append(Version()).append("\"\n.SH NAME\n");
   return page + Roff(name) + " \\- " + Roff(what) + "\n";
 }
 

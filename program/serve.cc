@@ -1,5 +1,7 @@
 #include "program/serve.h"
 
+#include <systemd/sd-daemon.h>
+
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -206,6 +208,8 @@ int Serve(const Configuration& configuration) {
     log->Info("any host name is served; set hostname to those under which visitors come");
   }
   std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
+  // Says nothing where no service manager asked for it.
+  sd_notifyf(0, "READY=1\nSTATUS=serves %s/", SiteAddress(configuration, server->port()).c_str());
   {
     const Errands errands(io, *server, service, *log);
     std::optional<desk::MailSender> mail;
