@@ -124,7 +124,7 @@ void Backup(data::Database& database, const fs::path& file) try {
   if (database.dialect() == data::Dialect::kSqlite) {
     CopyFile(database.dsn().substr(kSqlite.size()), draft.path());
     data::Database copy(draft.dsn());
-    copy.Take()->RunScript("DELETE FROM VisitorSession");
+    copy.Take()->RunScript("DELETE FROM VisitorSession; DELETE FROM StaffSession");
   } else {
     data::Database copy(draft.dsn());
     copy.BringUpToDate();
@@ -198,7 +198,7 @@ fs::path Restore(const fs::path& file, const std::string& dsn) try {
     data::Database copy(draft.dsn());
     if (VersionOf(copy) == 0) throw Refusal(Quoted(file) + " holds no tables of surva");
     copy.BringUpToDate();
-    copy.Take()->RunScript("DELETE FROM VisitorSession");
+    copy.Take()->RunScript("DELETE FROM VisitorSession; DELETE FROM StaffSession");
   }
   RequireWhole(draft);
   draft.Finish();

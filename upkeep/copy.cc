@@ -175,8 +175,9 @@ std::int64_t LastKey(data::Database& database, const Table& table) {
 std::vector<const Table*> KeptTables() {
   std::vector<const Table*> kept;
   for (const auto all : {data::AllTables(), data::HostTables()}) {
-    std::copy_if(all.begin(), all.end(), std::back_inserter(kept),
-                 [](const Table* table) { return table != &data::tables::kVisitorSession; });
+    std::copy_if(all.begin(), all.end(), std::back_inserter(kept), [](const Table* table) {
+      return table != &data::tables::kVisitorSession && table != &data::tables::kStaffSession;
+    });
   }
   return kept;
 }
