@@ -95,8 +95,8 @@ void Final(sqlite3_context* context) {
 }  // namespace
 
 int AddTally(sqlite3* database) {
-  return sqlite3_create_function_v2(database, "tally", 3, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, nullptr,
-                                    nullptr, Step, Final, nullptr);
+  return sqlite3_create_function_v2(database, "tally", 3, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS,
+                                    nullptr, nullptr, Step, Final, nullptr);
 }
 
 }  // namespace surva::data

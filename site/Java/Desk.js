@@ -6,6 +6,9 @@
     // A form that has been sent is not sent a second time while the first is under way.
     document.addEventListener("submit", function (event) {
         const form = event.target;
+        // What only asks may be asked again; a download leaves the page where it is.
+        if (form.method !== "post")
+            return;
         if (form.dataset.sent)
             event.preventDefault();
         form.dataset.sent = "yes";
