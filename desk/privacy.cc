@@ -107,6 +107,10 @@ wire::HttpResponse ShowPrivacy(Context& context) {
                        Number(*key), " order by ScheduleID, MarkID"}));
   WriteTable(page, "Remarks", {"Remark"},
              db.Query({"select Message from Message where StudentID=", Number(*key), " order by MessageID"}));
+  WriteTable(page, "Mails", {"Event", "Attempts", "The server's word"},
+             db.Query({"select Outbox.ScheduleID, Attempts, Told from Outbox inner join Participant on "
+                       "Participant.ParticipantID=Outbox.ParticipantID where StudentID=",
+                       Number(*key), " order by OutboxID"}));
   page.Write(
       {"<p><a class=\"button quiet\" href=\"?student=", *key,
        "&amp;as=json\">Hand it over as a file</a></p>\n<h2>End it</h2>\n<form method=\"post\">"

@@ -74,6 +74,18 @@ test("a slip's code leads a telephone to the form", async () => {
     await context.close();
 });
 
+test("an export is asked for twice without leaving the page", async () => {
+    const { page, context } = await openVisit(browser);
+    await page.goto(`${site.address}/admin/export`);
+    for (const as of ["xlsx", "csv"]) {
+        await page.getByLabel("As", { exact: true }).selectOption(as);
+        const download = page.waitForEvent("download");
+        await page.getByRole("button", { name: "Export" }).click();
+        assert.match((await download).suggestedFilename(), new RegExp(`^surva-forms-.*\\.${as}$`));
+    }
+    await context.close();
+});
+
 test("a workbook is read by another program, and texts stay texts", async () => {
     const body = new FormData();
     body.set("kind", "students");
