@@ -13,11 +13,16 @@ std::string OriginOf(const wire::HttpRequest& http) {
   return http.host.empty() ? std::string() : (http.https ? "https://" : "http://") + http.host;
 }
 
+// Where the page stands, as it was asked for: its own addresses are relative, and policies know letter case.
+std::string FolderOf(const wire::HttpRequest& http) {
+  return http.path.substr(0, http.path.rfind('/') + 1);
+}
+
 // Folders or addresses of the site alone: every other address of it is a page, and might act.
-std::string Places(const std::string& origin, std::initializer_list<std::string_view> paths) {
+std::string Places(const std::string& origin, std::initializer_list<std::string> paths) {
   if (origin.empty()) return " 'self'";
   std::string places;
-  for (const std::string_view path : paths) places.append(" ").append(origin).append(path);
+  for (const std::string& path : paths) places.append(" ").append(origin).append(path);
   return places;
 }
 
@@ -56,18 +61,20 @@ bool IsPreview(std::string_view path, const Request& request) {
 std::string PagePolicy(const wire::HttpRequest& http, std::string_view path, const Request& request,
                        const Response& response) {
   const std::string origin = OriginOf(http);
+  const std::string folder = FolderOf(http);
   const bool staff = path.starts_with("/admin/");
   std::string policy = "default-src 'none'; base-uri 'none'; frame-ancestors 'self'; img-src data:";
-  policy += Places(origin, {"/images/", "/admin/images/"}) + "; style-src 'unsafe-inline'" +
-            Places(origin, {"/css/", "/admin/css/"}) + "; script-src" + Places(origin, {"/Java/", "/admin/Java/"});
+  policy += Places(origin, {"/images/", folder + "images/"}) + "; style-src 'unsafe-inline'" +
+            Places(origin, {"/css/", folder + "css/"}) + "; script-src" + Places(origin, {"/Java/", folder + "Java/"});
   // The digests hold for the handlers of elements too.
   if (!response.scripts().empty()) policy += " 'unsafe-hashes'";
   for (const std::string& script : response.scripts()) policy += " 'sha256-" + DigestOf(script) + "'";
   policy += "; form-action 'self'";
   if (const std::string thanks = ForeignOrigin(response.form_leads_to()); !thanks.empty()) policy += " " + thanks;
-  if (staff) policy += "; connect-src" + Places(origin, {"/admin/pages.json", "/admin/answered.json"});
-  // An event's page and its participants stand in two frames.
-  if (path == "/admin/schedule.asp" && request.Filled("ModSch0")) policy += "; frame-src" + Places(origin, {http.path});
+  if (staff) policy += "; connect-src" + Places(origin, {folder + "pages.json", folder + "answered.json"});
+  // An event's page and its participants stand in two frames, also when it has just been saved.
+  const bool of_event = request.Filled("ModSch0") || request.Filled("Save") || request.Filled("Update");
+  if (path == "/admin/schedule.asp" && of_event) policy += "; frame-src" + Places(origin, {folder + "schedule.asp"});
   // Nothing is sent from a preview; its scripts are the menu's and the alert.
   if (staff && IsPreview(path, request)) {
     policy += "; sandbox allow-same-origin allow-scripts allow-modals allow-popups allow-popups-to-escape-sandbox";
