@@ -142,14 +142,14 @@ void CreateForm::SaveQuestionProperties(std::string_view layout_id, std::int16_t
 void CreateForm::SaveAnswers(std::string_view layout_id, std::int16_t version) {
   data::Connection& db = OpenConnection();
   const std::int64_t question = QuestionOf(layout_id, version);
-  db.Execute({"delete from FieldValue where QuestionID=", Number(question)});
-  const int count = ValueCount(request()("NumberOfValues"));
-  for (int number = 1; number <= count; ++number) {
-    db.AddNew(data::tables::kFieldValue)
-        .Set("QuestionID", question)
-        .Set("FieldValue", request()("FV" + std::to_string(number)))
-        .Update();
-  }
+  data::RowBatch answers(data::tables::kFieldValue, {"QuestionID", "FieldValue"});
+  db.Replace("question " + std::to_string(question), {"delete from FieldValue where QuestionID=", Number(question)},
+             answers, [&] {
+               const int count = ValueCount(request()("NumberOfValues"));
+               for (int number = 1; number <= count; ++number) {
+                 answers.Add({question, request()("FV" + std::to_string(number))});
+               }
+             });
   ShowQuestionEditor(layout_id, version);
 }
 

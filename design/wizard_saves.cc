@@ -94,12 +94,14 @@ void CreateForm::SaveChoiceQuestion(const Destination& to) {
   data::Connection& db = OpenConnection();
   const int count = ValueCount(Kept("NumberOfValues"), Kept("FirstValueIsEmpty") == "1");
   const std::string control = combo ? "CmbVal" : "CkbVal";
-  for (int number = 1; number <= count; ++number) {
-    db.AddNew(data::tables::kFieldValue)
-        .Set("QuestionID", question)
-        .Set("FieldValue", request()(control + std::to_string(number)))
-        .Update();
-  }
+  data::RowBatch values(data::tables::kFieldValue, {"QuestionID", "FieldValue"});
+  // A new question has none; all of its values go in one statement.
+  db.Replace("question " + std::to_string(question), {"delete from FieldValue where QuestionID=", Number(question)},
+             values, [&] {
+               for (int number = 1; number <= count; ++number) {
+                 values.Add({question, request()(control + std::to_string(number))});
+               }
+             });
   LeaveWizard(to);
 }
 
