@@ -81,11 +81,12 @@ test("markup in a remark acts neither by itself nor by a click", async () => {
         `<svg><image href="${address}"/></svg>`, `<img srcset="${address} 2x">`];
     const trap = `<a href="${address}">Click me</a>
         <form method=post action="CreateForm.asp"><input type=hidden name=DeleteSurva value=${victim()}><button>Press me</button></form>`;
-    const { page } = await openVisit(browser);
-    const post = (notes) => fetch(`${site.address}/surva.asp`, { method: "POST", body: new URLSearchParams({ NeXt: "1", Notes: notes }) });
+    const { page, context } = await openVisit(browser);
+    const post = (form) => context.request.post(`${site.address}/surva.asp`, { form });
+    await post({ PIN: site.waiting("", 1)[0].PIN });
     for (const remark of remarks)
-        await post(remark);
-    await post(trap);
+        await post({ NeXt: "1", Notes: remark });
+    await post({ NeXt: "1", Notes: trap });
     const remarksPage = `${site.address}/admin/stat.asp?Remarks=1`;
     await page.goto(remarksPage);
     await page.waitForTimeout(500);
