@@ -20,7 +20,7 @@ install(FILES deploy/surva.service deploy/surva-backup.service deploy/surva-back
   DESTINATION /lib/systemd/system)
 install(FILES deploy/surva.toml DESTINATION /etc PERMISSIONS OWNER_READ OWNER_WRITE)
 install(FILES deploy/surva.logrotate DESTINATION /etc/logrotate.d RENAME surva)
-install(FILES deploy/nginx-site.conf docs/operating.md README.md DESTINATION share/doc/surva)
+install(FILES deploy/nginx-site.conf docs/operating.md README.md deploy/grafana.json DESTINATION share/doc/surva)
 install(FILES deploy/debian/copyright DESTINATION share/doc/surva)
 
 set(CPACK_GENERATOR DEB)

@@ -6,7 +6,7 @@ packages_for() {
   case "$1" in
     build) echo g++ cmake ninja-build pkg-config libboost1.81-dev libsqlite3-dev libpq-dev libssl-dev libsodium-dev \
                 libtomlplusplus-dev libcli11-dev libspdlog-dev libutf8proc-dev libqrencode-dev libxlsxwriter-dev \
-                libcurl4-openssl-dev libsystemd-dev ;;
+                libcurl4-openssl-dev libsystemd-dev prometheus-cpp-dev zlib1g-dev ;;
     test)  echo libgtest-dev postgresql-15 postgresql-client-15 chromium openssl sqlite3 ca-certificates \
                 python3-aiosmtpd nginx-light procps ;;
     lint)  echo clang-format-14 clang-tidy-14 ;;

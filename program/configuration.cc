@@ -27,6 +27,8 @@ constexpr std::array kSettings{
     Setting{"database-wait", Setting::Number{&C::database_wait, 0, 86'400}, For::kAll,
             "Seconds for which a PostgreSQL that is away is waited for at the start"},
     Setting{"listen", &C::listen, For::kAddress, "HOST:PORT on which to serve"},
+    Setting{"metrics-listen", &C::metrics_listen, For::kServe,
+            "HOST:PORT on which Prometheus finds /metrics, 127.0.0.1:9464 for instance; for no stranger's eyes"},
     Setting{"site", &C::site, For::kServe, "Directory of the static files, in place of those in the program"},
     Setting{"no-staff-guard", &C::no_staff_guard, For::kServe,
             "Serve beyond this machine: something in front guards /admin/ from strangers"},
@@ -243,6 +245,7 @@ bool IsLoopback(const std::string& host) {
 
 void CheckForServing(const Configuration& configuration) {
   ReadListenAddress(configuration.listen);
+  if (!configuration.metrics_listen.empty()) ReadListenAddress(configuration.metrics_listen);
   if (configuration.max_body_kib * 4 > configuration.max_in_flight_mib * 1024) {
     throw UsageError("max-in-flight-mib must have room for four bodies of max-body-kib");
   }

@@ -26,6 +26,7 @@ struct Configuration {
   std::string dsn = "sqlite:surva.db";
   std::size_t database_wait = 60;  // seconds
   std::string listen = "127.0.0.1:8080";
+  std::string metrics_listen;
   std::string site;  // a directory, or empty for the files in the binary
   bool no_staff_guard = false;
   std::string tls_certificate;

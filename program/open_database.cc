@@ -5,9 +5,10 @@
 namespace surva::program {
 
 std::unique_ptr<data::Database> OpenDatabase(const Configuration& configuration,
-                                             const std::function<void(const std::string&)>& tell) {
+                                             const std::function<void(const std::string&)>& tell,
+                                             const data::Database::Wrap& wrap) {
   std::unique_ptr<data::Database> database =
-      upkeep::OpenDatabase(configuration.dsn, std::chrono::seconds(configuration.database_wait), tell);
+      upkeep::OpenDatabase(configuration.dsn, std::chrono::seconds(configuration.database_wait), tell, wrap);
   upkeep::RequireSuitable(*database);
   database->BringUpToDate();
   return database;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -23,7 +24,9 @@
 #include "host/static_site.h"
 #include "host/worker_pool.h"
 #include "program/logging.h"
+#include "program/metrics.h"
 #include "program/open_database.h"
+#include "version/version.h"
 #include "wire/server.h"
 
 namespace surva::program {
@@ -48,12 +51,30 @@ void IgnoreStraySignals() {
 class Errands {
  public:
   Errands(asio::io_context& io, wire::Server& server, host::PageService& service, FileLog& log)
-      : signals_(io, SIGTERM, SIGINT, SIGHUP), purge_timer_(io), server_(server), service_(service), log_(log) {
+      : signals_(io, SIGTERM, SIGINT, SIGHUP),
+        purge_timer_(io),
+        alive_timer_(io),
+        server_(server),
+        service_(service),
+        log_(log) {
     AwaitSignal();
     AwaitPurge();
+    if (std::uint64_t microseconds = 0; sd_watchdog_enabled(0, &microseconds) > 0) {
+      alive_every_ = std::chrono::microseconds(microseconds / 3);
+      TellAlive();
+    }
   }
 
  private:
+  // The service manager takes silence for a server that hangs.
+  void TellAlive() {
+    sd_notify(0, "WATCHDOG=1");
+    alive_timer_.expires_after(alive_every_);
+    alive_timer_.async_wait([this](boost::system::error_code error) {
+      if (!error) TellAlive();
+    });
+  }
+
   void AwaitSignal() {
     signals_.async_wait([this](boost::system::error_code error, int number) {
       if (error) return;
@@ -91,6 +112,8 @@ class Errands {
 
   asio::signal_set signals_;
   asio::steady_timer purge_timer_;
+  asio::steady_timer alive_timer_;
+  std::chrono::microseconds alive_every_{0};
   wire::Server& server_;
   host::PageService& service_;
   FileLog& log_;
@@ -170,6 +193,14 @@ host::PageService::Options Pages(const Configuration& configuration, const desk:
   return options;
 }
 
+std::string StartLine(const data::Database& database) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return std::string("surva ") + Version() + " on " +
+         (database.dialect() == data::Dialect::kSqlite ? "SQLite" : "PostgreSQL") + ", time zone " + local.tm_zone;
+}
+
 }  // namespace
 
 bool IsGuarded(const Configuration& configuration, data::Database& database) {
@@ -188,17 +219,21 @@ int Serve(const Configuration& configuration) {
   asio::io_context io(1);
   const std::unique_ptr<host::StaticSite> files = OpenSite(configuration);
   const std::unique_ptr<FileLog> log = OpenLog(configuration);
-  const std::unique_ptr<data::Database> opened =
-      OpenDatabase(configuration, [&log](const std::string& text) { log->Warning(text); });
+  Metrics metrics;
+  const std::unique_ptr<wire::Log> metered = metrics.Around(*log);
+  const std::unique_ptr<data::Database> opened = OpenDatabase(
+      configuration, [&log](const std::string& text) { log->Warning(text); }, metrics.AroundEngines());
   data::Database& database = *opened;
   host::WorkerPool workers({.threads = WorkerCount(configuration),
                             .patience = std::chrono::seconds(configuration.queue_seconds),
                             .most_bytes = configuration.queue_mebibytes << 20});
   const desk::Settings settings = Desk(configuration);
   const bool guarded = IsGuarded(configuration, database);
-  host::PageService service(Pages(configuration, settings), database, *files, workers, *log);
-  const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *log);
+  host::PageService service(Pages(configuration, settings), database, *files, workers, *metered);
+  const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *metered);
 
+  if (!configuration.metrics_listen.empty()) metrics.Serve(configuration.metrics_listen, database, workers);
+  log->Info(StartLine(database));
   if (!guarded) {
     log->Info(configuration.no_staff_guard
                   ? "there are no staff accounts: whatever stands in front guards /admin/"

@@ -131,7 +131,8 @@ void RequireSuitablePostgres(data::Connection& db) {
 }  // namespace
 
 std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono::seconds patience,
-                                             const std::function<void(const std::string&)>& tell) {
+                                             const std::function<void(const std::string&)>& tell,
+                                             const data::Database::Wrap& wrap) {
   const bool is_postgres = dsn.starts_with("postgres");
   if (is_postgres && dsn.find("//") != std::string::npos && !IsReadable(dsn)) {
     throw Refusal("the address in --dsn cannot be read; in user, password and database name write @ as %40, "
@@ -142,7 +143,7 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
   const auto deadline = steady_clock::now() + patience;
   for (int pauses = 0;; ++pauses) {
     try {
-      return std::make_unique<data::Database>(dsn);
+      return std::make_unique<data::Database>(dsn, wrap);
     } catch (const Fault& fault) {
       const std::string detail = OneLine(fault.detail().empty() ? fault.description() : fault.detail());
       if (!is_postgres) throw Refusal(WhyNoFile(dsn.substr(kSqlite.size()), detail));

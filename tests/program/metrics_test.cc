@@ -1,0 +1,80 @@
+// The figures for Prometheus, as it fetches them.
+#include "program/metrics.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "frame/data/connection.h"
+#include "frame/values/fault.h"
+#include "tests/support/test_database.h"
+#include "tests/wire/loopback.h"
+
+namespace surva::program {
+namespace {
+
+class NoLog final : public wire::Log {
+ public:
+  void Access(const wire::AccessEntry&) override {}
+  void Info(std::string_view) override {}
+  void Warning(std::string_view) override {}
+  void Error(std::string_view) override {}
+};
+
+std::string Fetch(int port) {
+  wire::Client client(static_cast<unsigned short>(port));
+  client.Send("GET /metrics HTTP/1.0\r\n\r\n");
+  return client.ReadToEnd();
+}
+
+TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
+  test::TestDatabase database(data::Dialect::kSqlite);
+  Metrics metrics;
+  data::Database metered(database.dsn(), metrics.AroundEngines());
+  host::WorkerPool workers({.threads = 1});
+  NoLog nothing;
+  const std::unique_ptr<wire::Log> log = metrics.Around(nothing);
+  {
+    data::Connection db(metered);
+    db.Query({"select count(*) from Company"});
+    EXPECT_THROW(db.Query({"select Nothing from Nowhere"}), surva::Fault);
+    db.AddNew(data::tables::kCompany).Set("CompanyName", std::string_view("A")).Update();
+    db.Commit();
+  }
+  log->Access({.method = "GET", .target = "/admin/Company.asp?Add=1", .status = 200, .milliseconds = 3});
+  log->Access({.method = "GET", .target = "/admin/company.asp", .status = 200, .milliseconds = 3});
+  // A stranger's addresses make no figures of their own.
+  for (int i = 0; i < 500; ++i) {
+    const std::string target = "/nothing" + std::to_string(i);
+    log->Access({.method = "GET", .target = target, .status = i % 2 == 0 ? 404U : 302U, .milliseconds = 1});
+  }
+
+  const int port = metrics.Serve("127.0.0.1:0", metered, workers);
+  const std::string page = Fetch(port);
+  for (const char* line :
+       {"surva_requests_total{page=\"/admin/company.asp\",status=\"200\"} 2",
+        "surva_requests_total{page=\"other\",status=\"404\"} 250", "surva_database_up 1",
+        "surva_statement_duration_seconds_count{effect=\"commit\"} 1", "surva_statement_failures_total 1",
+        "surva_database_connections 1", "surva_queue_length 0"}) {
+    EXPECT_NE(page.find(std::string("\n") + line + "\n"), std::string::npos) << line << page;
+  }
+  std::size_t pages = 0;
+  for (std::size_t at = 0; (at = page.find("\nsurva_requests_total{", at)) != std::string::npos; ++at) ++pages;
+  EXPECT_LT(pages, 110U);
+
+  std::ifstream file("deploy/grafana.json");
+  const std::string dashboard{std::istreambuf_iterator<char>(file), {}};
+  std::set<std::string> asked;
+  const std::regex name("surva_[a-z_]+");
+  for (std::sregex_iterator it(dashboard.begin(), dashboard.end(), name), end; it != end; ++it) asked.insert(it->str());
+  EXPECT_GT(asked.size(), 8U);
+  for (const std::string& metric : asked) EXPECT_NE(page.find("\n" + metric), std::string::npos) << metric;
+
+  EXPECT_THROW(Metrics().Serve("127.0.0.1:" + std::to_string(port), metered, workers), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace surva::program
