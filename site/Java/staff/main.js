@@ -11,11 +11,19 @@ import { checkRecords } from "./records.js";
 import { keepFromHarm } from "./safety.js";
 import { describePreviews } from "./previews.js";
 
-for (const concern of [repairDates, checkRecords, describePage, keepFromHarm, carryNotes, chooseParticipants,
-    guideToForms, drawFigures, describePreviews, leadToDesk]) {
-    try {
-        concern();
-    } catch (error) {
-        console.error(error);
+function run() {
+    for (const concern of [repairDates, checkRecords, describePage, keepFromHarm, carryNotes, chooseParticipants,
+        guideToForms, drawFigures, describePreviews]) {
+        try {
+            concern();
+        } catch (error) {
+            console.error(error);
+        }
     }
 }
+
+// A module that a script has called may come before the page has been read to its end.
+if (document.readyState === "loading")
+    document.addEventListener("DOMContentLoaded", run);
+else
+    run();
