@@ -13,7 +13,7 @@ import { describePreviews } from "./previews.js";
 
 function run() {
     for (const concern of [repairDates, checkRecords, describePage, keepFromHarm, carryNotes, chooseParticipants,
-        guideToForms, drawFigures, describePreviews]) {
+        guideToForms, drawFigures, describePreviews, leadToDesk]) {
         try {
             concern();
         } catch (error) {
