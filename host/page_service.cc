@@ -50,6 +50,11 @@ wire::HttpResponse Redirection(std::string location) {
   return answer;
 }
 
+// A request in front of what the log tells of it; its line in the access log has the same id.
+std::string Named(const wire::HttpRequest& request) {
+  return request.request_id + " " + request.path + ": ";
+}
+
 wire::HttpResponse Overrun() {
   return wire::StatusPage(503, "The server is busy. Please try again in a moment.", std::chrono::seconds(2));
 }
@@ -335,7 +340,11 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
   session.Provide("homepage", options_.owner.homepage);
   Response response;
   PageContext context{request, response, session, connection, options_.owner, clock_, [&](const Fault& fault) {
-                        log_.Warning(http.path + ": " + fault.description() + " " + fault.detail());
+                        // What a visitor has caused is no failure of the database.
+                        const bool database_fails = fault.number() == FaultNumber::kConnectionFailed ||
+                                                    fault.number() == FaultNumber::kNoSuchColumn;
+                        const std::string text = Named(http) + fault.description() + " " + fault.detail();
+                        database_fails ? log_.Error(text) : log_.Warning(text);
                       }};
   order.route->make(context)->Serve();
 
@@ -392,7 +401,7 @@ wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connec
 }
 
 wire::HttpResponse PageService::Failed(const wire::HttpRequest& http, const std::exception& failure) {
-  log_.Error(http.path + ": " + failure.what());
+  log_.Error(Named(http) + failure.what());
   const auto* fault = dynamic_cast<const Fault*>(&failure);
   if (fault != nullptr && fault->number() == FaultNumber::kCommitInDoubt) {
     // Not 503: a proxy may send that one's request again by itself.

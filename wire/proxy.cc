@@ -1,7 +1,6 @@
 #include "wire/proxy.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <stdexcept>
 
@@ -40,38 +39,29 @@ ip::address Unmapped(const ip::address& address) {
 
 }  // namespace
 
-TrustedProxies::Bytes TrustedProxies::BytesOf(const ip::address& address) {
-  if (address.is_v6()) return address.to_v6().to_bytes();
-  return ip::make_address_v6(ip::v4_mapped, address.to_v4()).to_bytes();
-}
-
 TrustedProxies::TrustedProxies(const std::vector<std::string>& ranges) {
   for (const std::string& text : ranges) {
-    const std::size_t slash = text.find('/');
     boost::system::error_code error;
-    const ip::address address = ip::make_address(text.substr(0, slash), error);
-    const unsigned longest = !error && address.is_v4() ? 32 : 128;
-    unsigned bits = longest;
-    if (slash != std::string::npos) {
-      const char* end = text.data() + text.size();
-      const auto [stop, failure] = std::from_chars(text.data() + slash + 1, end, bits);
-      if (failure != std::errc() || stop != end) bits = longest + 1;
+    const bool is_v6 = text.find(':') != std::string::npos;
+    const bool is_range = text.find('/') != std::string::npos;
+    if (is_v6) {
+      ranges_v6_.push_back(ip::make_network_v6(is_range ? text : text + "/128", error));
+    } else {
+      ranges_v4_.push_back(ip::make_network_v4(is_range ? text : text + "/32", error));
     }
-    if (error || bits > longest)
-      throw std::invalid_argument("\"" + text + "\" is no address and no range of addresses");
-    ranges_.push_back({BytesOf(address), bits + 128 - longest});
+    if (error) throw std::invalid_argument("\"" + text + "\" is no address and no range of addresses");
   }
 }
 
 bool TrustedProxies::Contains(const ip::address& address) const {
-  if (ranges_.empty()) return false;
-  const Bytes bytes = BytesOf(address);
-  return std::any_of(ranges_.begin(), ranges_.end(), [&bytes](const Range& range) {
-    const unsigned whole = range.bits / 8;
-    if (!std::equal(bytes.begin(), bytes.begin() + whole, range.bytes.begin())) return false;
-    const unsigned rest = range.bits % 8;
-    return rest == 0 || (bytes[whole] ^ range.bytes[whole]) >> (8 - rest) == 0;
-  });
+  const ip::address plain = Unmapped(address);
+  const auto holds = [](const auto& ranges, const auto& alone) {
+    return std::any_of(ranges.begin(), ranges.end(), [&](const auto& range) {
+      return alone.is_subnet_of(range) || alone == range;  // a range of one address is no subnet of itself
+    });
+  };
+  return plain.is_v4() ? holds(ranges_v4_, ip::network_v4(plain.to_v4(), 32))
+                       : holds(ranges_v6_, ip::network_v6(plain.to_v6(), 128));
 }
 
 void TrustedProxies::Correct(Visitor& visitor, std::string_view forwarded_for, std::string_view forwarded_proto,

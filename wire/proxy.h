@@ -1,8 +1,9 @@
 // Trusted proxies: the only peers whose word counts for who the visitor is and how he came.
 #pragma once
 
-#include <array>
 #include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/network_v4.hpp>
+#include <boost/asio/ip/network_v6.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,14 +33,8 @@ class TrustedProxies {
                std::string_view forwarded_host) const;
 
  private:
-  using Bytes = std::array<unsigned char, 16>;  // IPv4 as IPv6-mapped
-  struct Range {
-    Bytes bytes;
-    unsigned bits;
-  };
-  static Bytes BytesOf(const boost::asio::ip::address& address);
-
-  std::vector<Range> ranges_;
+  std::vector<boost::asio::ip::network_v4> ranges_v4_;
+  std::vector<boost::asio::ip::network_v6> ranges_v6_;
 };
 
 // The address as text; an IPv4 address that came through an IPv6 socket in its IPv4 form.

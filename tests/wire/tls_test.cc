@@ -1,6 +1,7 @@
 #include <openssl/ssl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -81,11 +82,15 @@ TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
     const std::string body(100'000, 'b');
     session.Send("POST /post HTTP/1.1\r\nHost: localhost\r\nContent-Length: 100000\r\n\r\n");
     session.Send(body);
+    loopback.site.pieces.assign(5, std::string(20'000, 's'));
+    session.Send("GET /stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
     session.Send("GET /worker HTTP/1.1\r\nHost: localhost\r\n\r\n");
     session.Send(
         "GET /large HTTP/1.1\r\nHost: localhost\r\n\r\nGET /%zz HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     const std::string answers = session.ReadToEnd();
     EXPECT_NE(answers.find("/post||" + body + "|127.0.0.1|localhost|on"), std::string::npos);
+    EXPECT_EQ(std::count(answers.begin(), answers.end(), 's') / 10'000, 10);
+    EXPECT_NE(answers.find("\r\n0\r\n\r\nHTTP/1.1 200 "), std::string::npos);
     EXPECT_NE(answers.find("/worker|||127.0.0.1|localhost|on"), std::string::npos);
     EXPECT_NE(answers.find(std::string(8 * 1024 * 1024, 'l') + "HTTP/1.1 400 "), std::string::npos);
     EXPECT_TRUE(session.said_goodbye());
