@@ -162,9 +162,8 @@ void Server::Run() {
 void Server::Mend() {
   if (!ticking_) Tick();
   if (stopping_) return;
-  for (Listener& listener : listeners_) {
-    if (listener.state == Listener::State::kDeaf) Accept(listener);
-  }
+  // A failure may have ended an accept before its handler was called, so all begin anew.
+  for (Listener& listener : listeners_) Accept(listener);
 }
 
 void Server::Stop() {
@@ -190,12 +189,12 @@ void Server::Drain() {
 }
 
 void Server::Accept(Listener& listener) {
-  listener.state = Listener::State::kDeaf;
-  listener.acceptor.async_accept(listener.peer, [this, &listener](error_code error, Socket socket) {
-    listener.state = Listener::State::kDeaf;
-    OnAccept(listener, error, std::move(socket));
+  const unsigned long round = ++listener.round;
+  error_code ignored;
+  listener.acceptor.cancel(ignored);
+  listener.acceptor.async_accept(listener.peer, [this, &listener, round](error_code error, Socket socket) {
+    if (round == listener.round) OnAccept(listener, error, std::move(socket));
   });
-  listener.state = Listener::State::kListening;
 }
 
 void Server::OnAccept(Listener& listener, error_code error, Socket socket) {
@@ -204,10 +203,9 @@ void Server::OnAccept(Listener& listener, error_code error, Socket socket) {
     Complain("cannot accept connections: " + error.message() + "; " + std::to_string(connections_.size()) +
              " are open");
     listener.pause.expires_after(kAcceptPause);
-    listener.pause.async_wait([this, &listener](error_code cancelled) {
-      if (!cancelled && !stopping_) Accept(listener);
+    listener.pause.async_wait([this, &listener, round = listener.round](error_code cancelled) {
+      if (!cancelled && !stopping_ && round == listener.round) Accept(listener);
     });
-    listener.state = Listener::State::kPausing;
     return;
   }
   if (!error) {

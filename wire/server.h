@@ -69,13 +69,11 @@ class Server final : private Reception {
   using Timer = boost::asio::basic_waitable_timer<std::chrono::steady_clock,
                                                   boost::asio::wait_traits<std::chrono::steady_clock>, Executor>;
   struct Listener {
-    enum class State { kDeaf, kListening, kPausing };
-
     explicit Listener(const Executor& executor) : acceptor(executor), pause(executor) {}
     boost::asio::basic_socket_acceptor<Tcp, Executor> acceptor;
     Timer pause;
     Tcp::endpoint peer;
-    State state = State::kDeaf;
+    unsigned long round = 0;  // of accepting: what an earlier one still brings does not count
   };
   class Ticket;
 
