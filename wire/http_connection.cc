@@ -115,7 +115,6 @@ void HttpConnection<Stream>::Refuse(HttpResponse response) {
 template <class Stream>
 void HttpConnection<Stream>::BeginNext() {
   state_ = State::kIdle;
-  charge_.Release();
   if (reception_.stopping() && unread() == 0) return Finish();
   reception_.SetWaiting(*this, true);
   // A first request has been on its way since the connection was accepted.
@@ -429,6 +428,7 @@ void HttpConnection<Stream>::OnWritten() {
   const bool large = head_.capacity() > 1024;
   if (large) std::string().swap(head_);
   response_ = {};
+  charge_.Release();
   std::string().swap(piece_);
   method_.clear();
   target_.clear();
