@@ -4,7 +4,7 @@
 //
 // The standard input holds one request for each connection, each preceded by its length in bytes and a line feed; if
 // there are fewer, they are dealt out again. Prints one line: requests per second, the processor microseconds that the
-// process PID and its children spent per request, answers of 200 or 302, other answers.
+// process PID (or several, with commas) and its children spent per request, answers of 200 or 302, other answers.
 //
 //   bench_load --idle HOST PORT CONNECTIONS PID < requests
 //
@@ -53,6 +53,9 @@ std::vector<std::string> ReadRequests() {
 
 // User and system time of a process and its children still alive, in microseconds.
 double ProcessorTime(const std::string& pid) {
+  if (const std::size_t comma = pid.find(','); comma != std::string::npos) {
+    return ProcessorTime(pid.substr(0, comma)) + ProcessorTime(pid.substr(comma + 1));
+  }
   std::ifstream file("/proc/" + pid + "/stat");
   std::string text((std::istreambuf_iterator<char>(file)), {});
   const std::size_t at = text.rfind(')');

@@ -1,9 +1,11 @@
 // bench_pages: the database's side of the page benchmark.
 //
-//   bench_pages enrol FILE COUNT       enrols COUNT students on an event of the longest surva of a demo database and
+//   bench_pages enrol DSN COUNT        enrols COUNT students on an event of the longest surva of a demo database and
 //                                      prints, for each, the PIN; then "form VERSION" and the body of a posted form
 //   bench_pages blank FILE SECONDS     the statements of a blank form, in a bare loop on the engine
-//   bench_pages accept FILE SECONDS    those of an accepted post, each on disk before the next
+//   bench_pages accept FILE SECONDS [EACH]
+//                                      those of an accepted post, each on disk before the next, or EACH of them by
+//                                      one commit
 //
 // The loops print one line: rounds per second, processor microseconds per round.
 #include <sqlite3.h>
@@ -61,8 +63,8 @@ std::string PostedForm(data::Connection& db, std::int64_t version) {
   return body;
 }
 
-int Enrol(const std::string& file, int count) {
-  data::Database database("sqlite:" + file);
+int Enrol(const std::string& dsn, int count) {
+  data::Database database(dsn);
   data::Connection db(database);
   const LongestForm form = FindLongestForm(db);
   const data::Rows students = db.Query({"select StudentID from Student order by StudentID"});
@@ -147,7 +149,7 @@ class BareEngine {
 
 template <class Round>
 int Loop(double seconds, Round round) {
-  for (int i = 0; i < 20; ++i) round(i);
+  for (int i = 0; i < 50; ++i) round(i);
   const double processor = ProcessorTime();
   const auto start = std::chrono::steady_clock::now();
   long rounds = 0;
@@ -175,7 +177,7 @@ constexpr const char* kMarks =
     "order by MarkID";
 constexpr const char* kDeleteMarks = "delete from Mark where StudentID=? and ScheduleID=?";
 
-int Bare(const std::string& file, double seconds, bool accepts) {
+int Bare(const std::string& file, double seconds, bool accepts, int each) {
   LongestForm form;
   std::vector<std::int64_t> students;
   {
@@ -202,10 +204,10 @@ int Bare(const std::string& file, double seconds, bool accepts) {
   const std::size_t finish = engine.Prepare(
       "update Participant set FillDate=datetime('now','localtime'), PIN='' where ScheduleID=? and StudentID=?");
   return Loop(seconds, [&](int round) {
+    if (round % each == 0) engine.Step(begin, {});
     const std::int64_t student = students[static_cast<std::size_t>(round) % students.size()];
     if (accepts) {
       const int rows = engine.Step(questions, {form.version});
-      engine.Step(begin, {});
       engine.Step(remove, {student, event});
       for (int i = 0; i < rows; ++i) engine.Step(add, {event, student, i + 1, i + 1});
       engine.Step(layout, {form.version});
@@ -213,21 +215,21 @@ int Bare(const std::string& file, double seconds, bool accepts) {
       engine.Step(choices, {form.version});
       engine.Step(finish, {event, student});
     } else {
-      engine.Step(begin, {});
       engine.Step(remove, {student, event});
       engine.Step(layout, {form.version});
       engine.Step(choices, {form.version});
     }
-    engine.Step(commit, {});
+    if (round % each == each - 1) engine.Step(commit, {});
   });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string_view what = argc == 4 ? argv[1] : "";
+  const std::string_view what = argc >= 4 ? argv[1] : "";
+  const int each = argc == 5 ? std::atoi(argv[4]) : 1;
   if (what == "enrol") return Enrol(argv[2], std::atoi(argv[3]));
-  if (what == "blank" || what == "accept") return Bare(argv[2], std::strtod(argv[3], nullptr), what == "accept");
-  std::fprintf(stderr, "usage: bench_pages enrol FILE COUNT | blank FILE SECONDS | accept FILE SECONDS\n");
+  if (what == "blank" || what == "accept") return Bare(argv[2], std::strtod(argv[3], nullptr), what == "accept", each);
+  std::fprintf(stderr, "usage: bench_pages enrol DSN COUNT | blank FILE SECONDS | accept FILE SECONDS [EACH]\n");
   return 2;
 }
