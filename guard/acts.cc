@@ -31,6 +31,9 @@ constexpr PageActs kPages[] = {
     {"/admin/stat.asp", kStatisticsActs},
 };
 
+// These read, whatever is posted to them: the criteria of a report come from another page.
+constexpr std::string_view kReaders[] = {"/admin/browse.asp", "/admin/default.asp", "/admin/list.asp"};
+
 // A name as the form decoder will read it, in small letters.
 std::string DecodedName(std::string_view name) {
   const auto digit = [](char c) {
@@ -53,6 +56,7 @@ std::string DecodedName(std::string_view name) {
 }  // namespace
 
 bool MayChange(std::string_view path, wire::HttpRequest::Method method, std::string_view query) {
+  if (std::ranges::find(kReaders, path) != std::end(kReaders)) return false;
   if (method == wire::HttpRequest::Method::kPost) return true;
   const auto* const page = std::ranges::find(kPages, path, &PageActs::path);
   if (page == std::end(kPages)) return false;

@@ -45,6 +45,10 @@ TEST(Acts, AreLinksAndPostsThatChangeSomething) {
   }
 }
 
+TEST(Acts, AreNoneOfAReportsCriteria) {
+  EXPECT_FALSE(MayChange("/admin/browse.asp", Method::kPost, "ReadCriteria=1"));
+}
+
 TEST(SafeAddress, StaysInsideAndOnlyReads) {
   EXPECT_EQ(SafeAddress("/admin/browse.asp?Stats=1&ScheduleID=2"), "/admin/browse.asp?Stats=1&ScheduleID=2");
   EXPECT_EQ(SafeAddress("/admin/CreateForm.asp?DeleteSurva=1"), "/admin/CreateForm.asp");
