@@ -60,7 +60,8 @@ bool Belongs(const wire::HttpRequest& request, std::string_view path, Source sou
   const std::string from = LowerName(ReadAddress(request.Header("Referer")).path);
   switch (source) {
     case Source::kItself:
-      return from == path;
+      // The month of the statistics is chosen on the list of filled forms as well.
+      return from == path || (path == "/admin/stat.asp" && from == "/admin/browse.asp");
     case Source::kOurPages:
       return from.starts_with("/admin/") && !from.ends_with(".asp");
     case Source::kStaffPages:

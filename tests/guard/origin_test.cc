@@ -120,6 +120,13 @@ TEST(Judge, LetsActOnlyAPersonOnThePageItself) {
   }
 }
 
+TEST(Judge, LetsAMonthBeChosenFromTheFilledForms) {
+  EXPECT_EQ(Judge(Request(Fetch("same-origin", "navigate", "document", "?1", "https://surva.example/admin/browse.asp"),
+                          Method::kPost),
+                  "/admin/stat.asp", true, Source::kItself),
+            Verdict::kPass);
+}
+
 TEST(Judge, LetsPagesOfOurOwnLeadToEachOther) {
   const auto post = [](const char* from) {
     return Judge(Request(Fetch("same-origin", "navigate", "document", "?1", from), Method::kPost), "/admin/import",
