@@ -49,9 +49,16 @@ std::vector<LaidOut> ReadLayout(data::Connection& connection, std::int64_t versi
 }
 
 Figures::Figures(data::Connection& connection, const Scope& scope) {
-  for (const Row& row :
-       connection.Query({"select QuestionID, FieldValueID, count(*) as Answers from Mark where ", scope.before,
-                         scope.value, scope.after, " group by QuestionID, FieldValueID"})) {
+  // As the answer statistics count.
+  const bool tallied = connection.dialect() == data::Dialect::kSqlite;
+  const data::Rows rows =
+      tallied
+          ? connection.Query({"select value->>1 as QuestionID, value->>2 as FieldValueID, value->>3 as Answers from "
+                              "json_each((select tally(0, QuestionID, FieldValueID) from Mark where ",
+                              scope.before, scope.value, scope.after, "))"})
+          : connection.Query({"select QuestionID, FieldValueID, count(*) as Answers from Mark where ", scope.before,
+                              scope.value, scope.after, " group by QuestionID, FieldValueID"});
+  for (const Row& row : rows) {
     counts_[{row["QuestionID"].Integer(), row["FieldValueID"].Integer()}] += row["Answers"].Integer();
   }
 }
