@@ -110,7 +110,10 @@ export async function* staffPages(site, page) {
     yield ["survas-question", page];
     await at(`CreateForm.asp?Preview=${version}`);
     yield ["survas-preview", page];
-    await at(`CreateForm.asp?SurvaVersion=${version}&AddQuestion=-1&AddQuestionStep=1`);
+    await at(`CreateForm.asp?View=${version}`);
+    await press(page, "Layout definition");
+    await page.locator("a[href*='AddQuestion=-1']").click();
+    await page.locator("[name=question]").waitFor();
     yield ["wizard-phrase", page];
     await page.locator("[name=question]").fill("How was it?");
     await press(page, "Next");
