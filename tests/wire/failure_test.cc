@@ -12,15 +12,16 @@ thread_local int until_failure = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC 12 takes one that is for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (until_failure > 0 && --until_failure == 0) throw std::bad_alloc();
   if (void* const memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
