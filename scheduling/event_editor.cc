@@ -1,4 +1,5 @@
 // The event editor: the forms of an event, and what they post.
+#include <optional>
 #include <string>
 
 #include "frame/values/text.h"
@@ -66,16 +67,16 @@ struct DateControls {
   std::string_view day, month, year;
 };
 void WriteDate(Response& out, const DateControls& names, const Field& date) {
-  const DateTime* at = date.IsNull() ? nullptr : &date.Date();
+  std::optional<DateTime> at;
+  if (!date.IsNull()) at = date.Date();
   out.Write("<input type=text size=2 name=", names.day, " value=");
-  if (at != nullptr) out.Write(at->day);
+  if (at) out.Write(at->day);
   out.Write(">&nbsp;&nbsp;<select name=", names.month, ">");
   for (int month = 1; month <= 12; ++month) {
-    out.Write("<option value=", month, SelectedIf(at != nullptr ? at->month : 0, month), ">", MonthName(month),
-              "</option>");
+    out.Write("<option value=", month, SelectedIf(at ? at->month : 0, month), ">", MonthName(month), "</option>");
   }
   out.Write("</select>&nbsp;&nbsp;<input type=text size=4 name=", names.year, " value=");
-  if (at != nullptr) out.Write(at->year);
+  if (at) out.Write(at->year);
 }
 
 void WriteDates(Response& out, const Field& begin, const Field& end) {

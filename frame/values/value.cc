@@ -70,7 +70,7 @@ std::int64_t Field::Integer() const {
                     content_);
 }
 
-const DateTime& Field::Date() const {
+DateTime Field::Date() const {
   const auto* at = std::get_if<DateTime>(&content_);
   if (at == nullptr) throw Fault::TypeMismatch();
   return *at;

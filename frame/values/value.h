@@ -35,7 +35,7 @@ class Field {
   // A whole number; null is 0. Throws a type mismatch for a text that is none.
   std::int64_t Integer() const;
   // Throws a type mismatch for anything but a date.
-  const DateTime& Date() const;
+  DateTime Date() const;
 
   const auto& content() const { return content_; }
 
