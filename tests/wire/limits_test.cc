@@ -249,6 +249,8 @@ TEST(Limits, RunningOutOfDescriptorsPassesBy) {
   Loopback loopback;
   Client client(loopback.port());
   EXPECT_EQ(client.Get("/").status, 200U);
+  // The sanitizer wants a descriptor where an object is first called: the log, after an answer.
+  EXPECT_EQ(client.Get("/").status, 200U);
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   // The next client takes the last descriptor that there is; the server finds none for its end.
