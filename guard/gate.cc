@@ -5,7 +5,6 @@
 
 #include "frame/values/text.h"
 #include "guard/accounts.h"
-#include "guard/slowdown.h"
 #include "guard/token.h"
 
 namespace surva::guard {
@@ -14,9 +13,6 @@ namespace {
 constexpr std::string_view kSession = "surva_staff";
 constexpr std::string_view kBrowser = "surva_browser";
 constexpr std::string_view kForBrowsersLife = "; Max-Age=34560000";
-
-// Wrong passwords of one account, of one address, of one browser from which somebody has signed in before.
-constexpr Slowdown kWrongPasswords({.free = 5, .longest_wait = 60, .forgotten_in = 300});
 
 // The prefix makes browsers refuse a cookie that a neighbour host or an unprotected connection set.
 std::string CookieName(std::string_view name, bool https) {
@@ -72,8 +68,22 @@ void Gate::NoteUse(data::Connection& connection, std::string_view token, std::in
   StaffSessions(connection, options_.sessions).NoteUse(token, now);
 }
 
+std::int64_t Gate::TakeTry(data::Connection& connection, const std::vector<std::string>& keys, std::int64_t now) {
+  std::int64_t wait = 0;
+  // An account's before a network's, always: nobody waits in a circle.
+  for (const std::string& key : keys) connection.Lock(key);
+  for (const std::string& key : keys) wait = std::max(wait, kWrongPasswords.Ask(connection, key, now).wait);
+  if (wait > 0) return wait;
+  for (const std::string& key : keys) kWrongPasswords.Count(connection, key, now);
+  // Nobody may make the disk work by guessing.
+  connection.SetDurability(data::Durability::kMemory);
+  connection.Commit();
+  connection.SetDurability(data::Durability::kDisk);
+  return 0;
+}
+
 SignInResult Gate::SignIn(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
-                          std::string_view password, std::int64_t now) const {
+                          std::string_view password, std::int64_t now) {
   const StaffSessions sessions(connection, options_.sessions);
   const std::string_view browser = TokenOf(request, kBrowser);
   const bool known = sessions.IsBrowserOf(browser, name);
@@ -86,16 +96,18 @@ SignInResult Gate::SignIn(data::Connection& connection, const wire::HttpRequest&
     if (!request.from_this_machine) keys.push_back("password/network/" + DigestOf(request.network));
   }
   SignInResult result;
-  for (const std::string& key : keys) {
-    result.wait = std::max(result.wait, kWrongPasswords.Ask(connection, key, now).wait);
+  result.wait = TakeTry(connection, keys, now);
+  if (result.wait > 0) {
+    figures_.Refused(Rule::kSignInWait);
+    return result;
   }
-  if (result.wait > 0) return result;
   result.person = Accounts(connection).Verify(name, password);
   if (!result.person) {
-    for (const std::string& key : keys) kWrongPasswords.Count(connection, key, now);
+    ++figures_.wrong_passwords;
     return result;
   }
   Slowdown::Forget(connection, keys.front());
+  for (std::size_t i = 1; i < keys.size(); ++i) kWrongPasswords.Uncount(connection, keys[i]);
   result.cookies = Begin(connection, request, name, now);
   if (!known) {
     const std::string token = StaffSessions(connection, options_.sessions).BeginBrowser(name, now);
@@ -105,12 +117,18 @@ SignInResult Gate::SignIn(data::Connection& connection, const wire::HttpRequest&
 }
 
 bool Gate::IsPassword(data::Connection& connection, std::string_view name, std::string_view password,
-                      std::int64_t now) const {
+                      std::int64_t now) {
   const std::string key = AccountKey(name);
-  if (kWrongPasswords.Ask(connection, key, now).wait > 0) return false;
-  if (Accounts(connection).Verify(name, password)) return true;
-  kWrongPasswords.Count(connection, key, now);
-  return false;
+  if (TakeTry(connection, {key}, now) > 0) {
+    figures_.Refused(Rule::kSignInWait);
+    return false;
+  }
+  if (!Accounts(connection).Verify(name, password)) {
+    ++figures_.wrong_passwords;
+    return false;
+  }
+  kWrongPasswords.Uncount(connection, key);
+  return true;
 }
 
 std::vector<std::string> Gate::Begin(data::Connection& connection, const wire::HttpRequest& request,

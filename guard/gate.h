@@ -10,11 +10,16 @@
 #include <vector>
 
 #include "frame/data/connection.h"
+#include "guard/figures.h"
 #include "guard/role.h"
+#include "guard/slowdown.h"
 #include "guard/staff_sessions.h"
 #include "wire/http_message.h"
 
 namespace surva::guard {
+
+// Wrong passwords of one account, of one network, of one browser from which somebody has signed in before.
+constexpr Slowdown kWrongPasswords({.free = 5, .longest_wait = 60, .forgotten_in = 300});
 
 struct Admission {
   enum class Refusal : std::uint8_t {
@@ -54,13 +59,12 @@ class Gate {
   // Whether anybody has to sign in.
   bool IsGuarded(data::Connection& connection, std::int64_t now);
 
-  // Takes a tenth of a second of processor time: for the passwords' own lane. What it counts is written through the
-  // connection.
+  // Takes a tenth of a second of processor time: for the passwords' own lane. The try is counted, and committed, before
+  // the password is looked at: any number of tries at once, on any number of nodes, are not let through by one count.
   SignInResult SignIn(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
-                      std::string_view password, std::int64_t now) const;
+                      std::string_view password, std::int64_t now);
   // Whether that is the password of an account that is signed in; wrong tries are counted as those of a sign-in are.
-  bool IsPassword(data::Connection& connection, std::string_view name, std::string_view password,
-                  std::int64_t now) const;
+  bool IsPassword(data::Connection& connection, std::string_view name, std::string_view password, std::int64_t now);
   // Begins a session for somebody whose password was verified.
   std::vector<std::string> Begin(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
                                  std::int64_t now) const;
@@ -69,10 +73,17 @@ class Gate {
 
   void Purge(data::Connection& connection, std::int64_t now) const;
 
+  Figures& figures() { return figures_; }
+  const Figures& figures() const { return figures_; }
+
  private:
+  // Seconds to wait, or nothing: then the try stands as a wrong one of all keys.
+  static std::int64_t TakeTry(data::Connection& connection, const std::vector<std::string>& keys, std::int64_t now);
+
   const Options options_ = {};
   std::atomic<bool> guarded_ = false;  // once there was an account, for as long as the program runs
   std::atomic<std::int64_t> looked_ = 0;
+  Figures figures_;
 };
 
 std::int64_t SecondsNow();

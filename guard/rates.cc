@@ -24,7 +24,13 @@ PinGuard::PinGuard(int free) : on_(free > 0), network_({.free = free, .longest_w
 
 PinGuard::Standing PinGuard::Ask(data::Connection& connection, std::string_view network, std::int64_t now) const {
   if (!on_) return {};
-  const Slowdown::Standing own = network_.Ask(connection, NetworkKey(network), now);
+  const std::string key = NetworkKey(network);
+  Slowdown::Standing own = network_.Ask(connection, key, now);
+  if (own.has_wrong && own.wait == 0) {
+    // Tries that come at once must not all pass by one count: they go one after the other, on all nodes.
+    connection.Lock(key);
+    own = network_.Ask(connection, key, now);
+  }
   return {own.wait, kAll.Ask(connection, kEverywhere, now).free == 0, own.has_wrong};
 }
 

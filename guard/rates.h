@@ -25,6 +25,7 @@ class PinGuard {
     bool busy = false;      // so many are wrong, from wherever, that tries go one after the other
     bool had_wrong = false;
   };
+  // Holds the tries of a network that has wrong ones until the connection commits or rolls back.
   Standing Ask(data::Connection& connection, std::string_view network, std::int64_t now) const;
   void CountWrong(data::Connection& connection, std::string_view network, std::int64_t now) const;
   // A right PIN gives a class behind one address its free tries back: each PIN once in an hour, lest one who has a PIN

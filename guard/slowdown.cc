@@ -44,6 +44,11 @@ void Slowdown::Count(data::Connection& connection, std::string_view key, std::in
                       " else WrongTry.PaidOff + ", Number(rule_.forgotten_in), " end"});
 }
 
+void Slowdown::Uncount(data::Connection& connection, std::string_view key) const {
+  connection.Execute(
+      {"update WrongTry set PaidOff = PaidOff - ", Number(rule_.forgotten_in), " where TryKey=", Bound(Field(key))});
+}
+
 void Slowdown::Forget(data::Connection& connection, std::string_view key) {
   connection.Execute({"delete from WrongTry where TryKey=", Bound(Field(key))});
 }

@@ -30,6 +30,8 @@ class Slowdown {
   Standing Ask(data::Connection& connection, std::string_view key, std::int64_t now) const;
   // Counts a wrong try.
   void Count(data::Connection& connection, std::string_view key, std::int64_t now) const;
+  // Takes one back that was counted before it proved right.
+  void Uncount(data::Connection& connection, std::string_view key) const;
   // Forgets all of them.
   static void Forget(data::Connection& connection, std::string_view key);
   // Deletes what has been quiet for a day.

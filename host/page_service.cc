@@ -251,13 +251,20 @@ wire::HttpResponse PageService::Answer(Order& order, data::Connection& connectio
   return FileOr404(order.request);
 }
 
+wire::HttpResponse PageService::Refuse(guard::Rule rule, wire::HttpResponse answer) {
+  gate_.figures().Refused(rule);
+  return answer;
+}
+
 std::optional<wire::HttpResponse> PageService::Stop(Order& order, data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
   const Route& route = *order.route;
   const bool posted = http.method == wire::HttpRequest::Method::kPost;
   if (!route.path.starts_with("/admin/")) {
     // What a page of the eleven does on the public side is judged by its form.
-    if (posted && route.desk != nullptr && !guard::IsFromOwnPage(http)) return desk::RefuseForeign(http);
+    if (posted && route.desk != nullptr && !guard::IsFromOwnPage(http)) {
+      return Refuse(guard::Rule::kForeign, desk::RefuseForeign(http));
+    }
     return {};
   }
   if (!route.roles.empty()) {
@@ -266,11 +273,11 @@ std::optional<wire::HttpResponse> PageService::Stop(Order& order, data::Connecti
       case guard::Admission::Refusal::kNone:
         break;
       case guard::Admission::Refusal::kSignIn:
-        return desk::LeadToSignIn(http);
+        return Refuse(guard::Rule::kSignIn, desk::LeadToSignIn(http));
       case guard::Admission::Refusal::kRole:
-        return desk::RefuseRole(admission.person);
+        return Refuse(guard::Rule::kRole, desk::RefuseRole(admission.person));
       case guard::Admission::Refusal::kProxied:
-        return desk::RefuseProxied();
+        return Refuse(guard::Rule::kUnguarded, desk::RefuseProxied());
     }
     order.person = std::move(admission.person);
     order.staff_token = std::move(admission.token);
@@ -281,9 +288,9 @@ std::optional<wire::HttpResponse> PageService::Stop(Order& order, data::Connecti
     case guard::Verdict::kPass:
       break;
     case guard::Verdict::kAskAgain:
-      return desk::AskAgain(http);
+      return Refuse(guard::Rule::kLookFirst, desk::AskAgain(http));
     case guard::Verdict::kRefuse:
-      return desk::RefuseForeign(http);
+      return Refuse(guard::Rule::kForeign, desk::RefuseForeign(http));
   }
   return {};
 }
@@ -292,22 +299,27 @@ std::optional<wire::HttpResponse> PageService::StopVisitor(Order& order, const R
                                                            data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
   if ((request.Filled("FormAccepted") || request.Filled("NeXt")) && !guard::IsFromOwnPage(http)) {
-    return desk::RefuseForeign(http);
+    return Refuse(guard::Rule::kForeign, desk::RefuseForeign(http));
   }
   if (http.from_this_machine) return {};
   if (http.method == wire::HttpRequest::Method::kPost || !http.query.empty()) {
     const std::int64_t wait = writes_.Ask(http.network, std::chrono::steady_clock::now());
-    if (wait > 0) return desk::RefuseUntil("So much has come from your network that no more is taken for now.", wait);
+    if (wait > 0) {
+      return Refuse(guard::Rule::kPublicWrites,
+                    desk::RefuseUntil("So much has come from your network that no more is taken for now.", wait));
+    }
   }
   if (!request.Filled("PIN") || !pins_.on()) return {};
   const std::int64_t now = guard::SecondsNow();
   const guard::PinGuard::Standing standing = pins_.Ask(connection, http.network, now);
   if (standing.wait > 0) {
-    return desk::RefuseUntil("Several PINs that nobody has came from your network.", standing.wait);
+    return Refuse(guard::Rule::kPinWait,
+                  desk::RefuseUntil("Several PINs that nobody has came from your network.", standing.wait));
   }
   order.had_wrong_pins = standing.had_wrong;
   if (standing.busy && !order.paced) {
     order.wants_pace = true;
+    ++gate_.figures().paced_pins;
     if (busy_noted_.exchange(now / 60) != now / 60) {
       log_.Warning("many wrong PINs from everywhere: tries of PINs go one after the other now");
     }
@@ -348,14 +360,12 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
                       }};
   order.route->make(context)->Serve();
 
-  if (is_public) {
-    if (request.Filled("PIN") || request.Filled("version")) visit.Renew();
-    if (!http.from_this_machine) CountVisitor(order, request, response, connection);
-  }
+  if (is_public && (request.Filled("PIN") || request.Filled("version"))) visit.Renew();
 
   // What staff look at may take long, and is not worked out twice to write down what they looked for.
   if (order.turn->lane() == Lane::kStaff) connection.AllowWriting();
   visit.Save(connection);
+  if (is_public && !http.from_this_machine) CountVisitor(order, request, response, connection);
   order.use_is_due = visit.use_is_due();
 
   std::string policy = response.redirect() ? std::string() : PagePolicy(http, order.route->path, request, response);
@@ -372,10 +382,14 @@ void PageService::CountVisitor(const Order& order, const Request& request, const
                                data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
   if (connection.HasWritten()) {
+    // Sessions too: they are kept for a day.
     writes_.Count(http.network, http.body.size() + http.query.size(), std::chrono::steady_clock::now());
   }
   if (!response.pin_found()) return;
   if (!*response.pin_found()) {
+    ++gate_.figures().wrong_pins;
+    // Nobody may make the disk work by guessing.
+    if (!connection.HasWritten()) connection.SetDurability(data::Durability::kMemory);
     pins_.CountWrong(connection, http.network, guard::SecondsNow());
   } else if (order.had_wrong_pins) {
     pins_.CountRight(connection, http.network, request("PIN"), guard::SecondsNow());

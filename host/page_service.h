@@ -41,6 +41,9 @@ class PageService final : public wire::Site {
 
   void Handle(wire::HttpRequest request, wire::Respond respond) override;
 
+  // What the guard has counted.
+  const guard::Figures& guard_figures() const { return gate_.figures(); }
+
   // Deletes what visits that have ended left behind; to be called now and then.
   void Purge();
 
@@ -52,6 +55,8 @@ class PageService final : public wire::Site {
   void Serve(const std::shared_ptr<Order>& order);
   // When all that it wrote is on disk, or has failed.
   void Finish(const std::shared_ptr<Order>& order, const std::exception_ptr& failure);
+  // The answer, counted as one by that rule.
+  wire::HttpResponse Refuse(guard::Rule rule, wire::HttpResponse answer);
   // The answer to who does not pass, or nothing; tells the order who it is.
   std::optional<wire::HttpResponse> Stop(Order& order, data::Connection& connection);
   // The same for the public page, by what its form says.

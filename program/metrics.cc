@@ -189,7 +189,8 @@ MetricFamily GaugeOf(const char* name, const char* help, double value, std::vect
 // What is asked for only when somebody wants to know.
 class AskedFigures final : public prometheus::Collectable {
  public:
-  AskedFigures(data::Database& database, const host::WorkerPool& workers) : database_(database), workers_(workers) {}
+  AskedFigures(data::Database& database, const host::WorkerPool& workers, const guard::Figures& guard)
+      : database_(database), workers_(workers), guard_(guard) {}
 
   std::vector<MetricFamily> Collect() const override {
     const bool sqlite = database_.dialect() == data::Dialect::kSqlite;
@@ -201,6 +202,7 @@ class AskedFigures final : public prometheus::Collectable {
     const data::Traffic& traffic = database_.traffic();
     all.push_back(CounterOf("surva_round_trips_total", "Questions to the database server", traffic.round_trips));
     all.push_back(CounterOf("surva_flushes_total", "Times that SQLite's log was brought to disk", traffic.flushes));
+    AddGuard(all);
     double up = 1;
     try {
       data::Connection db(database_);
@@ -220,8 +222,24 @@ class AskedFigures final : public prometheus::Collectable {
   }
 
  private:
+  void AddGuard(std::vector<MetricFamily>& all) const {
+    MetricFamily refusals{
+        "surva_refusals_total", "Requests that the guard did not let through, by rule", MetricType::Counter, {}};
+    for (std::size_t rule = 0; rule < guard_.refusals.size(); ++rule) {
+      ClientMetric& metric = refusals.metric.emplace_back();
+      metric.label = {{"rule", std::string(guard::kRuleNames[rule])}};
+      metric.counter.value = static_cast<double>(guard_.refusals[rule].load());
+    }
+    all.push_back(std::move(refusals));
+    all.push_back(CounterOf("surva_wrong_pins_total", "PINs that nobody has", guard_.wrong_pins));
+    all.push_back(CounterOf("surva_paced_pins_total", "Tries of PINs that waited, because so many were wrong",
+                            guard_.paced_pins));
+    all.push_back(CounterOf("surva_wrong_passwords_total", "Failed sign-ins", guard_.wrong_passwords));
+  }
+
   data::Database& database_;
   const host::WorkerPool& workers_;
+  const guard::Figures& guard_;
 };
 
 }  // namespace
@@ -247,8 +265,9 @@ data::Database::Wrap Metrics::AroundEngines() {
   };
 }
 
-int Metrics::Serve(const std::string& address, data::Database& database, const host::WorkerPool& workers) try {
-  parts_->asked = std::make_shared<AskedFigures>(database, workers);
+int Metrics::Serve(const std::string& address, data::Database& database, const host::WorkerPool& workers,
+                   const guard::Figures& guard) try {
+  parts_->asked = std::make_shared<AskedFigures>(database, workers, guard);
   parts_->exposer = std::make_unique<prometheus::Exposer>(
       std::vector<std::string>{"listening_ports", address, "num_threads", "1", "request_timeout_ms", "5000"});
   parts_->exposer->RegisterCollectable(parts_->registry);
@@ -257,6 +276,10 @@ int Metrics::Serve(const std::string& address, data::Database& database, const h
 } catch (const std::exception& failure) {
   throw std::runtime_error("metrics cannot be given out on " + address + " (" + failure.what() +
                            "); see metrics-listen");
+}
+
+void Metrics::Close() {
+  parts_->exposer.reset();
 }
 
 }  // namespace surva::program

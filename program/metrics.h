@@ -5,6 +5,7 @@
 #include <string>
 
 #include "frame/data/database.h"
+#include "guard/figures.h"
 #include "host/worker_pool.h"
 #include "wire/log.h"
 
@@ -22,9 +23,11 @@ class Metrics {
   // Counts what connections do.
   data::Database::Wrap AroundEngines();
 
-  // Gives the figures out under http://ADDRESS/metrics from now on; database and workers outlive this object. Gives the
-  // port. Throws a std::runtime_error if nothing can listen there.
-  int Serve(const std::string& address, data::Database& database, const host::WorkerPool& workers);
+  // Gives the figures out under http://ADDRESS/metrics from now on, until Close; what is given outlives that.
+  // Gives the port. Throws a std::runtime_error if nothing can listen there.
+  int Serve(const std::string& address, data::Database& database, const host::WorkerPool& workers,
+            const guard::Figures& guard);
+  void Close();
 
  private:
   struct Parts;

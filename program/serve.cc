@@ -39,9 +39,9 @@ constexpr std::chrono::minutes kPurgeEvery{10};
 constexpr std::chrono::milliseconds kLastMoment{9'500};
 
 // Signals whose default is to kill, though nobody means that by them. Those of programming errors stay as they are, and
-// SIGQUIT, for a core.
+// SIGQUIT, for a core. SIGHUP says nothing until there is something to read anew.
 void IgnoreStraySignals() {
-  for (const int number : {SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGXFSZ}) {
+  for (const int number : {SIGHUP, SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGXFSZ}) {
     std::signal(number, SIG_IGN);
   }
   for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) std::signal(number, SIG_IGN);
@@ -231,8 +231,11 @@ int Serve(const Configuration& configuration) {
   const bool guarded = IsGuarded(configuration, database);
   host::PageService service(Pages(configuration, settings), database, *files, workers, *metered);
   const std::unique_ptr<wire::Server> server = OpenServer(io, configuration, service, *metered);
+  const std::unique_ptr<Metrics, void (*)(Metrics*)> scraped(&metrics, [](Metrics* open) { open->Close(); });
 
-  if (!configuration.metrics_listen.empty()) metrics.Serve(configuration.metrics_listen, database, workers);
+  if (!configuration.metrics_listen.empty()) {
+    metrics.Serve(configuration.metrics_listen, database, workers, service.guard_figures());
+  }
   log->Info(StartLine(database));
   if (!guarded) {
     log->Info(configuration.no_staff_guard
@@ -245,8 +248,9 @@ int Serve(const Configuration& configuration) {
   std::cout << "surva serves " << SiteAddress(configuration, server->port()) << "/" << std::endl;
   // Says nothing where no service manager asked for it.
   sd_notifyf(0, "READY=1\nSTATUS=serves %s/", SiteAddress(configuration, server->port()).c_str());
+  // Signals are held to the very end, when they do nothing any more.
+  const Errands errands(io, *server, service, *log);
   {
-    const Errands errands(io, *server, service, *log);
     std::optional<desk::MailSender> mail;
     if (!configuration.mail_server.empty()) mail.emplace(settings.mail, database, *log);
     server->Run();

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <latch>
+#include <thread>
+
 #include "guard/accounts.h"
 #include "guard/rates.h"
 #include "guard/token.h"
@@ -32,6 +36,24 @@ class GateTest : public test::OnBothEngines {
     const SignInResult result = gate.SignIn(*connection_, request, name, password, now);
     connection_->Commit();
     return result;
+  }
+
+  // How many of eight tries that begin at the same moment are let through.
+  template <class Try>
+  int PassAtOnce(Try attempt) {
+    constexpr int kTries = 8;
+    std::latch start(kTries);
+    std::atomic<int> passed = 0;
+    std::vector<std::jthread> people;
+    for (int i = 0; i < kTries; ++i) {
+      people.emplace_back([&, i] {
+        data::Connection connection(*database_);
+        start.arrive_and_wait();
+        passed += attempt(connection, i) ? 1 : 0;
+      });
+    }
+    people.clear();
+    return passed;
   }
 
   test::TestDatabase database_{GetParam()};
@@ -109,14 +131,10 @@ TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
   EXPECT_GT(SignIn(gate, "nobody", "wrong password").wait, 0) << "the address waits";
   EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow, Request(browser)).person) << "who signed in here before does not";
   EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow + 60).person);
-  // Other addresses guessing at one name.
   std::int64_t tried = 0;
   for (int second = 1000; second < 1000 + 3600; ++second) {
-    wire::HttpRequest elsewhere = Request();
-    elsewhere.network = std::to_string(second);
-    const Slowdown account({.free = 5, .longest_wait = 60, .forgotten_in = 300});
-    if (account.Ask(*connection_, "password/account/" + DigestOf("anna"), kNow + second).wait > 0) continue;
-    account.Count(*connection_, "password/account/" + DigestOf("anna"), kNow + second);
+    if (kWrongPasswords.Ask(*connection_, "account", kNow + second).wait > 0) continue;
+    kWrongPasswords.Count(*connection_, "account", kNow + second);
     ++tried;
   }
   EXPECT_LE(tried, 80) << "guesses in an hour";
@@ -158,6 +176,32 @@ TEST_P(GateTest, GuessingPinsTakesAMinuteEach) {
   EXPECT_GE(tries, 10 + 55);
   EXPECT_LE(tries, 10 + 6 + 60);
   EXPECT_EQ(nodes[0].Ask(*connection_, "another", kNow).wait, 0);
+}
+
+// Each node is a gate of its own, and asks before it counts.
+TEST_P(GateTest, TriesAtOnceAreNotLetThroughByOneCount) {
+  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
+  connection_->Commit();
+  Gate nodes[2];
+  const auto sign_in = [&](data::Connection& connection, int i) {
+    wire::HttpRequest request = Request();
+    request.network = std::to_string(i);
+    return nodes[i % 2].SignIn(connection, request, "anna", "wrong password", kNow).wait == 0;
+  };
+  EXPECT_EQ(PassAtOnce(sign_in), 5);
+  EXPECT_EQ(nodes[0].figures().wrong_passwords + nodes[1].figures().wrong_passwords, 5U);
+
+  const PinGuard pins;
+  for (int i = 0; i < 20; ++i) pins.CountWrong(*connection_, "net", kNow - 61);
+  connection_->Commit();
+  const auto pin = [&](data::Connection& connection, int) {
+    if (pins.Ask(connection, "net", kNow).wait > 0) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the page looks for the PIN
+    pins.CountWrong(connection, "net", kNow);
+    connection.Commit();
+    return true;
+  };
+  EXPECT_EQ(PassAtOnce(pin), 1) << "a network that must wait a minute for each";
 }
 
 TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {

@@ -4,6 +4,7 @@
 #include "guard/accounts.h"
 #include "host/visitor_sessions.h"
 #include "tests/host/node.h"
+#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace surva::host {
@@ -33,10 +34,14 @@ HttpRequest With(HttpRequest request, const wire::HeaderFields& more) {
   request.headers.insert(request.headers.end(), more.begin(), more.end());
   return request;
 }
+std::future<HttpResponse> Send(test::Node& node, HttpRequest request) {
+  auto answer = std::make_shared<std::promise<HttpResponse>>();
+  std::future<HttpResponse> coming = answer->get_future();
+  node.service.Handle(std::move(request), [answer](HttpResponse response) { answer->set_value(std::move(response)); });
+  return coming;
+}
 HttpResponse Ask(test::Node& node, HttpRequest request) {
-  std::promise<HttpResponse> answer;
-  node.service.Handle(std::move(request), [&](HttpResponse response) { answer.set_value(std::move(response)); });
-  return answer.get_future().get();
+  return Send(node, std::move(request)).get();
 }
 std::string Cookies(const HttpResponse& response) {
   std::string cookies;
@@ -197,6 +202,75 @@ TEST_P(GuardedSite, GuessedPinsWaitOnAllNodesAndRightOnesDoNot) {
   EXPECT_EQ(answer.status, 429U);
   EXPECT_NE(test::HeaderOf(answer, "Retry-After"), "");
   EXPECT_EQ(try_pin(node_, "1", true), 200U) << "who sits at the machine is not slowed down";
+}
+
+// Thirty students behind one address, who all err twice and try as often as they may, on two nodes behind a proxy.
+TEST_P(GuardedSite, AClassThatErrsGetsIn) {
+  test::Seed seed(*database_);
+  const std::int64_t surva = seed.Surva({.rows = {{.role = test::kMain, .control = test::kText, .content = "?"}}});
+  struct Student {
+    std::string pin;
+    int errors = 2;
+    bool in = false;
+  };
+  std::vector<Student> students(30);
+  for (Student& student : students) {
+    student.pin = std::to_string(7000 + (&student - students.data()));
+    seed.Participant(surva, student.pin);
+  }
+  int in = 0;
+  int seconds = 0;
+  while (in < 30 && seconds < 600) {
+    std::vector<std::pair<Student*, std::future<HttpResponse>>> tries;
+    for (Student& student : students) {
+      if (student.in) continue;
+      test::Node& node = tries.size() % 2 == 0 ? node_ : other_;
+      tries.emplace_back(&student, Send(node, Post("/surva.asp", "PIN=" + (student.errors > 0 ? "1" : student.pin))));
+    }
+    int wait = 600;
+    for (auto& [student, coming] : tries) {
+      const HttpResponse answer = coming.get();
+      if (answer.status == 429) {
+        wait = std::min(wait, std::stoi(test::HeaderOf(answer, "Retry-After")));
+      } else if (student->errors > 0) {
+        --student->errors;
+        wait = 0;
+      } else {
+        student->in = true;
+        ++in;
+        wait = 0;
+      }
+    }
+    // Time goes by.
+    test::Write(*database_,
+                {"update WrongTry set LastTry=LastTry-", data::Number(wait), ", PaidOff=PaidOff-", data::Number(wait)});
+    seconds += wait;
+  }
+  EXPECT_EQ(in, 30);
+  EXPECT_LE(seconds, 120);
+}
+
+TEST_P(GuardedSite, TriesOfPinsWaitForEachOtherWhenManyAreWrong) {
+  guard::PinGuard pins;
+  data::Connection setup(*database_);
+  pins.CountWrong(setup, "somebody", guard::SecondsNow());
+  setup.Execute({"update WrongTry set PaidOff=PaidOff+10000 where TryKey='pin/everywhere'"});
+  setup.Commit();
+  const auto begin = std::chrono::steady_clock::now();
+  std::vector<std::future<HttpResponse>> tries;
+  for (int i = 0; i < 100; ++i) {
+    HttpRequest request = Post("/surva.asp", "PIN=1");
+    request.network = std::to_string(i);
+    tries.push_back(Send(node_, std::move(request)));
+  }
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(tries[i].get().status, 200U) << "delayed, not refused";
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(800));
+  // Nobody else waits for them.
+  EXPECT_EQ(Ask(node_, Get("/surva.asp")).status, 200U);
+  EXPECT_EQ(Ask(node_, Post("/surva.asp", "NeXt=1&Notes=fine")).status, 200U);
+  EXPECT_EQ(tries.back().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  EXPECT_GE(node_.service.guard_figures().paced_pins, 5U);
+  node_.workers.Stop();
 }
 
 TEST_P(GuardedSite, OneNetworkStoresNoMoreThanItsShare) {

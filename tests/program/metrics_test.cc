@@ -52,13 +52,17 @@ TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
     log->Access({.method = "GET", .target = target, .status = i % 2 == 0 ? 404U : 302U, .milliseconds = 1});
   }
 
-  const int port = metrics.Serve("127.0.0.1:0", metered, workers);
+  guard::Figures guard;
+  guard.Refused(guard::Rule::kPinWait);
+  guard.wrong_pins = 11;
+  const int port = metrics.Serve("127.0.0.1:0", metered, workers, guard);
   const std::string page = Fetch(port);
   for (const char* line :
        {"surva_requests_total{page=\"/admin/company.asp\",status=\"200\"} 2",
         "surva_requests_total{page=\"other\",status=\"404\"} 250", "surva_database_up 1",
         "surva_statement_duration_seconds_count{effect=\"commit\"} 1", "surva_statement_failures_total 1",
-        "surva_database_connections 1", "surva_queue_length 0"}) {
+        "surva_database_connections 1", "surva_queue_length 0", "surva_refusals_total{rule=\"pin-wait\"} 1",
+        "surva_refusals_total{rule=\"sign-in\"} 0", "surva_wrong_pins_total 11"}) {
     EXPECT_NE(page.find(std::string("\n") + line + "\n"), std::string::npos) << line << page;
   }
   std::size_t pages = 0;
@@ -73,7 +77,7 @@ TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
   EXPECT_GT(asked.size(), 8U);
   for (const std::string& metric : asked) EXPECT_NE(page.find("\n" + metric), std::string::npos) << metric;
 
-  EXPECT_THROW(Metrics().Serve("127.0.0.1:" + std::to_string(port), metered, workers), std::runtime_error);
+  EXPECT_THROW(Metrics().Serve("127.0.0.1:" + std::to_string(port), metered, workers, guard), std::runtime_error);
 }
 
 }  // namespace

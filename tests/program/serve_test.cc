@@ -112,6 +112,7 @@ TEST_F(Process, TakesSignalsAsTheyAreMeant) {
   EXPECT_NE(Say(client).find("CN = second"), std::string::npos);
 
   ::kill(child_, SIGTERM);
+  ::kill(child_, SIGHUP);
   int status = -1;
   EXPECT_EQ(::waitpid(child_, &status, 0), child_);
   child_ = 0;
