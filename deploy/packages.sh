@@ -11,7 +11,7 @@ packages_for() {
                 python3-aiosmtpd nginx-light procps ;;
     lint)  echo clang-format-14 clang-tidy-14 ;;
     fuzz)  echo clang-14 libclang-rt-14-dev ;;
-    attack) echo sqlmap wapiti slowhttptest nginx-light curl python3 ;;
+    attack) echo sqlmap wapiti slowhttptest nginx-light curl python3 postgresql-15 postgresql-client-15 ;;
     package) echo dpkg-dev file ;;
     bare)  echo debootstrap debian-archive-keyring gpgv systemd-container ;;
     bench) echo nginx-light curl sqlite3 ;;
