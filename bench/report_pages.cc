@@ -17,6 +17,7 @@
 
 #include "bench/measuring.h"
 #include "frame/data/assembly.h"
+#include "frame/data/forwarding_engine.h"
 #include "reporting/browse.h"
 #include "reporting/stat.h"
 
@@ -155,30 +156,17 @@ void MeasureBareServer(const char* name, const std::string& dsn, double seconds,
 }
 
 // An engine in front of the real one that keeps the statements.
-class Recorder final : public data::Engine {
+class Recorder final : public data::ForwardingEngine {
  public:
   Recorder(std::unique_ptr<data::Engine> engine, std::vector<std::string>& texts)
-      : engine_(std::move(engine)), texts_(texts) {}
-  data::Dialect dialect() const override { return engine_->dialect(); }
+      : ForwardingEngine(std::move(engine)), texts_(texts) {}
   data::Rows Run(data::Statement statement, data::Effect effect) override {
     std::vector<const data::Piece*> values;
     data::Assemble(statement, dialect(), texts_.emplace_back(), values);
     return engine_->Run(statement, effect);
   }
-  std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
-  void RunScript(const std::string& script) override { engine_->RunScript(script); }
-  void Begin() override { engine_->Begin(); }
-  void Lock(std::int64_t name) override { engine_->Lock(name); }
-  void Commit(data::Durability durability, data::Statement last) override { engine_->Commit(durability, last); }
-  void Rollback() noexcept override { engine_->Rollback(); }
-  bool InTransaction() const override { return engine_->InTransaction(); }
-  void BeginInner() override { engine_->BeginInner(); }
-  void CommitInner() override { engine_->CommitInner(); }
-  void RollbackInner() noexcept override { engine_->RollbackInner(); }
-  bool Usable() const override { return engine_->Usable(); }
 
  private:
-  std::unique_ptr<data::Engine> engine_;
   std::vector<std::string>& texts_;
 };
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "frame/data/connection.h"
-#include "frame/data/engine.h"
+#include "frame/data/forwarding_engine.h"
 #include "frame/values/text.h"
 #include "version/version.h"
 
@@ -63,31 +63,25 @@ struct DatabaseFigures {
   prometheus::Gauge& connections;
 };
 
-class MeteredEngine final : public data::Engine {
+class MeteredEngine final : public data::ForwardingEngine {
  public:
   MeteredEngine(std::unique_ptr<data::Engine> engine, std::shared_ptr<DatabaseFigures> figures)
-      : engine_(std::move(engine)), figures_(std::move(figures)) {
+      : ForwardingEngine(std::move(engine)), figures_(std::move(figures)) {
     figures_->connections.Increment();
   }
   ~MeteredEngine() override { figures_->connections.Decrement(); }
 
-  data::Dialect dialect() const override { return engine_->dialect(); }
   data::Rows Run(data::Statement statement, data::Effect effect) override {
     const auto begin = steady_clock::now();
     data::Rows rows = Counted([&] { return engine_->Run(statement, effect); });
     (effect == data::Effect::kRead ? figures_->reads : figures_->writes).Observe(SecondsSince(begin));
     return rows;
   }
-  std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
   void Replace(data::Statement removal, const data::RowSet& rows) override {
     const auto begin = steady_clock::now();
     Counted([&] { engine_->Replace(removal, rows); });
     figures_->writes.Observe(SecondsSince(begin));
   }
-  void RunScript(const std::string& script) override { engine_->RunScript(script); }
-  void Begin() override { engine_->Begin(); }
-  void Lock(std::int64_t name) override { engine_->Lock(name); }
-  void SetAuthor(const data::Author& author) override { engine_->SetAuthor(author); }
   void Commit(data::Durability durability, data::Statement last) override {
     const auto begin = steady_clock::now();
     Counted([&] { engine_->Commit(durability, last); });
@@ -96,12 +90,6 @@ class MeteredEngine final : public data::Engine {
   void Flush() override {
     Counted([&] { engine_->Flush(); });
   }
-  void Rollback() noexcept override { engine_->Rollback(); }
-  bool InTransaction() const override { return engine_->InTransaction(); }
-  void BeginInner() override { engine_->BeginInner(); }
-  void CommitInner() override { engine_->CommitInner(); }
-  void RollbackInner() noexcept override { engine_->RollbackInner(); }
-  bool Usable() const override { return engine_->Usable(); }
 
  private:
   template <class Action>
@@ -114,7 +102,6 @@ class MeteredEngine final : public data::Engine {
     }
   }
 
-  std::unique_ptr<data::Engine> engine_;
   std::shared_ptr<DatabaseFigures> figures_;
 };
 

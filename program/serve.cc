@@ -1,5 +1,6 @@
 #include "program/serve.h"
 
+#include <sysexits.h>
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
@@ -37,6 +38,8 @@ namespace asio = boost::asio;
 constexpr std::chrono::minutes kPurgeEvery{10};
 // From a signal to the end of the program, whatever hangs.
 constexpr std::chrono::milliseconds kLastMoment{9'500};
+// For the answers and the log's last line, when the disk has failed.
+constexpr std::chrono::milliseconds kLastWord{1000};
 
 // Signals whose default is to kill, though nobody means that by them. Those of programming errors stay as they are, and
 // SIGQUIT, for a core. SIGHUP says nothing until there is something to read anew.
@@ -193,6 +196,18 @@ host::PageService::Options Pages(const Configuration& configuration, const desk:
   return options;
 }
 
+// What the disk did not take can be known only to who reads the files anew; whatever this program still did might make
+// it worse.
+void EndWhenTheDiskFails(data::Database& database, FileLog& log) {
+  database.OnBrokenLog([&log] {
+    log.Error("a flush to disk has failed; surva ends, to be started anew with what is on disk");
+    std::thread([] {
+      std::this_thread::sleep_for(kLastWord);
+      std::_Exit(EX_IOERR);
+    }).detach();
+  });
+}
+
 std::string StartLine(const data::Database& database) {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
@@ -224,6 +239,8 @@ int Serve(const Configuration& configuration) {
   const std::unique_ptr<data::Database> opened = OpenDatabase(
       configuration, [&log](const std::string& text) { log->Warning(text); }, metrics.AroundEngines());
   data::Database& database = *opened;
+  database.SettleLog();
+  EndWhenTheDiskFails(database, *log);
   host::WorkerPool workers({.threads = WorkerCount(configuration),
                             .patience = std::chrono::seconds(configuration.queue_seconds),
                             .most_bytes = configuration.queue_mebibytes << 20});

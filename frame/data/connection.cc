@@ -17,7 +17,7 @@ Connection::~Connection() {
 
 Engine& Connection::Open() {
   if (!engine_) {
-    engine_ = database_.Take();
+    engine_ = database_.Take(deadline_);
     fresh_ = true;
   }
   return *engine_;
@@ -55,7 +55,7 @@ Rows Connection::Query(Statement statement) {
 
 void Connection::Begin() {
   if (begun_) return;
-  Engine& engine = Open();
+  Open();
   if (WriteGate* gate = database_.write_gate(); gate != nullptr) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
@@ -63,8 +63,8 @@ void Connection::Begin() {
     in_gate_ = true;
   }
   try {
-    engine.Begin();
-    engine.SetAuthor(author_);
+    engine_->Begin();
+    engine_->SetAuthor(author_);
   } catch (...) {
     Rollback();
     throw;

@@ -84,7 +84,8 @@ class Connection {
   void Rollback() noexcept;
   void SetDurability(Durability durability) { durability_ = durability; }
 
-  // Until when a writer's turn must have come; the database's own patience holds too.
+  // Until when whatever others hold must have come free: a connection, a writer's turn, a lock. To be said before the
+  // first statement; the database's own patience holds too.
   void SetDeadline(std::chrono::steady_clock::time_point deadline) { deadline_ = deadline; }
   void ForbidWriting() { may_write_ = false; }
   void AllowWriting() { may_write_ = true; }

@@ -15,6 +15,14 @@ namespace {
 constexpr std::chrono::seconds kPatience{5};
 constexpr std::chrono::milliseconds kAgain{100};
 
+constexpr std::string_view kSqlitePrefix = "sqlite:";
+
+Dialect DialectOf(std::string_view dsn) {
+  if (dsn.starts_with(kSqlitePrefix) && dsn.size() > kSqlitePrefix.size()) return Dialect::kSqlite;
+  if (dsn.starts_with("postgresql://") || dsn.starts_with("postgres://")) return Dialect::kPostgres;
+  throw SchemaError("the database is named sqlite:PATH or by a postgresql:// address");
+}
+
 // The protocol's number of it (53300) does not reach a client whose connection is refused; the server's words do.
 bool IsFull(const Fault& fault) {
   for (const std::string_view words : {"too many clients", "too many connections", "connection slots"}) {
@@ -50,26 +58,21 @@ void WriteGate::Leave() {
   if (!waiting_.empty()) waiting_.front()->turn.notify_one();
 }
 
-Database::Database(std::string dsn, Wrap wrap, MissingFile missing) : dsn_(std::move(dsn)), wrap_(std::move(wrap)) {
-  constexpr std::string_view kSqlitePrefix = "sqlite:";
-  if (dsn_.starts_with(kSqlitePrefix) && dsn_.size() > kSqlitePrefix.size()) {
-    address_ = dsn_.substr(kSqlitePrefix.size());
-  } else if (dsn_.starts_with("postgresql://") || dsn_.starts_with("postgres://")) {
-    dialect_ = Dialect::kPostgres;
-    address_ = dsn_;
-  } else {
-    throw SchemaError("the database is named sqlite:PATH or by a postgresql:// address");
-  }
+Database::Database(std::string dsn, Wrap wrap, MissingFile missing)
+    : dsn_(std::move(dsn)),
+      wrap_(std::move(wrap)),
+      dialect_(DialectOf(dsn_)),
+      address_(dialect_ == Dialect::kSqlite ? dsn_.substr(kSqlitePrefix.size()) : dsn_) {
   idle_.push_back(Open(missing));
   if (dialect_ == Dialect::kSqlite) identity_ = FileIdentity::Of(address_);
 }
 
 Database::~Database() = default;
 
-std::unique_ptr<Engine> Database::Open(MissingFile missing) const {
+std::unique_ptr<Engine> Database::Open(MissingFile missing) {
   if (dialect_ == Dialect::kSqlite && identity_ != FileIdentity{}) CheckIdentity();
-  std::unique_ptr<Engine> engine =
-      dialect_ == Dialect::kSqlite ? OpenSqlite(address_, missing, traffic_) : OpenPostgres(address_, traffic_);
+  std::unique_ptr<Engine> engine = dialect_ == Dialect::kSqlite ? OpenSqlite(address_, missing, traffic_, change_log_)
+                                                                : OpenPostgres(address_, traffic_);
   return wrap_ ? wrap_(std::move(engine)) : std::move(engine);
 }
 
@@ -85,16 +88,18 @@ void Database::BringUpToDate() {
   Give(std::move(engine));
 }
 
-std::unique_ptr<Engine> Database::Take() {
-  const auto deadline = SteadyClock::now() + kPatience;
+std::unique_ptr<Engine> Database::Take(Engine::Time deadline) {
+  const Engine::Time patience = std::min(deadline, SteadyClock::now() + kPatience);
   while (true) {
-    if (std::unique_ptr<Engine> engine = TakeIdle(deadline)) return engine;
+    std::unique_ptr<Engine> engine = TakeIdle(patience);
     try {
-      return Open();
+      if (!engine) engine = Open();
+      engine->SetDeadline(deadline);
+      return engine;
     } catch (const Fault& fault) {
       std::unique_lock lock(mutex_);
       --in_use_;
-      if (!IsFull(fault) || SteadyClock::now() >= deadline) throw;
+      if (!IsFull(fault) || SteadyClock::now() >= patience) throw;
       given_.wait_for(lock, kAgain, [this] { return !idle_.empty(); });
     }
   }
@@ -125,13 +130,23 @@ void Database::Give(std::unique_ptr<Engine> engine) {
   given_.notify_one();
 }
 
+void Database::SettleLog() {
+  if (dialect_ != Dialect::kSqlite) return;
+  std::unique_ptr<Engine> engine = Take();
+  engine->Begin();
+  RewriteLog(address_);
+  engine->Rollback();
+  Give(std::move(engine));
+}
+
 void Database::Close() {
+  change_log_.Rest();
   std::vector<std::unique_ptr<Engine>> closing;
   {
     const std::lock_guard lock(mutex_);
     closing.swap(idle_);
   }
-  if (dialect_ == Dialect::kSqlite) {
+  if (dialect_ == Dialect::kSqlite && !change_log_.broken()) {
     if (closing.empty()) closing.push_back(Open());
     closing.front()->RunScript("PRAGMA wal_checkpoint(TRUNCATE)");
   }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/data/change_log.h"
 #include "frame/data/engine.h"
 #include "frame/data/shared_flush.h"
 #include "frame/data/sqlite_engine.h"
@@ -49,13 +50,16 @@ class Database {
 
   // Makes or upgrades the tables.
   void BringUpToDate();
+  // For a program that is going to serve: sees to it that what it found in SQLite's log of changes is on disk.
+  void SettleLog();
 
   // A Fault if the file under the database's name is not the one that was opened. PostgreSQL has none to be checked.
   void CheckIdentity() const;
 
   // An open connection, and back. A connection that is no longer usable is closed, not kept. While the server has no
-  // connection to spare, or kMostConnections are open, Take waits some seconds for one that comes back.
-  std::unique_ptr<Engine> Take();
+  // connection to spare, or kMostConnections are open, Take waits some seconds for one that comes back, not beyond the
+  // deadline, which is the connection's own then.
+  std::unique_ptr<Engine> Take(Engine::Time deadline = Engine::Time::max());
   void Give(std::unique_ptr<Engine> engine);
 
   // Null where the engine itself puts its writers in order.
@@ -65,22 +69,27 @@ class Database {
   SharedFlush& shared_flush() { return shared_flush_; }
   const Traffic& traffic() const { return traffic_; }
 
+  // Is called once, on any thread, when a flush to SQLite's disk has failed: nothing is written any more, and a fresh
+  // program has to go on (see ChangeLog).
+  void OnBrokenLog(std::function<void()> act) { change_log_.OnBreak(std::move(act)); }
+
   // Writes what is still in the log of changes into the database file and closes the kept connections.
   void Close();
 
  private:
   using SteadyClock = std::chrono::steady_clock;
 
-  std::unique_ptr<Engine> Open(MissingFile missing = MissingFile::kRefused) const;
+  std::unique_ptr<Engine> Open(MissingFile missing = MissingFile::kRefused);
   std::unique_ptr<Engine> TakeIdle(SteadyClock::time_point deadline);
 
   const std::string dsn_;
   const Wrap wrap_;
-  Dialect dialect_ = Dialect::kSqlite;
-  std::string address_;
+  const Dialect dialect_;
+  const std::string address_;
   WriteGate gate_;
+  ChangeLog change_log_{address_, gate_};
   SharedFlush shared_flush_;
-  mutable Traffic traffic_;
+  Traffic traffic_;
   FileIdentity identity_;
   std::mutex mutex_;
   std::condition_variable given_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -45,9 +46,13 @@ struct Author {
 
 class Engine {
  public:
+  using Time = std::chrono::steady_clock::time_point;
+
   virtual ~Engine() = default;
 
   virtual Dialect dialect() const = 0;
+  // Until when to wait for what others hold; the engine's own patience holds too.
+  virtual void SetDeadline(Time) {}
   // Runs one statement. Throws Fault.
   virtual Rows Run(Statement statement, Effect effect) = 0;
   // Rows that the last write touched.

@@ -1,5 +1,7 @@
 #include "frame/data/postgres_engine.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <unordered_map>
 #include <vector>
@@ -37,9 +39,13 @@ std::string_view ArrayCast(const Column& column) {
 
 class PostgresEngine final : public Engine {
  public:
-  PostgresEngine(const std::string& address, Traffic& traffic) : link_(address, traffic) { LearnTables(); }
+  PostgresEngine(const std::string& address, Traffic& traffic) : link_(address, traffic) {
+    LearnTables();
+    LearnPatience();
+  }
 
   Dialect dialect() const override { return Dialect::kPostgres; }
+  void SetDeadline(Time deadline) override { deadline_ = deadline; }
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return rows_touched_; }
   void Replace(Statement removal, const RowSet& rows) override;
@@ -63,6 +69,8 @@ class PostgresEngine final : public Engine {
   };
 
   void LearnTables();
+  void LearnPatience();
+  std::string LockPatience() const;
   Rows RunAssembled(Effect effect);
   enum class Keeps { kNothing, kOldRows };
   void AddAhead(Keeps keeps);
@@ -76,6 +84,8 @@ class PostgresEngine final : public Engine {
   TableNames table_names_;
   std::unordered_map<std::string, Prepared> prepared_;  // by text
   std::int64_t names_given_ = 0;
+  std::chrono::milliseconds longest_patience_{0};  // that a lock is waited for, whatever the deadline says; 0: none
+  Time deadline_ = Time::max();
   std::int64_t rows_touched_ = 0;
 
   // The statement under way.
@@ -106,6 +116,20 @@ void PostgresEngine::LearnTables() {
     table_names_[static_cast<Oid>(std::strtoul(PQgetvalue(result.get(), row, 0), nullptr, 10))] =
         PQgetvalue(result.get(), row, 1);
   }
+}
+
+void PostgresEngine::LearnPatience() {
+  link_.Add("select (extract(epoch from current_setting('lock_timeout')::interval) * 1000)::bigint");
+  const PostgresResult result = link_.Finish();
+  if (!PostgresLink::Succeeded(result.get())) link_.Fail(result.get());
+  longest_patience_ = std::chrono::milliseconds(std::strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10));
+}
+
+// How long the server is to wait for a lock now, in milliseconds.
+std::string PostgresEngine::LockPatience() const {
+  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+  if (longest_patience_.count() > 0) left = std::min(left, longest_patience_);
+  return std::to_string(std::max<std::int64_t>(left.count(), 1));
 }
 
 Rows PostgresEngine::Run(Statement statement, Effect effect) {
@@ -145,7 +169,8 @@ void PostgresEngine::AddStatement(Prepared& prepared) {
 // then, in one question, the locks that were asked for, which a failure must not cost either, and who it is that asks,
 // for the triggers that keep the old rows.
 void PostgresEngine::AddAhead(Keeps keeps) {
-  if (!opened_) {
+  const bool opens = !opened_;
+  if (opens) {
     link_.Add("BEGIN");
   } else if (dirty_) {
     if (marks_.size() >= marks_outside_ + kMostMarks) {
@@ -157,6 +182,13 @@ void PostgresEngine::AddAhead(Keeps keeps) {
   }
   if (opened_) dirty_ = false;
   std::string asked;
+  if (deadline_ != Time::max() && (opens || !wanted_.empty())) {
+    if (wanted_.empty()) {
+      link_.Add("SET LOCAL lock_timeout TO " + LockPatience());
+    } else {
+      asked = ", set_config('lock_timeout', '" + LockPatience() + "', true)";
+    }
+  }
   for (const std::int64_t name : wanted_) asked += ", pg_advisory_xact_lock(" + std::to_string(name) + ")";
   if (!wanted_.empty()) dirty_ = true;
   held_.insert(held_.end(), wanted_.begin(), wanted_.end());

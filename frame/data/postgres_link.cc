@@ -60,7 +60,7 @@ PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
   // of limits stands.
   Run("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
       "set_config('DateStyle', 'ISO', false), set_config('standard_conforming_strings', 'on', false); "
-      "select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '15s'), "
+      "select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '5s'), "
       "('idle_in_transaction_session_timeout', '60s')) as wanted(name, value) where current_setting(name)='0'");
   // A zone that the server does not know leaves it on its own.
   if (const std::string zone = TimeZoneName(); !zone.empty() && zone.find('\'') == std::string::npos) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "frame/data/assembly.h"
+#include "frame/data/change_log.h"
 #include "frame/data/collation.h"
 #include "frame/data/schema.h"
 #include "frame/data/tally.h"
@@ -146,14 +147,18 @@ int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b)
                       {static_cast<const char*>(b), static_cast<std::size_t>(b_size)});
 }
 
+// For what another program holds, where a request has no deadline of its own.
+constexpr std::chrono::seconds kPatience{10};
 // How many rows one statement adds at most.
 constexpr std::size_t kMostRows = 64;
 
 class SqliteEngine final : public Engine {
  public:
-  SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic);
+  SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log);
+  ~SqliteEngine() override;
 
   Dialect dialect() const override { return Dialect::kSqlite; }
+  void SetDeadline(Time deadline) override { deadline_ = deadline; }
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return sqlite3_changes64(database_.get()); }
   void Replace(Statement removal, const RowSet& rows) override;
@@ -193,6 +198,8 @@ class SqliteEngine final : public Engine {
                                      function, nullptr, nullptr, nullptr));
   }
   void TurnOnWriteAheadLog();
+  // SQLite's handler for what another program holds: whether to try once more.
+  static int WaitForOthers(void* engine, int tries);
   Prepared& Prepare(const std::string& sql);
   Rows Step(const Prepared& prepared);
   void Insert(const RowSet& rows, std::size_t first, std::size_t count);
@@ -206,7 +213,10 @@ class SqliteEngine final : public Engine {
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
   std::vector<const Piece*> values_;
-  FileIdentity log_;
+  FileIdentity log_file_;
+  ChangeLog& log_;
+  Time deadline_ = Time::max();
+  Time waits_until_;
   bool usable_ = true;
 };
 
@@ -216,8 +226,8 @@ void MakeForOwnerAlone(const std::string& path) {
   if (handle >= 0) close(handle);
 }
 
-SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic)
-    : path_(path), traffic_(traffic) {
+SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log)
+    : path_(path), traffic_(traffic), log_(log) {
   // Counting every piece of memory under one mutex is work for nobody.
   static std::once_flag configured;
   std::call_once(configured, [] { sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); });
@@ -232,7 +242,7 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
                 path + ": " + (reason != 0 ? std::generic_category().message(reason) : sqlite3_errmsg(opened)));
   }
   Check(code);
-  sqlite3_busy_timeout(opened, 10000);
+  sqlite3_busy_handler(opened, WaitForOthers, this);
   AddFunction("now", 0, 0, NowFunction);
   AddFunction("cdate", 1, SQLITE_DETERMINISTIC, CDateFunction);
   AddFunction("datepart", 2, SQLITE_DETERMINISTIC, DatePartFunction);
@@ -249,13 +259,35 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
   // A foreign reader may keep the log of changes from being taken over for long; it need not stay as large ever after.
   RunScript(
       "PRAGMA journal_size_limit=16777216; PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY; SELECT count(*) FROM sqlite_master");
-  log_ = FileIdentity::Of(path_ + "-wal");
+  log_file_ = FileIdentity::Of(path_ + "-wal");
+  // In place of SQLite's own, which would take the log over inside a commit.
+  sqlite3_wal_hook(
+      opened,
+      [](void* to, sqlite3*, const char*, int pages) {
+        static_cast<ChangeLog*>(to)->Grown(pages);
+        return SQLITE_OK;
+      },
+      &log_);
+}
+
+SqliteEngine::~SqliteEngine() {
+  if (log_.broken()) sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+int SqliteEngine::WaitForOthers(void* engine, int tries) {
+  auto& self = *static_cast<SqliteEngine*>(engine);
+  const Time now = std::chrono::steady_clock::now();
+  if (tries == 0) self.waits_until_ = std::min(self.deadline_, now + kPatience);
+  if (now >= self.waits_until_) return 0;
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(self.waits_until_ - now).count();
+  sqlite3_sleep(static_cast<int>(std::min<std::int64_t>({left + 1, tries + 1, 20})));
+  return 1;
 }
 
 void SqliteEngine::CheckFiles() {
   int moved = 0;
   sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-  if (moved == 0 && FileIdentity::Of(path_ + "-wal") == log_) return;
+  if (moved == 0 && FileIdentity::Of(path_ + "-wal") == log_file_) return;
   usable_ = false;
   throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
               path_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
@@ -424,6 +456,7 @@ void SqliteEngine::RunScript(const std::string& script) {
 }
 
 void SqliteEngine::Begin() {
+  log_.RequireWhole();
   static constexpr Piece kBegin[] = {"BEGIN IMMEDIATE"};
   Run(kBegin, Effect::kWrite);
 }
@@ -442,7 +475,9 @@ void SqliteEngine::Flush() {
   sqlite3_file* log = nullptr;
   sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log));
   ++traffic_.flushes;
-  if (log == nullptr || log->pMethods == nullptr || log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) {
+  if (log_.broken() || log == nullptr || log->pMethods == nullptr ||
+      log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) {
+    log_.Break();
     usable_ = false;
     throw doubt("the log of changes could not be flushed to disk");
   }
@@ -467,8 +502,8 @@ FileIdentity FileIdentity::Of(const std::string& path) {
   return {status.st_dev, status.st_ino};
 }
 
-std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic) {
-  return std::make_unique<SqliteEngine>(path, missing, traffic);
+std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log) {
+  return std::make_unique<SqliteEngine>(path, missing, traffic, log);
 }
 
 }  // namespace surva::data

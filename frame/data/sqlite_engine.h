@@ -20,8 +20,10 @@ struct FileIdentity {
   static FileIdentity Of(const std::string& path);
 };
 
+class ChangeLog;
+
 // Opens the file, or makes it (for its owner alone to read). A commit fails, and nothing of it stands, when the file
 // has been taken away or replaced since. `traffic` counts. Throws Fault.
-std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic);
+std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log);
 
 }  // namespace surva::data

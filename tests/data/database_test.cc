@@ -80,8 +80,15 @@ TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
     EXPECT_GT(fs::file_size(file.string() + "-wal"), 20'000'000U);
     reader->RunScript("COMMIT");
   }
-  write(3);
-  EXPECT_LT(fs::file_size(file.string() + "-wal"), 17'000'000U);
+  // It is taken over beside the commits.
+  std::uintmax_t size = 0;
+  for (int tries = 0; tries < 1000; ++tries) {
+    write(1);
+    size = fs::file_size(file.string() + "-wal");
+    if (size < 17'000'000) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_LT(size, 17'000'000U);
 }
 
 class PostgresServer : public ::testing::Test {
@@ -119,9 +126,9 @@ TEST_F(PostgresServer, ConnectionsHaveLimitsThatTheAddressMayChange) {
     return Read(opened, {"select current_setting('statement_timeout'), current_setting('lock_timeout'), "
                          "current_setting('tcp_keepalives_idle')"});
   };
-  EXPECT_EQ(limits(*database).substr(0, 7), "30s,15s");
+  EXPECT_EQ(limits(*database).substr(0, 6), "30s,5s");
   Database own(database.dsn() + "&options=-c%20statement_timeout%3D200ms");
-  EXPECT_EQ(limits(own).substr(0, 9), "200ms,15s");
+  EXPECT_EQ(limits(own).substr(0, 8), "200ms,5s");
   EXPECT_THROW(Read(own, {"select pg_sleep(5)"}), Fault);
 }
 

@@ -1,5 +1,9 @@
 // Commits of one moment share a flush; each keeps its own success, and nobody is answered before the disk has it.
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -9,6 +13,19 @@
 #include "frame/values/fault.h"
 #include "tests/support/seed.h"
 #include "tests/support/test_database.h"
+
+namespace {
+std::atomic<bool> disk_fails = false;
+}
+
+// In front of the C library's: SQLite flushes by it.
+extern "C" int fdatasync(int handle) {
+  if (disk_fails.exchange(false)) {
+    errno = EIO;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_fdatasync, handle));
+}
 
 namespace surva::test {
 namespace {
@@ -95,6 +112,34 @@ TEST(SqliteFlush, IsForWhatMustNotBeLostAlone) {
   db.Lock("a thing");
   db.Commit();
   EXPECT_EQ(database->traffic().flushes, before) << "nothing was written";
+}
+
+// What the disk has refused once it may have forgotten, though it takes the next flush.
+TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
+  TestDatabase database(Dialect::kSqlite);
+  std::atomic<int> told = 0;
+  database->OnBrokenLog([&] { ++told; });
+  const auto commit = [&](const char* text) {
+    Connection db(*database);
+    try {
+      db.AddNew(kMessage).Set("Message", Value(text)).Update();
+      db.Commit();
+    } catch (const Fault& fault) {
+      return fault.number();
+    }
+    return FaultNumber{};
+  };
+  EXPECT_EQ(commit("thanked"), FaultNumber{});
+  disk_fails = true;
+  EXPECT_EQ(commit("in doubt"), FaultNumber::kCommitInDoubt);
+  EXPECT_FALSE(disk_fails);
+  EXPECT_EQ(told, 1);
+  for (int again = 0; again < 2; ++again) EXPECT_EQ(commit("refused"), FaultNumber::kConnectionFailed);
+  EXPECT_EQ(told, 1);
+  database.Reopen();
+  database->SettleLog();
+  EXPECT_EQ(commit("afterwards"), FaultNumber{});
+  EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "thanked in doubt afterwards");
 }
 
 }  // namespace

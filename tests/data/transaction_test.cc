@@ -265,6 +265,38 @@ TEST_P(Transactions, ALockedThingPassesFromOneRequestToTheNext) {
   EXPECT_EQ(Read(*database, {"select StudentID from Message"}), std::to_string(kThreads * kRequests));
 }
 
+// Another program, or an administrator, holds the rows: the wait ends when the request's time is over, however often it
+// has to wait.
+TEST_P(Transactions, WhatOthersHoldIsWaitedForUntilTheDeadline) {
+  using std::chrono::steady_clock;
+  Write(*database, {"insert into Message (Message) values ('held')"});
+  Database other(database.dsn());
+  Connection holder(other);
+  holder.Lock("a thing");
+  holder.Execute({"update Message set Message='still held'"});
+  const auto begin = steady_clock::now();
+  const auto deadline = begin + std::chrono::milliseconds(400);
+  Connection db(*database);
+  db.SetDeadline(deadline);
+  for (const bool by_name : {true, false}) {
+    const auto write = [&] {
+      if (by_name) db.Lock("a thing of its own");
+      db.Execute({"update Message set Message='lost'"});
+    };
+    EXPECT_THROW(write(), Fault);
+    db.Rollback();
+    db.SetDeadline(deadline);
+  }
+  const auto waited = steady_clock::now() - begin;
+  EXPECT_GE(waited, std::chrono::milliseconds(380));
+  EXPECT_LT(waited, std::chrono::seconds(4)) << "two waits of its own patience";
+  db.SetDeadline(steady_clock::time_point::max());
+  holder.Commit();
+  Add(db, "kept");
+  db.Commit();
+  EXPECT_EQ(Messages(), "still held kept");
+}
+
 // A lock survives a failed statement, also one that failed in the lock's own round trip, and is nobody's after the end.
 TEST(PostgresTransactions, ALockStandsUntilTheEndWhateverFails) {
   TestDatabase database(Dialect::kPostgres);

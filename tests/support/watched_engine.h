@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "frame/data/database.h"
+#include "frame/data/forwarding_engine.h"
 #include "frame/data/schema.h"
 #include "frame/values/date_time.h"
 #include "frame/values/fault.h"
@@ -26,9 +27,10 @@ struct Watch {
   void Reset() { reads = writes = 0; }
 };
 
-class WatchedEngine : public data::Engine {
+class WatchedEngine : public data::ForwardingEngine {
  public:
-  WatchedEngine(std::unique_ptr<data::Engine> engine, Watch& watch) : engine_(std::move(engine)), watch_(watch) {}
+  WatchedEngine(std::unique_ptr<data::Engine> engine, Watch& watch)
+      : ForwardingEngine(std::move(engine)), watch_(watch) {}
 
   static data::Database::Wrap Around(Watch& watch) {
     return [&watch](std::unique_ptr<data::Engine> engine) {
@@ -36,7 +38,6 @@ class WatchedEngine : public data::Engine {
     };
   }
 
-  data::Dialect dialect() const override { return engine_->dialect(); }
   data::Rows Run(data::Statement statement, data::Effect effect) override {
     (effect == data::Effect::kRead ? watch_.reads : watch_.writes)++;
     if (effect == data::Effect::kWrite && watch_.fail_write > 0 && --watch_.fail_write == 0) {
@@ -44,24 +45,14 @@ class WatchedEngine : public data::Engine {
     }
     return watch_.clock == nullptr ? engine_->Run(statement, effect) : RunAt(watch_.clock->Now(), statement, effect);
   }
-  std::int64_t RowsTouched() const override { return engine_->RowsTouched(); }
-  void RunScript(const std::string& script) override { engine_->RunScript(script); }
-  void Begin() override { engine_->Begin(); }
-  void Lock(std::int64_t name) override { engine_->Lock(name); }
-  void SetAuthor(const data::Author& author) override { engine_->SetAuthor(author); }
+  // Row by row, so that each counts.
+  void Replace(data::Statement removal, const data::RowSet& rows) override { Engine::Replace(removal, rows); }
   void Commit(data::Durability durability, data::Statement last) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
     engine_->Commit(durability, last);
     if (durability == data::Durability::kDisk) ++watch_.flushed_commits;
     if (watch_.lose_commit.exchange(false)) throw Fault(FaultNumber::kCommitInDoubt, "test", "The line is cut.");
   }
-  void Flush() override { engine_->Flush(); }
-  void Rollback() noexcept override { engine_->Rollback(); }
-  bool InTransaction() const override { return engine_->InTransaction(); }
-  void BeginInner() override { engine_->BeginInner(); }
-  void CommitInner() override { engine_->CommitInner(); }
-  void RollbackInner() noexcept override { engine_->RollbackInner(); }
-  bool Usable() const override { return engine_->Usable(); }
 
  private:
   data::Rows RunAt(const DateTime& now, data::Statement statement, data::Effect effect) {
@@ -85,7 +76,6 @@ class WatchedEngine : public data::Engine {
     return engine_->Run(pieces, effect);
   }
 
-  std::unique_ptr<data::Engine> engine_;
   Watch& watch_;
 };
 

@@ -1,0 +1,126 @@
+#include "frame/data/change_log.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "frame/data/database.h"
+#include "frame/values/fault.h"
+
+namespace surva::data {
+namespace {
+
+// Pages of 4 KiB. The log is taken over by so many at a time; when it has become too long, because there was always
+// somebody who wrote, the writers are held up for as long as the rest takes.
+constexpr int kMany = 1000;
+constexpr int kTooMany = 8000;
+constexpr std::chrono::milliseconds kGatePatience{1000};
+constexpr int kReadersPatience = 20;  // milliseconds in which they may end what they read, while writers are held up
+
+[[noreturn]] void FailToRead(const std::string& path) {
+  throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+              path + ": the log of changes cannot be read or written");
+}
+
+}  // namespace
+
+void ChangeLog::Grown(int pages) {
+  const std::lock_guard lock(mutex_);
+  // Shorter than it was: it has begun anew.
+  if (pages < pages_ || next_ == 0) next_ = kMany;
+  pages_ = pages;
+  if (pages < next_ || ends_) return;
+  wanted_ = true;
+  if (!keeper_.joinable()) keeper_ = std::thread([this] { Keep(); });
+  wake_.notify_one();
+}
+
+void ChangeLog::Rest() {
+  std::thread keeper;
+  {
+    const std::lock_guard lock(mutex_);
+    ends_ = true;
+    keeper.swap(keeper_);
+  }
+  wake_.notify_one();
+  if (keeper.joinable()) keeper.join();
+  const std::lock_guard lock(mutex_);
+  ends_ = wanted_ = false;
+}
+
+void ChangeLog::Keep() {
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(path_.c_str(), &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  const auto close = [this](sqlite3* database) {
+    if (broken_) sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_close_v2(database);
+  };
+  const std::unique_ptr<sqlite3, decltype(close)> database(opened, close);
+  if (code == SQLITE_OK) {
+    sqlite3_busy_timeout(opened, kReadersPatience);
+    // Known only after the first read.
+    sqlite3_exec(opened, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+  }
+  std::unique_lock lock(mutex_);
+  while (true) {
+    wake_.wait(lock, [this] { return wanted_ || ends_; });
+    if (ends_) return;
+    wanted_ = false;
+    lock.unlock();
+    int length = 0;
+    int done = 0;
+    int outcome = sqlite3_wal_checkpoint_v2(opened, nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &done);
+    if (outcome == SQLITE_OK && length > kTooMany && gate_.Enter(kGatePatience)) {
+      outcome = sqlite3_wal_checkpoint_v2(opened, nullptr, SQLITE_CHECKPOINT_RESTART, &length, &done);
+      gate_.Leave();
+    }
+    if (outcome == SQLITE_IOERR_FSYNC) Break();
+    lock.lock();
+    next_ = pages_ + kMany;
+  }
+}
+
+void ChangeLog::Break() {
+  if (broken_.exchange(true)) return;
+  std::function<void()> act;
+  {
+    const std::lock_guard lock(mutex_);
+    act = on_break_;
+  }
+  if (act) act();
+}
+
+void ChangeLog::RequireWhole() const {
+  if (!broken_) return;
+  throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+              path_ + ": a flush to disk has failed, and nothing more is written before surva is started anew");
+}
+
+void ChangeLog::OnBreak(std::function<void()> act) {
+  const std::lock_guard lock(mutex_);
+  on_break_ = std::move(act);
+}
+
+void RewriteLog(const std::string& path) {
+  const std::string name = path + "-wal";
+  // The file's locks lie on another one of its files: none is lost when this is closed.
+  const int handle = open(name.c_str(), O_RDWR | O_CLOEXEC);
+  if (handle < 0) return;
+  const std::unique_ptr<const int, void (*)(const int*)> closing(&handle, [](const int* at) { close(*at); });
+  std::vector<char> bytes(1U << 20U);
+  off_t at = 0;
+  while (true) {
+    const ssize_t got = pread(handle, bytes.data(), bytes.size(), at);
+    if (got == 0) break;
+    if (got < 0 || pwrite(handle, bytes.data(), static_cast<std::size_t>(got), at) != got) FailToRead(name);
+    at += got;
+  }
+  if (at > 0 && fdatasync(handle) != 0) FailToRead(name);
+}
+
+}  // namespace surva::data
