@@ -85,7 +85,8 @@ void CreateForm::DeleteVersion(std::string_view version) {
 void CreateForm::CreateEmptyVersion() {
   const data::Rows made = OpenConnection().ExecuteReturning(
       {"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview,"
-       "ThankYouPage,DisplayMenu) select 'Empty Surva',0,now(),-1,-1,'',-1 returning SurvaVersionID"});
+       "ThankYouPage,DisplayMenu) select 'Empty Surva',0,",
+       data::Bound(Field(clock().Now())), ",-1,-1,'',-1 returning SurvaVersionID"});
   ShowVersionDesigner(std::to_string(ToInt16(made.First()["SurvaVersionID"].Text())));
 }
 
@@ -121,7 +122,9 @@ void CreateForm::CopyVersion(std::string_view version) {
   data::Connection& db = OpenConnection();
   data::Rows made = db.ExecuteReturning(
       {"insert into SurvaVersion(SurvaName,Valid,CreateDate,RequireAuthorisation,RequirePersonalDataPreview) "
-       "select 'Copy of: ' || SurvaName,0,now(),RequireAuthorisation,RequirePersonalDataPreview "
+       "select 'Copy of: ' || SurvaName,0,",
+       data::Bound(Field(clock().Now())),
+       ",RequireAuthorisation,RequirePersonalDataPreview "
        "from SurvaVersion where SurvaVersionID=",
        Number(version), " returning SurvaVersionID"});
   if (made.empty()) made = db.Query({"select max(SurvaVersionID) as SurvaVersionID from SurvaVersion"});

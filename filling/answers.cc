@@ -64,12 +64,13 @@ void FillForm::AcceptAnswers(std::string_view surva) {
 
 void FillForm::FinishFilling(data::Connection& db, const Field& thank_you_page, bool display_menu) {
   response().Clear();
+  const data::Piece now = data::Bound(Field(clock().Now()));
   if (session()["anonymous"].Is(1)) {
     db.Execute(
-        {"update AnonymousStudent set FillDate=now() where AnonymousStudentID=", Number(session()["StudentID"])});
+        {"update AnonymousStudent set FillDate=", now, " where AnonymousStudentID=", Number(session()["StudentID"])});
   } else {
     // The code is spent, and the participant counts as having filled in the form.
-    db.Execute({"update Participant set FillDate=now(),PIN='' where scheduleID=", Number(session()["ScheduleID"]),
+    db.Execute({"update Participant set FillDate=", now, ",PIN='' where scheduleID=", Number(session()["ScheduleID"]),
                 " and StudentID=", Number(session()["StudentID"])});
   }
   if (!thank_you_page.IsEmpty()) {

@@ -55,8 +55,7 @@ void StartPage::WebClass_Start() {
   WriteHeaders();
   data::Connection& db = OpenConnection();
   WriteDates();
-  // The figures go by the database's clock, whatever date stands above them.
-  const DateTime now = db.Query({"select now() as Today"}).First()["Today"].Date();
+  const DateTime now = clock().Now();
   const Starting week = CountStarting(db, WeekOf(now));
   const Starting month = CountStarting(db, MonthOf(now));
   const Rows trainers = TrainersStarting(db, WeekOf(now));

@@ -166,8 +166,8 @@ void PostgresEngine::AddStatement(Prepared& prepared) {
 }
 
 // What goes out ahead of a statement: the transaction's beginning, or a place to come back to if the statement fails;
-// then, in one question, the locks that were asked for, which a failure must not cost either, and who it is that asks,
-// for the triggers that keep the old rows.
+// then, in one question, the locks that were asked for, which a failure must not cost either, and who it is that asks
+// and when, by the program's clock, for the triggers that keep the old rows.
 void PostgresEngine::AddAhead(Keeps keeps) {
   const bool opens = !opened_;
   if (opens) {
@@ -200,7 +200,8 @@ void PostgresEngine::AddAhead(Keeps keeps) {
       return literal + "'";
     };
     asked += ", set_config('surva.person', " + quoted(author_.person) + ", true), set_config('surva.request', " +
-             quoted(author_.request) + ", true)";
+             quoted(author_.request) + ", true), set_config('surva.now', " + quoted(IsoText(Clock::System().Now())) +
+             ", true)";
     author_told_ = true;
   }
   if (!asked.empty()) link_.Add("SELECT " + asked.substr(2));

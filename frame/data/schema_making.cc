@@ -35,7 +35,8 @@ constexpr std::string_view kKeepHistory = R"sql(
 CREATE OR REPLACE FUNCTION keep_history() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
   INSERT INTO History (ChangedAt, Person, RequestID, TableName, RowKey, Act, OldRow)
-  VALUES (now(), coalesce(current_setting('surva.person', true), ''), coalesce(current_setting('surva.request', true), ''),
+  VALUES (coalesce(nullif(current_setting('surva.now', true), '')::timestamp, now()),
+          coalesce(current_setting('surva.person', true), ''), coalesce(current_setting('surva.request', true), ''),
           TG_ARGV[0], (to_json(OLD)->>TG_ARGV[1])::bigint, pg_catalog.lower(TG_OP), to_json(OLD)::text);
   RETURN NULL;
 END $$;

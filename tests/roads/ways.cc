@@ -88,8 +88,7 @@ host::PageService::Options OptionsOfRoads() {
 }  // namespace
 
 Node::Node(const std::string& dsn, const Clock& clock)
-    : watch_{.clock = &clock},
-      database_(dsn, WatchedEngine::Around(watch_)),
+    : database_(dsn, WatchedEngine::Around(watch_)),
       service_(OptionsOfRoads(), database_, files_, workers_, log_, clock) {}
 
 wire::HttpResponse Node::Ask(wire::HttpRequest request) {

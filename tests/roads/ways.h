@@ -24,7 +24,6 @@ class SilentLog final : public wire::Log {
 // A site of its own: its connections, its workers, its sessions in memory.
 class Node {
  public:
-  // The clock is the pages' and the database's.
   Node(const std::string& dsn, const Clock& clock);
   wire::HttpResponse Ask(wire::HttpRequest request);
 

@@ -3,13 +3,9 @@
 
 #include <atomic>
 #include <memory>
-#include <string_view>
-#include <vector>
 
 #include "frame/data/database.h"
 #include "frame/data/forwarding_engine.h"
-#include "frame/data/schema.h"
-#include "frame/values/date_time.h"
 #include "frame/values/fault.h"
 
 namespace surva::test {
@@ -22,7 +18,6 @@ struct Watch {
   std::atomic<bool> fail_commit = false;
   std::atomic<bool> lose_commit = false;  // it goes through, and its answer is lost
   std::atomic<int> flushed_commits = 0;
-  const Clock* clock = nullptr;  // what now() means in a statement, if not the time
 
   void Reset() { reads = writes = 0; }
 };
@@ -43,7 +38,7 @@ class WatchedEngine : public data::ForwardingEngine {
     if (effect == data::Effect::kWrite && watch_.fail_write > 0 && --watch_.fail_write == 0) {
       throw Fault(FaultNumber::kValueRefused, "test", "The write was told to fail.");
     }
-    return watch_.clock == nullptr ? engine_->Run(statement, effect) : RunAt(watch_.clock->Now(), statement, effect);
+    return engine_->Run(statement, effect);
   }
   // Row by row, so that each counts.
   void Replace(data::Statement removal, const data::RowSet& rows) override { Engine::Replace(removal, rows); }
@@ -55,27 +50,6 @@ class WatchedEngine : public data::ForwardingEngine {
   }
 
  private:
-  data::Rows RunAt(const DateTime& now, data::Statement statement, data::Effect effect) {
-    constexpr std::string_view kNow = "now()";
-    std::vector<data::Piece> pieces;
-    // A text becomes a literal as a table's name does.
-    const auto add = [&pieces](std::string_view text) { pieces.push_back(data::Name(data::Table{text, {}})); };
-    for (const data::Piece& piece : statement) {
-      if (piece.kind() != data::Piece::Kind::kLiteral) {
-        pieces.push_back(piece);
-        continue;
-      }
-      std::string_view text = piece.text();
-      for (std::size_t at = text.find(kNow); at != std::string_view::npos; at = text.find(kNow)) {
-        add(text.substr(0, at));
-        pieces.push_back(data::Bound(Field(now)));
-        text.remove_prefix(at + kNow.size());
-      }
-      add(text);
-    }
-    return engine_->Run(pieces, effect);
-  }
-
   Watch& watch_;
 };
 
