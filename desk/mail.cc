@@ -1,11 +1,11 @@
 // Invitations and reminders to the participants of an event.
-#include <ctime>
 
 #include "desk/close_date.h"
 #include "desk/outbox.h"
 #include "desk/pages.h"
 #include "desk/parts.h"
 #include "frame/values/text.h"
+#include "guard/gate.h"
 
 namespace surva::desk {
 
@@ -64,7 +64,7 @@ std::optional<MailKind> ReadKind(std::string_view word) {
 // What would be sent, before it is: to whom, and the first one as it reads.
 wire::HttpResponse ShowTrial(Context& context, const Event& event, MailKind kind) {
   data::Connection& db = context.connection;
-  const std::vector<Receiver> receivers = FindReceivers(db, event.key, kind, std::time(nullptr));
+  const std::vector<Receiver> receivers = FindReceivers(db, event.key, kind, guard::SecondsNow());
   Markup page, list;
   std::int64_t many = 0;
   const Receiver* first = nullptr;
@@ -119,7 +119,7 @@ std::optional<wire::HttpResponse> Act(Context& context, const Event& event) {
   if (const auto kind = ReadKind(request("send"))) {
     // Whoever presses twice, or together with another, finds the first one's mails waiting.
     db.Lock("mail " + std::to_string(event.key));
-    const std::int64_t now = std::time(nullptr);
+    const std::int64_t now = guard::SecondsNow();
     for (const Receiver& receiver : FindReceivers(db, event.key, *kind, now)) {
       if (receiver.why_not.empty()) {
         Outbox::Queue(db, event.key, receiver.participant, *kind, SiteAddress(context), now);

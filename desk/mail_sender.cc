@@ -9,12 +9,10 @@
 #include <functional>
 #include <stdexcept>
 
+#include "guard/gate.h"
+
 namespace surva::desk {
 namespace {
-
-std::int64_t Now() {
-  return std::time(nullptr);
-}
 
 std::string RandomName() {
   std::array<unsigned char, 8> random{};
@@ -191,7 +189,7 @@ void MailSender::Run() {
 }
 
 bool MailSender::SendNext(std::unique_ptr<Transfer>& transfer) {
-  const std::int64_t now = Now();
+  const std::int64_t now = guard::SecondsNow();
   outbox_.Recover(now - rhythm_.claim.count());
   if (outbox_.SentSince(now - 60) >= static_cast<std::int64_t>(settings_.per_minute)) return false;
   const std::optional<Outbox::Claim> claim = outbox_.Take(now);
@@ -210,31 +208,32 @@ void MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
     data::Connection db(database_);
     mail = ComposeMail(db, claim.kind, claim.participant, claim.site, clock_.Now(), why_not);
   }
-  if (!mail) return outbox_.End(claim, MailState::kNeedless, why_not, Now());
+  if (!mail) return outbox_.End(claim, MailState::kNeedless, why_not, guard::SecondsNow());
   using enum Transfer::Outcome;
-  const Transfer::Outcome outcome = transfer.Send(AddressOf(settings_.sender), mail->to,
-                                                  MailMessage(*mail, settings_.sender, claim.message_name, Now()),
-                                                  [&] { return outbox_.NoteLeaving(claim, Now()); });
+  const Transfer::Outcome outcome =
+      transfer.Send(AddressOf(settings_.sender), mail->to,
+                    MailMessage(*mail, settings_.sender, claim.message_name, std::time(nullptr)),
+                    [&] { return outbox_.NoteLeaving(claim, guard::SecondsNow()); });
   const std::string told = Shortened(transfer.reply());
   switch (outcome) {
     case kTaken:
-      return outbox_.End(claim, MailState::kSent, told, Now());
+      return outbox_.End(claim, MailState::kSent, told, guard::SecondsNow());
     case kRefused:
-      return outbox_.End(claim, MailState::kFailed, told, Now());
+      return outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
     case kUnknown:
       log_.Warning("mail: nobody knows whether one arrived: " + told);
-      return outbox_.End(claim, MailState::kDoubtful, told, Now());
+      return outbox_.End(claim, MailState::kDoubtful, told, guard::SecondsNow());
     case kNotOurs:
       return;
     case kNotNow:
       break;
   }
-  if (Stopping()) return outbox_.TryAgain(claim, told, Now());
+  if (Stopping()) return outbox_.TryAgain(claim, told, guard::SecondsNow());
   log_.Warning("mail: " + told);
-  if (claim.attempts >= rhythm_.attempts) return outbox_.End(claim, MailState::kFailed, told, Now());
+  if (claim.attempts >= rhythm_.attempts) return outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
   std::int64_t wait = rhythm_.retry.count();
   for (std::int64_t i = 1; i < claim.attempts; ++i) wait *= 4;
-  outbox_.TryAgain(claim, told, Now() + wait);
+  outbox_.TryAgain(claim, told, guard::SecondsNow() + wait);
 }
 
 }  // namespace surva::desk

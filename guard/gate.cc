@@ -1,7 +1,7 @@
 #include "guard/gate.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 
 #include "frame/values/text.h"
 #include "guard/accounts.h"
@@ -37,10 +37,19 @@ std::string AccountKey(std::string_view name) {
   return "password/account/" + DigestOf(LowerName(name));
 }
 
+std::int64_t SecondsOf(clockid_t clock) {
+  std::timespec time{};
+  clock_gettime(clock, &time);
+  return time.tv_sec;
+}
+
+// Of the machine, by the clock as it was when the program began.
+const std::int64_t kStart = SecondsOf(CLOCK_REALTIME) - SecondsOf(CLOCK_BOOTTIME);
+
 }  // namespace
 
 std::int64_t SecondsNow() {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+  return kStart + SecondsOf(CLOCK_BOOTTIME);
 }
 
 bool Gate::IsGuarded(data::Connection& connection, std::int64_t now) {

@@ -52,7 +52,7 @@ class Gate {
   Gate() = default;
   explicit Gate(Options options) : options_(options) {}
 
-  // `now` is in seconds of the system clock, here and below.
+  // `now` is SecondsNow(), here and below.
   Admission Admit(data::Connection& connection, const wire::HttpRequest& request, Roles roles, std::int64_t now);
   // Notes that a session is used; to be called now and then, when the page has done its work.
   void NoteUse(data::Connection& connection, std::string_view token, std::int64_t now) const;
@@ -86,6 +86,8 @@ class Gate {
   Figures figures_;
 };
 
+// The seconds that the machine's clock would show if nobody had set it since the program began: what ends after a while
+// goes by these.
 std::int64_t SecondsNow();
 
 }  // namespace surva::guard

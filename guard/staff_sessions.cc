@@ -43,7 +43,9 @@ std::optional<StaffSessions::Found> StaffSessions::Find(std::string_view token, 
 
 void StaffSessions::NoteUse(std::string_view token, std::int64_t now) {
   const std::string key = DigestOf(token);
-  connection_.Execute({"update StaffSession set LastUse=", Number(now), " where SessionKey=", Bound(View(key))});
+  // Another node's clock may be ahead of this one's.
+  connection_.Execute({"update StaffSession set LastUse=", Number(now), " where SessionKey=", Bound(View(key)),
+                       " and LastUse<", Number(now)});
 }
 
 void StaffSessions::End(std::string_view token) {

@@ -3,11 +3,11 @@
 #include <sodium.h>
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
+#include "guard/gate.h"
 
 namespace surva::host {
 namespace {
@@ -164,7 +164,7 @@ void Health::TryDatabase() {
     data::Connection connection(database);
     connection.SetDeadline(now + kWritersTurn);
     connection.Execute({"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (",
-                        Bound(Field(row_)), ", '', ", Number(std::int64_t{std::time(nullptr)}),
+                        Bound(Field(row_)), ", '', ", Number(guard::SecondsNow()),
                         ", 1) on conflict (SessionKey) do update set LastUse=excluded.LastUse"});
     connection.Commit();
     last_write_ = now;

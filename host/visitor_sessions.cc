@@ -1,5 +1,6 @@
 #include "host/visitor_sessions.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "guard/gate.h"
@@ -35,6 +36,7 @@ Visit::Visit(std::string key, SessionRules rules, data::Connection& connection)
   session_ = std::move(*session);
   stored_ = true;
   use_is_due_ = last_use_ - noted >= kUseSeconds;
+  last_use_ = std::max(last_use_, noted);
 }
 
 void Visit::Save(data::Connection& connection) {
@@ -65,8 +67,10 @@ void Visit::Save(data::Connection& connection) {
 
 void NoteUse(const std::string& key, data::Connection& connection) {
   connection.SetDurability(data::Durability::kMemory);
-  connection.Execute(
-      {"update VisitorSession set LastUse=", Number(guard::SecondsNow()), " where SessionKey=", Bound(Field(key))});
+  const std::int64_t now = guard::SecondsNow();
+  // Another node's clock may be ahead of this one's.
+  connection.Execute({"update VisitorSession set LastUse=", Number(now), " where SessionKey=", Bound(Field(key)),
+                      " and LastUse<", Number(now)});
   connection.Commit();
 }
 

@@ -1,0 +1,105 @@
+// One clock: the program's. The database server's does not count, and setting the machine's ends nothing.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <ctime>
+
+#include "guard/accounts.h"
+#include "guard/gate.h"
+#include "guard/staff_sessions.h"
+#include "host/visitor_sessions.h"
+#include "tests/host/node.h"
+#include "tests/support/seed.h"
+#include "tests/support/test_database.h"
+
+namespace {
+
+std::atomic<std::time_t> set_by = 0;  // seconds by which somebody has set the machine's clock
+
+}  // namespace
+
+// In the C library's place, for the whole program.
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  const auto code = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+  if (clock == CLOCK_REALTIME) time->tv_sec += set_by;
+  return code;
+}
+extern "C" std::time_t time(std::time_t* out) noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  if (out != nullptr) *out = now.tv_sec;
+  return now.tv_sec;
+}
+
+namespace surva::test {
+namespace {
+
+class OneClock : public OnBothEngines {
+ protected:
+  OneClock() {
+    Seed seed(*database_);
+    const std::int64_t surva = seed.Surva({.rows = {{.role = kMain, .control = kText, .content = "How was it?"}}});
+    for (const char* pin : {"1111", "2222", "3333"}) seed.Participant(surva, pin);
+  }
+  ~OneClock() override { set_by = 0; }
+
+  TestDatabase database_{GetParam()};
+};
+SURVA_ON_BOTH_ENGINES(OneClock);
+
+TEST_P(OneClock, MayBeSetBackAndForthAndEndsNoVisit) {
+  data::Connection db(*database_);
+  guard::Accounts(db).Add("anna", guard::Role::kOwner, "a long password");
+  Browser staff;
+  staff.cookie = "surva_staff=" + guard::StaffSessions(db, {}).Begin("anna", guard::SecondsNow());
+  db.Commit();
+  Node node(database_.dsn());
+  Browser before;
+  before.Post(node, "/surva.asp", "PIN=1111");
+  const std::int64_t begin = guard::SecondsNow();
+  for (const std::time_t days : {-3, 3}) {
+    set_by = days * 24 * 60 * 60;
+    ASSERT_GT(std::abs(std::time(nullptr) - begin), 2 * 24 * 60 * 60);
+    Browser meanwhile;
+    meanwhile.Post(node, "/surva.asp", days < 0 ? "PIN=2222" : "PIN=3333");
+    for (const std::time_t now : {set_by.load(), std::time_t{0}}) {
+      set_by = now;
+      host::PurgeSessions(db);
+      guard::Gate().Purge(db, guard::SecondsNow());
+      db.Commit();
+      EXPECT_EQ(before.Post(node, "/surva.asp", "FormAccepted=3&31=before").status, 302U);
+      EXPECT_EQ(meanwhile.Post(node, "/surva.asp", "FormAccepted=3&31=meanwhile").status, 302U);
+      EXPECT_EQ(staff.Get(node, "/admin/company.asp").status, 200U);
+    }
+  }
+  EXPECT_EQ(Read(*database_, {"select count(*) from Mark"}), "3");
+  EXPECT_LT(guard::SecondsNow() - begin, 60 * 60);
+}
+
+TEST_P(OneClock, StampsWhateverTheServersShows) {
+  if (GetParam() == data::Dialect::kPostgres) {
+    RunOnServer("alter database " + database_.postgres_name() + " set timezone = 'Pacific/Kiritimati'");
+    database_->Take()->RunScript("create or replace function now() returns timestamp language sql as "
+                                 "$$ select timestamp '1999-01-01' $$");
+  }
+  Node node(database_.dsn());
+  const DateTime begin = Clock::System().Now();
+  Browser visitor;
+  visitor.Post(node, "/surva.asp", "PIN=1111");
+  visitor.Post(node, "/surva.asp", "FormAccepted=3&31=fine");
+  visitor.Post(node, "/surva.asp", "NeXt=3");
+  visitor.Get(node, "/admin/CreateForm.asp", "CreateEmptySurva=1");
+  data::Connection db(node.database);
+  const DateTime end = Clock::System().Now();
+  for (const data::Rows& rows :
+       {db.Query({"select max(FillDate) from Participant"}), db.Query({"select max(CreateDate) from SurvaVersion"}),
+        db.Query({"select max(ChangedAt) from History"})}) {
+    ASSERT_FALSE(rows.First()[0].IsNull());
+    const DateTime at = rows.First()[0].Date();
+    EXPECT_TRUE(begin <= at && at <= end) << IsoText(at);
+  }
+}
+
+}  // namespace
+}  // namespace surva::test
