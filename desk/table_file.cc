@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "frame/values/text.h"
 
@@ -14,7 +16,19 @@ namespace surva::desk {
 namespace {
 
 constexpr std::size_t kPiece = 32 * 1024;
-constexpr std::size_t kCellText = 32767;  // what a workbook's cell holds, in characters
+constexpr std::size_t kCellText = 32767;  // what a workbook's cell holds, in units of UTF-16
+
+// As much of a text as a cell holds; a text that was cut says so.
+std::string CellText(std::string text) {
+  constexpr std::string_view kCut = " [cut: a cell holds no more]";
+  const auto units = [](unsigned char byte) -> std::size_t { return (byte & 0xC0) == 0x80 ? 0 : byte >= 0xF0 ? 2 : 1; };
+  std::size_t length = 0, end = 0;  // of the text, and of what stands before the mark
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    length += units(static_cast<unsigned char>(text[i]));
+    if (length <= kCellText - kCut.size()) end = i + 1;
+  }
+  return length <= kCellText ? std::move(text) : text.substr(0, end).append(kCut);
+}
 
 class Csv final : public TableFile {
  public:
@@ -107,10 +121,10 @@ class Workbook final : public TableFile {
     if (row_ == LXW_ROW_MAX) {
       sheet_ = workbook_add_worksheet(workbook_, nullptr);
       row_ = 0;
+      WriteCells(headings_);
     }
-    lxw_col_t column = 0;
-    for (const Value& cell : cells) Write(column++, cell.view());
-    ++row_;
+    if (headings_.empty()) headings_.assign(cells.begin(), cells.end());
+    WriteCells(cells);
     // A writer that has gone is found out by a piece of nothing.
     if (row_ % 1000 == 0 && !sink_({})) throw NobodyReads();
   }
@@ -128,6 +142,11 @@ class Workbook final : public TableFile {
   }
 
  private:
+  void WriteCells(std::span<const Value> cells) {
+    lxw_col_t column = 0;
+    for (const Value& cell : cells) Write(column++, cell.view());
+    ++row_;
+  }
   void Write(lxw_col_t column, const Field& field) {
     lxw_error error = LXW_NO_ERROR;
     if (const auto* whole = std::get_if<std::int64_t>(&field.content())) {
@@ -142,15 +161,14 @@ class Workbook final : public TableFile {
       }
     } else if (const auto* stored = std::get_if<std::string_view>(&field.content());
                stored != nullptr && !stored->empty()) {
-      std::string text = WithLetters(*stored);
-      if (text.size() > kCellText) text = std::string(FirstCharacters(text, kCellText));
-      error = worksheet_write_string(sheet_, row_, column, text.c_str(), nullptr);
+      error = worksheet_write_string(sheet_, row_, column, CellText(WithLetters(*stored)).c_str(), nullptr);
     }
     if (error != LXW_NO_ERROR) throw std::runtime_error(std::string("the workbook: ") + lxw_strerror(error));
   }
 
   const Sink sink_;
   const TemporaryFile file_;
+  std::vector<Value> headings_;  // each sheet has them
   lxw_workbook* workbook_ = nullptr;
   lxw_worksheet* sheet_ = nullptr;
   lxw_format* date_format_ = nullptr;

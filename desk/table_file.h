@@ -28,7 +28,9 @@ class TableFile {
   // Without it what came out is no complete file.
   virtual void Finish() = 0;
 
-  // CSV comes out as it is made, a workbook when it is finished; until then it lies in a temporary file.
+  // CSV comes out as it is made, a workbook when it is finished; until then it lies in a temporary file. A workbook's
+  // cell holds 32,767 letters and a sheet 1,048,576 rows: a longer text is cut and says so, further rows go to further
+  // sheets under the same headings, which are the first row.
   static std::unique_ptr<TableFile> Make(TableFormat format, char separator, Sink sink);
 };
 

@@ -16,6 +16,7 @@ class BodyPipe {
  public:
   bool Write(std::string_view bytes) {
     std::unique_lock lock(mutex_);
+    if (bytes.empty()) return !abandoned_;
     room_.wait(lock, [this] { return unsent_.size() < kMostUnsent || abandoned_; });
     if (abandoned_) return false;
     unsent_.append(bytes);
@@ -80,7 +81,7 @@ BodyWriter::~BodyWriter() {
 }
 
 bool BodyWriter::Write(std::string_view bytes) {
-  return bytes.empty() || pipe_->Write(bytes);
+  return pipe_->Write(bytes);
 }
 
 void BodyWriter::Finish() {

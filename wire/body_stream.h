@@ -47,7 +47,7 @@ class BodyWriter {
   std::shared_ptr<BodySource> source() { return std::move(source_); }
 
   // Waits while more than a quarter of a mebibyte is unsent. False once nobody takes it any more: the visitor has gone,
-  // asked for the head only, or was too slow.
+  // asked for the head only, or was too slow; a piece of nothing finds out without waiting.
   bool Write(std::string_view bytes);
   void Finish();
 

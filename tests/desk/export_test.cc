@@ -1,5 +1,6 @@
 #include <future>
 
+#include "desk/table_file.h"
 #include "tests/desk/desk.h"
 #include "wire/body_stream.h"
 
@@ -102,6 +103,16 @@ TEST_P(Exports, EndWhenTheVisitorGoes) {
   auto answer = std::make_unique<wire::HttpResponse>(Get(ShowExport, {{"what", "students"}, {"as", "xlsx"}}));
   answer.reset();
   EXPECT_TRUE(Table({{"what", "students"}}).find("Nov&#225;k") != std::string::npos);
+  wire::BodyWriter writer;
+  const auto file =
+      TableFile::Make(TableFormat::kXlsx, ',', [&](std::string_view bytes) { return writer.Write(bytes); });
+  const Value cell(1);
+  const auto write = [&] {
+    for (int row = 0; row < 1000; ++row) file->Row({&cell, 1});
+  };
+  write();
+  writer.source().reset();
+  EXPECT_THROW(write(), TableFile::NobodyReads);
 }
 
 }  // namespace
