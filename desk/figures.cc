@@ -48,6 +48,14 @@ std::vector<LaidOut> ReadLayout(data::Connection& connection, std::int64_t versi
   return layout;
 }
 
+std::int64_t CountForms(data::Connection& connection, std::int64_t event) {
+  return connection
+      .Query({"select count(*) as Forms from (select distinct StudentID from Mark where ScheduleID=", Number(event),
+              ") as Filled"})
+      .First()["Forms"]
+      .Integer();
+}
+
 Figures::Figures(data::Connection& connection, const Scope& scope) {
   // As the answer statistics count.
   const bool tallied = connection.dialect() == data::Dialect::kSqlite;

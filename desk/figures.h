@@ -59,6 +59,9 @@ class Scope {
       : before(before_value), value(data::Number(key)), after(after_value) {}
 };
 
+// Whose answers are counted for an event.
+std::int64_t CountForms(data::Connection& connection, std::int64_t event);
+
 class Figures {
  public:
   Figures(data::Connection& connection, const Scope& scope);

@@ -130,7 +130,8 @@ class ReportWriter {
     const std::int64_t answers = figures_.Answers(question);
     page_.Write({"<h3>", question.content, "</h3>\n"});
     if (answers == 0) return page_.Write({"<p class=\"soft\">No answer</p>\n"});
-    if (!MayShow(context_, answers)) return page_.Write({"<p class=\"soft\">Too few answers to show.</p>\n"});
+    const std::int64_t forms = question.control == LaidOut::Control::kBoxes ? forms_ : answers;
+    if (!MayShow(context_, forms)) return page_.Write({"<p class=\"soft\">Too few answers to show.</p>\n"});
     page_.Write({"<table class=\"shares\">\n<tbody>\n"});
     for (const Choice& choice : question.choices) {
       if (choice.text.empty()) continue;
@@ -139,8 +140,7 @@ class ReportWriter {
                    "</th><td><svg class=\"bars\" aria-hidden=\"true\" width=\"200\" "
                    "height=\"14\" viewBox=\"0 0 200 14\"><rect width=\"",
                    200 * count / answers, "\" height=\"14\"/></svg></td><td class=\"number\">", count,
-                   "</td><td class=\"number soft\">",
-                   Percent(count, question.control == LaidOut::Control::kBoxes ? forms_ : answers), "</td></tr>\n"});
+                   "</td><td class=\"number soft\">", Percent(count, forms), "</td></tr>\n"});
     }
     page_.Write({"</tbody></table>\n"});
   }
@@ -186,11 +186,13 @@ wire::HttpResponse ShowReport(Context& context) {
       event->training ? std::optional<Figures>(std::in_place, db, Scope::OfTraining(*event->training)) : std::nullopt,
       Figures(db, Scope::OfHouse())};
   const Comments comments = ReadComments(db, *key);
-  ReportWriter writer(page, context, figures, others, comments, event->answered);
+  ReportWriter writer(page, context, figures, others, comments, CountForms(db, *key));
   for (const LaidOut& row : ReadLayout(db, *event->version)) writer.Write(row);
   writer.EndTable();
-  page.Write({"<p class=\"soft\">Spread is the standard deviation. Trainer, training and house are the averages of the "
-              "same question over all events of the trainer, of the training, and over all.</p>\n"});
+  page.Write(
+      {"<p class=\"soft\">Spread is the standard deviation. Trainer, training and house are the averages of the "
+       "same question over all events of the trainer, of the training, and over all. Where several boxes may be ticked, "
+       "shares are of all who answered.</p>\n"});
   return Html(context, kTitle, page);
 }
 

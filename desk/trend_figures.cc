@@ -82,10 +82,13 @@ Counts Count(data::Connection& connection, const TrendRequest& asked, bool house
 Series Averages(const Counts& counts, const Scales& scales, const std::map<std::int64_t, std::string>& questions) {
   Series series;
   for (const auto& [bucket, choices] : counts) {
+    std::map<std::int64_t, std::int64_t> answers;  // by question
     for (const auto& [choice, times] : choices) {
       const auto worth = scales.choices.find(choice);
       if (worth == scales.choices.end() || !questions.contains(worth->second.question)) continue;
-      series[bucket].Add(worth->second.text, times);
+      Bucket& counted = series[bucket];
+      counted.average.Add(worth->second.text, times);
+      counted.forms = std::max(counted.forms, answers[worth->second.question] += times);
     }
   }
   return series;
@@ -144,8 +147,8 @@ std::vector<TrendLine> ReadTrend(const Context& context) {
   const auto read = [&](const Series& series, int bucket, std::optional<double>& mean, std::int64_t& answers) {
     const auto found = series.find(bucket);
     if (found == series.end()) return;
-    answers = found->second.count();
-    if (MayShow(context, answers)) mean = found->second.Mean();
+    answers = found->second.average.count();
+    if (MayShow(context, found->second.forms)) mean = found->second.average.Mean();
   };
   std::vector<TrendLine> lines;
   for (int bucket = asked.First(); bucket <= asked.Last(); ++bucket) {

@@ -29,7 +29,12 @@ struct TrendRequest {
   std::string Name(int bucket) const;
 };
 
-using Series = std::map<int, Average>;  // by bucket
+struct Bucket {
+  Average average;
+  // That were filled in at the least: as many as answered the question that most answered. One form has many answers.
+  std::int64_t forms = 0;
+};
+using Series = std::map<int, Bucket>;
 
 struct Trend {
   Trend(data::Connection& connection, const TrendRequest& asked);

@@ -13,8 +13,8 @@ namespace {
 // What a person may see of a series, bucket by bucket.
 std::map<int, double> Shown(const Context& context, const Series& series) {
   std::map<int, double> shown;
-  for (const auto& [bucket, average] : series) {
-    if (average.Mean() && MayShow(context, average.count())) shown[bucket] = *average.Mean();
+  for (const auto& [at, bucket] : series) {
+    if (bucket.average.Mean() && MayShow(context, bucket.forms)) shown[at] = *bucket.average.Mean();
   }
   return shown;
 }
@@ -25,8 +25,8 @@ class Chart {
       : page_(page), first_(first), last_(last), low_(low), high_(high > low ? high : low + 1) {}
 
   void Begin(std::string_view label) {
-    page_.Write(
-        {"<svg class=\"trend\" role=\"img\" viewBox=\"0 0 ", kWidth, " ", kHeight, "\" aria-label=\"", label, "\">\n"});
+    page_.Write({"<div class=\"wide\" tabindex=\"0\"><svg class=\"trend\" role=\"img\" viewBox=\"0 0 ", kWidth, " ",
+                 kHeight, "\" aria-label=\"", label, "\">\n"});
     constexpr int kLines = 4;
     for (int line = 0; line <= kLines; ++line) {
       const double value = low_ + (high_ - low_) * line / kLines;
@@ -40,7 +40,7 @@ class Chart {
   }
   void House(const std::map<int, double>& values) { Line("house", values); }
   void Own(const std::map<int, double>& values) { Line("own", values); }
-  void End() { page_.Write({"</svg>\n"}); }
+  void End() { page_.Write({"</svg></div>\n"}); }
 
  private:
   static constexpr int kWidth = 760, kHeight = 280, kLeft = 44, kRight = 24, kTop = 12, kBottom = 32;
@@ -72,11 +72,7 @@ void WriteForm(Markup& page, Context& context, const TrendRequest& asked, const 
   page.Write({"<form method=\"get\" class=\"grid-form screen-only\">\n"
               "<div><label for=\"trainer\">Trainer</label><select id=\"trainer\" name=\"trainer\">"
               "<option value=\"\">All</option>\n"});
-  WriteOptions(
-      page,
-      db.Query({"select TrainerID, coalesce(LastName, '') || ' ' || coalesce(FirstName, '') as Name from Trainer "
-                "order by LastName nulls first, FirstName nulls first, TrainerID"}),
-      asked.trainer);
+  WriteTrainers(page, db, asked.trainer);
   page.Write({"</select></div>\n<div><label for=\"training\">Training</label><select id=\"training\" name=\"training\">"
               "<option value=\"\">All</option>\n"});
   WriteTrainings(page, db, asked.training);
@@ -107,24 +103,26 @@ void WriteTable(Markup& page, const Context& context, const TrendRequest& asked,
   const auto cells = [&](const Series& series, int bucket) {
     const auto found = series.find(bucket);
     if (found == series.end()) return page.Write({"<td></td><td class=\"number\">0</td>"});
-    const Average& average = found->second;
+    const Average& average = found->second.average;
     page.Write({"<td class=\"number\">"});
-    if (!MayShow(context, average.count())) {
+    if (!MayShow(context, found->second.forms)) {
       page.Write({"<span class=\"soft\">too few</span>"});
     } else if (average.Mean()) {
       page.Write({Decimal(*average.Mean(), 2)});
     }
     page.Write({"</td><td class=\"number\">", average.count(), "</td>"});
   };
+  page.Write({"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\">Period</th>"});
+  if (!asked.OfAll()) {
+    page.Write({"<th scope=\"col\" class=\"number\">Average</th><th scope=\"col\" class=\"number\">Answers</th>"});
+  }
   page.Write(
-      {"<div class=\"wide\" tabindex=\"0\"><table>\n<thead><tr><th scope=\"col\">Period</th>"
-       "<th scope=\"col\" class=\"number\">Average</th><th scope=\"col\" class=\"number\">Answers</th>"
-       "<th scope=\"col\" class=\"number\">House</th><th scope=\"col\" class=\"number\">Answers</th></tr></thead>\n"
+      {"<th scope=\"col\" class=\"number\">House</th><th scope=\"col\" class=\"number\">Answers</th></tr></thead>\n"
        "<tbody>\n"});
   for (int bucket = asked.First(); bucket <= asked.Last(); ++bucket) {
     if (!own.contains(bucket) && !house.contains(bucket)) continue;
     page.Write({"<tr><th scope=\"row\">", asked.Name(bucket), "</th>"});
-    cells(own, bucket);
+    if (!asked.OfAll()) cells(own, bucket);
     cells(house, bucket);
     page.Write({"</tr>\n"});
   }
@@ -143,14 +141,17 @@ wire::HttpResponse ShowTrends(Context& context) {
     page.Write({"<p class=\"note\">Nothing with a number was answered in this time.</p>\n"});
     return Html(context, kTitle, page);
   }
-  page.Write(
-      {"<p class=\"legend\"><span class=\"own\">What was chosen</span> <span class=\"house\">House</span></p>\n"});
-  Chart chart(page, asked.First(), asked.Last(), trend.low, trend.high);
+  page.Write({"<p class=\"legend\">"});
+  if (!asked.OfAll()) page.Write({"<span class=\"own\">What was chosen</span> "});
+  page.Write({"<span class=\"house\">House</span></p>\n"});
+  // Empty months in front say nothing.
+  const int first = std::max(asked.First(), trend.house.begin()->first);
+  Chart chart(page, first, asked.Last(), trend.low, trend.high);
   chart.Begin("Averages over time; the table below has the same figures");
-  const int step = (asked.Last() - asked.First()) / 7 + 1;
-  for (int bucket = asked.First(); bucket <= asked.Last(); bucket += step) chart.Tick(bucket, asked.Name(bucket));
+  const int step = (asked.Last() - first) / 7 + 1;
+  for (int bucket = first; bucket <= asked.Last(); bucket += step) chart.Tick(bucket, asked.Name(bucket));
   chart.House(Shown(context, trend.house));
-  chart.Own(Shown(context, trend.own));
+  if (!asked.OfAll()) chart.Own(Shown(context, trend.own));
   chart.End();
   WriteTable(page, context, asked, trend.own, trend.house);
   page.Write({"<p class=\"screen-only\"><a href=\"/admin/export?what=trends&amp;as=xlsx&amp;", context.http.query,
