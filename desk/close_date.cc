@@ -29,6 +29,8 @@ std::optional<wire::HttpResponse> TakeCloseDate(Context& context, std::int64_t e
   const std::string_view text = context.request("close");
   const std::optional<DateTime> day = ReadDay(text);
   if (!text.empty() && !day) return Sorry(context, title, "The close date must be a day such as 2026-05-31.", 400);
+  // One row an event, also when two set it at once.
+  context.connection.Lock("close " + std::to_string(event));
   context.connection.Execute({"delete from EventClose where ScheduleID=", Number(event)});
   if (day) {
     context.connection.AddNew(data::tables::kEventClose).Set("ScheduleID", event).Set("CloseDate", *day).Update();

@@ -22,13 +22,6 @@ std::string RandomName() {
   return text.data();
 }
 
-std::string AddressOf(const std::string& sender) {
-  const std::size_t bracket = sender.find('<');
-  std::string address = bracket == std::string::npos ? sender : sender.substr(bracket + 1);
-  if (address.ends_with('>')) address.pop_back();
-  return address;
-}
-
 // What a server says goes onto a page and into a column.
 std::string Shortened(std::string text) {
   constexpr std::size_t kMost = 300;
@@ -43,7 +36,8 @@ std::string Shortened(std::string text) {
 // A connection to the server, kept for the next mail.
 class MailSender::Transfer {
  public:
-  enum class Outcome { kTaken, kRefused, kNotNow, kUnknown, kNotOurs };
+  // kAway: the server took no mail at all, whatever is in it.
+  enum class Outcome { kTaken, kRefused, kNotNow, kUnknown, kNotOurs, kAway };
 
   Transfer(const MailSettings& settings, std::chrono::seconds limit, std::function<bool()> stopping)
       : curl_(Begin()), stopping_(std::move(stopping)) {
@@ -55,6 +49,7 @@ class MailSender::Transfer {
       curl_easy_setopt(curl_, CURLOPT_USERNAME, settings.account.c_str());
       curl_easy_setopt(curl_, CURLOPT_PASSWORD, settings.password.c_str());
     }
+    if (!settings.authority.empty()) curl_easy_setopt(curl_, CURLOPT_CAINFO, settings.authority.c_str());
     curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl_, CURLOPT_TIMEOUT, static_cast<long>(limit.count()));
     curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT, std::min(15L, static_cast<long>(limit.count())));
@@ -90,9 +85,14 @@ class MailSender::Transfer {
     if (not_ours_) return Outcome::kNotOurs;
     // A server that has not said no after the whole text may have said yes.
     const bool refused = !refusal_.empty();
+    const std::string told = std::string(error_.data()).substr(0, 11);
     reply_ = refused ? refusal_ : error_[0] != '\0' ? error_.data() : curl_easy_strerror(code);
     if (leaving_ && !refused) return Outcome::kUnknown;
-    return refused && refusal_.front() == '5' && code != CURLE_LOGIN_DENIED ? Outcome::kRefused : Outcome::kNotNow;
+    // Before the text, only a word about the receiver is a word about this mail.
+    constexpr std::string_view kOfSender = "MAIL failed";
+    const bool of_mail = refused && (leaving_ || (code == CURLE_SEND_ERROR && told != kOfSender));
+    if (!of_mail) return Outcome::kAway;
+    return refusal_.front() == '5' ? Outcome::kRefused : Outcome::kNotNow;
   }
   const std::string& reply() const { return reply_; }
 
@@ -114,6 +114,8 @@ class MailSender::Transfer {
       }
       if (not_ours_) return CURL_READFUNC_ABORT;
       leaving_ = true;
+      // What the server refused before, a greeting perhaps, says nothing of the text.
+      refusal_.clear();
       left_at_ = std::chrono::steady_clock::now();
     }
     const std::size_t length = std::min(room, message_.size() - at_);
@@ -190,6 +192,7 @@ void MailSender::Run() {
 
 bool MailSender::SendNext(std::unique_ptr<Transfer>& transfer) {
   const std::int64_t now = guard::SecondsNow();
+  if (now < away_until_) return false;
   outbox_.Recover(now - rhythm_.claim.count());
   if (outbox_.SentSince(now - 60) >= static_cast<std::int64_t>(settings_.per_minute)) return false;
   const std::optional<Outbox::Claim> claim = outbox_.Take(now);
@@ -197,43 +200,61 @@ bool MailSender::SendNext(std::unique_ptr<Transfer>& transfer) {
   if (!transfer) {
     transfer = std::make_unique<Transfer>(settings_, rhythm_.transfer, [this] { return Stopping(); });
   }
-  Send(*transfer, *claim);
-  return true;
+  return Send(*transfer, *claim);
 }
 
-void MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
+bool MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
   std::optional<Mail> mail;
   std::string why_not;
   {
     data::Connection db(database_);
     mail = ComposeMail(db, claim.kind, claim.participant, claim.site, clock_.Now(), why_not);
   }
-  if (!mail) return outbox_.End(claim, MailState::kNeedless, why_not, guard::SecondsNow());
+  if (!mail) {
+    outbox_.End(claim, MailState::kNeedless, why_not, guard::SecondsNow());
+    return true;
+  }
   using enum Transfer::Outcome;
   const Transfer::Outcome outcome =
-      transfer.Send(AddressOf(settings_.sender), mail->to,
+      transfer.Send(SenderAddress(settings_.sender), mail->to,
                     MailMessage(*mail, settings_.sender, claim.message_name, std::time(nullptr)),
                     [&] { return outbox_.NoteLeaving(claim, guard::SecondsNow()); });
   const std::string told = Shortened(transfer.reply());
+  if (outcome != kAway) failures_ = 0;
   switch (outcome) {
     case kTaken:
-      return outbox_.End(claim, MailState::kSent, told, guard::SecondsNow());
+      outbox_.End(claim, MailState::kSent, told, guard::SecondsNow());
+      return true;
     case kRefused:
-      return outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
+      outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
+      return true;
     case kUnknown:
-      log_.Warning("mail: nobody knows whether one arrived: " + told);
-      return outbox_.End(claim, MailState::kDoubtful, told, guard::SecondsNow());
+      log_.Warning("mail " + std::to_string(claim.key) + ": nobody knows whether it arrived");
+      outbox_.End(claim, MailState::kDoubtful, told, guard::SecondsNow());
+      return true;
     case kNotOurs:
-      return;
+      return true;
+    case kAway: {
+      outbox_.PutBack(claim, told, guard::SecondsNow());
+      if (Stopping()) return false;
+      log_.Warning("mail: " + told);
+      constexpr int kMostDoublings = 4;
+      away_until_ = guard::SecondsNow() + (rhythm_.retry.count() << std::min(failures_++, kMostDoublings));
+      return false;
+    }
     case kNotNow:
       break;
   }
-  if (Stopping()) return outbox_.TryAgain(claim, told, guard::SecondsNow());
-  log_.Warning("mail: " + told);
-  if (claim.attempts >= rhythm_.attempts) return outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
+  // The server's words may hold a person's address; the outbox keeps them.
+  log_.Warning("mail " + std::to_string(claim.key) + ": put off by the server");
+  if (claim.attempts >= rhythm_.attempts) {
+    outbox_.End(claim, MailState::kFailed, told, guard::SecondsNow());
+    return true;
+  }
   std::int64_t wait = rhythm_.retry.count();
   for (std::int64_t i = 1; i < claim.attempts; ++i) wait *= 4;
   outbox_.TryAgain(claim, told, guard::SecondsNow() + wait);
+  return true;
 }
 
 }  // namespace surva::desk

@@ -18,7 +18,9 @@ class MailSender {
     std::chrono::milliseconds look{3000};  // how often an empty outbox is looked into
     std::chrono::seconds transfer{60};     // the longest that one mail may take
     std::chrono::seconds claim{180};       // after which a claim's sender counts as dead
-    std::chrono::seconds retry{60};        // before the second attempt; each further one waits four times as long
+    // Before the second attempt; each further one waits four times as long. A server that takes none at all is left
+    // alone as long, and up to sixteen times as long; that is no attempt.
+    std::chrono::seconds retry{60};
     int attempts = 6;
   };
 
@@ -37,7 +39,8 @@ class MailSender {
   void Run();
   // False if there was nothing to do.
   bool SendNext(std::unique_ptr<Transfer>& transfer);
-  void Send(Transfer& transfer, const Outbox::Claim& claim);
+  // False if the server takes none for now.
+  bool Send(Transfer& transfer, const Outbox::Claim& claim);
   bool Stopping();
 
   const MailSettings settings_;
@@ -46,6 +49,8 @@ class MailSender {
   const Clock& clock_;
   const Rhythm rhythm_;
   Outbox outbox_;
+  std::int64_t away_until_ = 0;  // the server is left alone
+  int failures_ = 0;             // of the server, one after the other
   std::mutex mutex_;
   std::condition_variable wake_;
   bool stopping_ = false;

@@ -66,6 +66,17 @@ std::string OneLine(std::string text) {
   return text;
 }
 
+// Lines as mails have them (RFC 2045).
+std::string WithMailLines(std::string_view text) {
+  std::string lines;
+  for (const char c : text) {
+    if (c == '\r') continue;
+    if (c == '\n') lines += '\r';
+    lines += c;
+  }
+  return lines;
+}
+
 std::string NewMessageName() {
   std::array<unsigned char, 16> random{};
   randombytes_buf(random.data(), random.size());
@@ -107,6 +118,7 @@ MailText ReadMailText(data::Connection& connection, MailKind kind) {
 }
 
 void StoreMailText(data::Connection& connection, MailKind kind, const MailText& text) {
+  connection.Lock("mail text");
   connection.Execute({"delete from MailText where Kind=", Number(static_cast<int>(kind))});
   connection.AddNew(data::tables::kMailText)
       .Set("Kind", std::int64_t{static_cast<int>(kind)})
@@ -136,6 +148,13 @@ bool IsMailAddress(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c > 0x20 && c < 0x7f; }) &&
          text.find_first_of("<>()[],;:\\\"") == std::string_view::npos &&
          text.find('@', at + 1) == std::string_view::npos;
+}
+
+std::string SenderAddress(const std::string& sender) {
+  const std::size_t bracket = sender.find('<');
+  std::string address = bracket == std::string::npos ? sender : sender.substr(bracket + 1);
+  if (address.ends_with('>')) address.pop_back();
+  return address;
 }
 
 std::optional<Mail> ComposeMail(data::Connection& connection, MailKind kind, std::int64_t participant,
@@ -194,8 +213,7 @@ std::string MailMessage(const Mail& mail, const std::string& sender, const std::
   std::strftime(date.data(), date.size(), "%a, %d %b %Y %H:%M:%S +0000", &parts);
 
   const std::size_t bracket = sender.find('<');
-  std::string address = bracket == std::string::npos ? sender : sender.substr(bracket + 1);
-  if (address.ends_with('>')) address.pop_back();
+  const std::string address = SenderAddress(sender);
   std::string from = "<" + address + ">";
   if (bracket != std::string::npos && bracket > 0) {
     const std::string_view name = std::string_view(sender).substr(0, sender.find_last_not_of(" <", bracket) + 1);
@@ -206,7 +224,7 @@ std::string MailMessage(const Mail& mail, const std::string& sender, const std::
                         address.substr(address.find('@')) +
                         ">\r\nAuto-Submitted: auto-generated\r\nMIME-Version: 1.0\r\n"
                         "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: base64\r\n\r\n";
-  const std::string body = Base64(mail.body);
+  const std::string body = Base64(WithMailLines(mail.body));
   constexpr std::size_t kLine = 76;
   for (std::size_t at = 0; at < body.size(); at += kLine) message += body.substr(at, kLine) + "\r\n";
   return message;
@@ -286,9 +304,18 @@ void Outbox::End(const Claim& claim, MailState state, const std::string& told, s
 }
 
 void Outbox::TryAgain(const Claim& claim, const std::string& told, std::int64_t when) {
+  Requeue(claim, claim.attempts, told, when);
+}
+
+void Outbox::PutBack(const Claim& claim, const std::string& told, std::int64_t when) {
+  Requeue(claim, claim.attempts - 1, told, when);
+}
+
+void Outbox::Requeue(const Claim& claim, std::int64_t attempts, const std::string& told, std::int64_t when) {
   data::Connection db(database_);
-  db.Execute({"update Outbox set State=1, Told=", Bound(Field(std::string_view(told))), ", NextTry=", Number(when),
-              " where OutboxID=", Number(claim.key), " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
+  db.Execute({"update Outbox set State=1, Attempts=", Number(attempts), ", Told=", Bound(Field(std::string_view(told))),
+              ", NextTry=", Number(when), " where OutboxID=", Number(claim.key),
+              " and ClaimedBy=", Bound(Field(std::string_view(sender_)))});
   db.Commit();
 }
 

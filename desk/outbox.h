@@ -55,6 +55,9 @@ std::string Filled(std::string_view text, const std::vector<std::pair<std::strin
 // Whether a text is a plain address: letters of ASCII around one "@", nothing that SMTP or a header would misread.
 bool IsMailAddress(std::string_view text);
 
+// The address of "Name <address>", or of an address alone.
+std::string SenderAddress(const std::string& sender);
+
 // The mail as SMTP carries it (RFC 5322, RFC 2045).
 std::string MailMessage(const Mail& mail, const std::string& sender, const std::string& message_name, std::int64_t now);
 
@@ -84,8 +87,12 @@ class Outbox {
   bool NoteLeaving(const Claim& claim, std::int64_t now);
   void End(const Claim& claim, MailState state, const std::string& told, std::int64_t now);
   void TryAgain(const Claim& claim, const std::string& told, std::int64_t when);
+  // As if it had not been taken: what failed was not this mail's fault.
+  void PutBack(const Claim& claim, const std::string& told, std::int64_t when);
 
  private:
+  void Requeue(const Claim& claim, std::int64_t attempts, const std::string& told, std::int64_t when);
+
   data::Database& database_;
   const std::string sender_;
 };

@@ -10,7 +10,8 @@ struct MailSettings {
   std::string server;  // smtp://HOST:PORT or smtps://HOST:PORT; empty: no mail is sent
   std::string sender;  // an address, or "Name <address>"
   std::string account, password;
-  bool tls = true;  // whether the server must speak it
+  std::string authority;  // file of the certificates that vouch for the server; empty: those that the machine knows
+  bool tls = true;        // whether the server must speak it
   std::size_t per_minute = 60;
 };
 
@@ -21,6 +22,8 @@ struct Settings {
   std::string readers;
   // An analyst sees no average of fewer answers of named forms.
   std::size_t least_answers = 5;
+  // What a request may bring, in bytes.
+  std::size_t longest_body = 1024 * 1024;
   MailSettings mail;
 };
 

@@ -6,6 +6,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <charconv>
 
+#include "desk/outbox.h"
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
@@ -81,6 +82,8 @@ constexpr std::array kSettings{
             "File whose first line is that account's password"},
     Setting{"mail-tls", Setting::Choice{&C::mail_tls, kMailTls}, For::kServe,
             "required or none: whether an smtp:// server must speak TLS"},
+    Setting{"mail-authority", &C::mail_authority, For::kServe,
+            "PEM file of the authority behind the mail server's certificate, if the machine does not know it"},
     Setting{"mail-rate", Setting::Number{&C::mail_rate, 1, kUnlimited}, For::kServe,
             "Most mails in a minute, of all nodes"},
     Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},
@@ -256,7 +259,7 @@ void CheckForServing(const Configuration& configuration) {
   if (!mail.empty() && !mail.starts_with("smtp://") && !mail.starts_with("smtps://")) {
     throw UsageError("mail-server must begin with smtp:// or smtps://");
   }
-  if (!mail.empty() && configuration.mail_sender.find('@') == std::string::npos) {
+  if (!mail.empty() && !desk::IsMailAddress(desk::SenderAddress(configuration.mail_sender))) {
     throw UsageError("mail-server needs mail-sender, the address that mails come from");
   }
   if (const std::string& address = configuration.public_address;

@@ -53,6 +53,7 @@ struct Configuration {
   std::string mail_account;
   std::string mail_password_file;
   std::string mail_tls = "required";
+  std::string mail_authority;
   std::size_t mail_rate = 60;
   std::string access_log = "-";
   std::string error_log = "-";

@@ -168,9 +168,11 @@ desk::Settings Desk(const Configuration& configuration) {
   while (settings.public_address.ends_with('/')) settings.public_address.pop_back();
   settings.readers = configuration.readers;
   settings.least_answers = configuration.least_answers;
+  settings.longest_body = configuration.max_body_kib * 1024;
   settings.mail = {.server = configuration.mail_server,
                    .sender = configuration.mail_sender,
                    .account = configuration.mail_account,
+                   .authority = configuration.mail_authority,
                    .tls = configuration.mail_tls == "required",
                    .per_minute = configuration.mail_rate};
   if (const std::string& name = configuration.mail_password_file; !name.empty()) {
@@ -178,6 +180,10 @@ desk::Settings Desk(const Configuration& configuration) {
     if (!std::getline(file, settings.mail.password)) {
       throw UsageError("mail-password-file: " + name + " cannot be read or is empty");
     }
+    if (settings.mail.password.ends_with('\r')) settings.mail.password.pop_back();
+  }
+  if (const std::string& name = configuration.mail_authority; !name.empty() && !std::ifstream(name)) {
+    throw UsageError("mail-authority: " + name + " cannot be read");
   }
   return settings;
 }

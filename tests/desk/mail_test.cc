@@ -19,7 +19,7 @@ using namespace data::tables;
 // A real SMTP server that keeps what it takes.
 class MailServer {
  public:
-  MailServer() {
+  explicit MailServer(const char* tls = nullptr) {
     std::string folder = (std::filesystem::temp_directory_path() / "surva-mails-XXXXXX").string();
     folder_ = mkdtemp(folder.data());
     int input[2];
@@ -30,7 +30,7 @@ class MailServer {
       dup2(input[0], 0);
       dup2(output[1], 1);
       close(input[1]);
-      execl("/usr/bin/python3", "python3", "tests/support/mail_server.py", folder_.c_str(), nullptr);
+      execl("/usr/bin/python3", "python3", "tests/support/mail_server.py", folder_.c_str(), tls, nullptr);
       _exit(127);
     }
     close(input[0]);
@@ -39,7 +39,8 @@ class MailServer {
     char line[16] = {};
     if (read(output[0], line, sizeof(line) - 1) <= 0) throw std::runtime_error("the mail server does not start");
     close(output[0]);
-    address_ = "smtp://127.0.0.1:" + std::to_string(std::atoi(line));
+    address_ = (tls != nullptr && std::string_view(tls) == "tls" ? "smtps://127.0.0.1:" : "smtp://127.0.0.1:") +
+               std::to_string(std::atoi(line));
   }
   ~MailServer() {
     close(input_);
@@ -49,6 +50,7 @@ class MailServer {
   }
 
   const std::string& address() const { return address_; }
+  std::string authority() const { return folder_ + "/authority.pem"; }
   // Each mail as it came.
   std::vector<std::string> Mails() const {
     std::vector<std::string> mails;
@@ -112,36 +114,41 @@ class Mails : public Desk {
 SURVA_ON_BOTH_ENGINES(Mails);
 
 TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
-  for (const char* address : {"refused@x.example", "later@x.example", "cut@x.example", "", "no one", "a@b\r\nRCPT"}) {
+  for (const char* address :
+       {"refused@x.example", "later@x.example", "cut@x.example", "gone@x.example", "", "no one", "a@b\r\nRCPT"}) {
     Enrol(address);
   }
   const auto trial = Post(ShowMail, {{"event", "7"}, {"try", "invitation"}});
-  EXPECT_TRUE(Holds(trial, "4 of 7 would get this invitation.")) << trial.body;
+  EXPECT_TRUE(Holds(trial, "5 of 8 would get this invitation.")) << trial.body;
   EXPECT_TRUE(Holds(trial, "Dear Gda\u0144 Kay,"));
   EXPECT_TRUE(Holds(trial, "https://surva.example/fill?PIN=12%203"));
   EXPECT_EQ(States(), "");
   Queue("invitation");
   Queue("invitation");  // nobody gets a second one
-  EXPECT_EQ(States(), "1,4");
-  const auto sender = Start(*database);
+  EXPECT_EQ(States(), "1,5");
+  auto sender = Start(*database);
   Finish();
-  EXPECT_EQ(States(), "4,2 5,1 6,1");
-  EXPECT_EQ(server.Mails().size(), 3U);
+  sender.reset();
+  EXPECT_EQ(States(), "4,3 5,1 6,1");
+  EXPECT_EQ(server.Mails().size(), 4U);
   const auto page = Get(ShowMail, {{"event", "7"}});
   EXPECT_TRUE(Holds(page, "550 5.1.1 No such person &lt;here&gt;")) << page.body;
   EXPECT_TRUE(Holds(page, "perhaps sent"));
   Queue("invitation");
-  EXPECT_EQ(States(), "1,1 4,2 5,1 6,1");  // only who was refused is tried again
+  EXPECT_EQ(States(), "1,1 4,3 5,1 6,1");  // only who was refused is tried again
   Write({"update Participant set PIN='' where StudentID=5"});
   Queue("reminder");
+  sender = Start(*database);
   Finish();
-  EXPECT_EQ(server.Mails().size(), 5U);
+  EXPECT_EQ(server.Mails().size(), 7U);
   std::string all;
   for (const std::string& mail : server.Mails()) all += mail;
   EXPECT_NE(all.find("From: =?utf-8?B?w4ljb2xlIChzdXJ2YSk=?= <ask@surva.example>\r\nTo: <kay@x.example>\r\n"),
             std::string::npos)
       << all;
   EXPECT_EQ(all.find("RCPT"), std::string::npos);
+  // "Dear ...,\r\n\r\n", as mails end their lines.
+  EXPECT_NE(all.find("DQoNCnlvdSB0b29r"), std::string::npos);
 }
 
 TEST_P(Mails, OfADeadSenderAreSentByAnother) {
@@ -170,6 +177,47 @@ TEST_P(Mails, OfADeadSenderAreSentByAnother) {
   EXPECT_TRUE(doubtful == "0" || doubtful == "1") << doubtful;
   EXPECT_EQ(Read({"select count(*) from Outbox where State=4 or State=6"}), "41");
   EXPECT_GE(mails.size(), 40U);
+}
+
+TEST_P(Mails, GoByTlsToAServerThatIsWhoItSays) {
+  const MailServer by_tls("tls"), by_starttls("starttls");
+  settings.mail.account = "surva";
+  settings.mail.tls = true;
+  Enrol("second@x.example");
+  Queue("invitation");
+  // Until the server has been left alone: what it says then.
+  const auto refused = [&] {
+    const auto sender = Start(*database);
+    std::string told;
+    for (int i = 0; i < 600 && told.empty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      told = Read({"select Told from Outbox where State=1 and Told<>''"});
+    }
+    Write({"update Outbox set Told=''"});
+    return told;
+  };
+  rhythm.retry = std::chrono::seconds(600);
+  settings.mail.password = "pass word";
+  EXPECT_NE(refused().find("STARTTLS"), std::string::npos);  // a server without TLS gets no password
+  for (const MailServer* secure : {&by_tls, &by_starttls}) {
+    settings.mail.server = secure->address();
+    settings.mail.authority.clear();
+    EXPECT_NE(refused().find("certificate"), std::string::npos) << secure->address();
+    settings.mail.authority = secure->authority();
+    settings.mail.password = "guessed";
+    EXPECT_NE(refused().find("535"), std::string::npos) << secure->address();
+    settings.mail.password = "pass word";
+    EXPECT_TRUE(secure->Mails().empty());
+    EXPECT_EQ(Read({"select State, Attempts from Outbox"}), "1,0 1,0");
+    settings.mail.per_minute = 1;
+    auto sender = Start(*database);
+    for (int i = 0; i < 600 && States() != "1,1 4,1"; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    sender.reset();
+    EXPECT_EQ(secure->Mails().size(), 1U);  // the other one waits for its minute
+    Write({"update Outbox set State=1, Attempts=0, Told=''"});
+    settings.mail.per_minute = 100;
+  }
+  EXPECT_TRUE(server.Mails().empty());
 }
 
 TEST_P(Mails, HaveTextsOfTheHouse) {

@@ -1,17 +1,21 @@
 #!/usr/bin/python3
-"""An SMTP server that keeps what it takes: mail_server.py FOLDER. Prints its port.
+"""An SMTP server that keeps what it takes: mail_server.py FOLDER [starttls|tls]. Prints its port.
 
 Each mail becomes a file of the folder. Receivers say what befalls them: refused@ is refused for good, later@ is put off
-at the first attempt, cut@ loses the connection after its text has come, slow@ waits before the answer.
+at the first attempt, gone@ loses the connection then, cut@ loses it after its text has come, slow@ waits before the
+answer. With TLS it wants an account, and vouches for itself in FOLDER/authority.pem.
 """
 import asyncio
 import os
+import ssl
+import subprocess
 import sys
 import uuid
 
-from aiosmtpd.smtp import SMTP
+from aiosmtpd.smtp import SMTP, AuthResult
 
 folder = sys.argv[1]
+tls = sys.argv[2] if len(sys.argv) > 2 else None
 put_off = set()
 
 
@@ -22,6 +26,9 @@ class Keeper:
         if address.startswith("later@") and address not in put_off:
             put_off.add(address)
             return "451 4.7.1 Try again later"
+        if address.startswith("gone@") and address not in put_off:
+            put_off.add(address)
+            server.transport.abort()
         envelope.rcpt_tos.append(address)
         return "250 OK"
 
@@ -37,9 +44,28 @@ class Keeper:
         return "250 Taken"
 
 
+def check(server, session, envelope, mechanism, data):
+    return AuthResult(success=(data.login, data.password) == (b"surva", b"pass word"), handled=False)
+
+
+def make_context():
+    key, certificate = folder + "/key.pem", folder + "/authority.pem"
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                    "-days", "2", "-subj", "/CN=mail", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key,
+                    "-out", certificate], check=True, stderr=subprocess.DEVNULL)
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.load_cert_chain(certificate, key)
+    return context
+
+
 async def serve():
     loop = asyncio.get_running_loop()
-    server = await loop.create_server(lambda: SMTP(Keeper()), "127.0.0.1", 0)
+    context = make_context() if tls else None
+    options = {"authenticator": check, "auth_required": True, "auth_require_tls": tls == "starttls"} if tls else {}
+    if tls == "starttls":
+        options.update(tls_context=context, require_starttls=True)
+    server = await loop.create_server(lambda: SMTP(Keeper(), **options), "127.0.0.1", 0,
+                                      ssl=context if tls == "tls" else None)
     print(server.sockets[0].getsockname()[1], flush=True)
     # Ends with whoever started it.
     await loop.run_in_executor(None, sys.stdin.read)
