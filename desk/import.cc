@@ -116,6 +116,19 @@ Matching ReadMatching(const Request& request, const Kind& kind, std::size_t colu
   return matching;
 }
 
+// What keeps the table as a whole from being stored, or nothing.
+std::string TroubleWith(const Kind& kind, const Matching& matching) {
+  for (std::size_t target = 0; target < kind.targets.size(); ++target) {
+    const Target& one = kind.targets[target];
+    const auto columns = std::ranges::count(matching, target);
+    if (columns > 1) return std::string(one.caption) + " is in two columns. Choose one of them.";
+    if (columns == 0 && std::ranges::find(kind.needed, one.column) != kind.needed.end()) {
+      return "No column is the " + std::string(one.caption) + ". Choose it above.";
+    }
+  }
+  return {};
+}
+
 enum class State { kNew, kChanged, kDouble, kWrong };
 
 // A line of the table and what it would do.
@@ -333,6 +346,38 @@ class Analysis {
   std::map<std::string, std::size_t, LessTexts> seen_;
 };
 
+// The clock some seconds later.
+class LaterClock final : public Clock {
+ public:
+  LaterClock(const Clock& clock, int seconds) : clock_(clock), seconds_(seconds) {}
+  DateTime Now() const override {
+    constexpr int kDay = 24 * 60 * 60;
+    const DateTime now = clock_.Now();
+    const int second = now.hour * 3600 + now.minute * 60 + now.second + seconds_;
+    DateTime later = AddDays(now, second / kDay);
+    later.hour = second % kDay / 3600;
+    later.minute = second % 3600 / 60;
+    later.second = second % 60;
+    return later;
+  }
+
+ private:
+  const Clock& clock_;
+  const int seconds_;
+};
+
+// The PIN that the enrolment page makes, whose form names no event. That page takes its time; here one that would lead
+// to another participant is made as some seconds later.
+std::string FreePin(data::Connection& db, const Clock& clock, std::int64_t student) {
+  for (int seconds = 0; seconds < 24 * 60 * 60; ++seconds) {
+    std::string pin = MakePin(LaterClock(clock, seconds), {}, std::to_string(student));
+    if (db.Query({"select ParticipantID from Participant where PIN=", Bound(Field(pin)), " limit 1"}).empty()) {
+      return pin;
+    }
+  }
+  throw Fault::OutOfRange();
+}
+
 void Store(Context& context, const Kind& kind, std::int64_t event, const Entry& entry) {
   data::Connection& db = context.connection;
   std::int64_t key = entry.key;
@@ -347,11 +392,10 @@ void Store(Context& context, const Kind& kind, std::int64_t event, const Entry& 
     key = row.Update();
   }
   if (event == 0) return;
-  // As the enrolment page does it: its form names no event.
   db.AddNew(data::tables::kParticipant)
       .Set("ScheduleID", event)
       .Set("StudentID", key)
-      .Set("pin", std::string_view(MakePin(context.clock, {}, std::to_string(key))))
+      .Set("pin", std::string_view(FreePin(db, context.clock, key)))
       .Update();
 }
 
@@ -367,6 +411,12 @@ struct Counts {
            std::to_string((*this)[State::kDouble]) + " double, " + std::to_string((*this)[State::kWrong]) + " wrong";
   }
 };
+
+// What a browser posts with the findings: it ends lines with two bytes.
+std::size_t BytesToComeBack(const std::string& text) {
+  constexpr std::size_t kFields = 8 * 1024;
+  return text.size() + static_cast<std::size_t>(std::ranges::count(text, '\n')) + kFields;
+}
 
 void WriteBringForm(Markup& page, const Context& context, const std::optional<Event>& event) {
   if (event) {
@@ -389,7 +439,8 @@ void WriteBringForm(Markup& page, const Context& context, const std::optional<Ev
        "<textarea id=\"text\" name=\"text\" rows=\"8\" cols=\"80\"></textarea>\n"
        "<p><button>Look at it first</button></p>\n"
        "<p class=\"soft\">The first line names the columns. Nothing is stored before you have seen what each line "
-       "would do. Up to 20,000 lines.</p>\n</form>\n"});
+       "would do. Up to 20,000 lines and ",
+       context.settings.longest_body / 1024, " KiB.</p>\n</form>\n"});
 }
 
 void WriteEntries(Markup& page, const Kind& kind, const std::vector<Entry>& entries) {
@@ -421,7 +472,7 @@ void WriteEntries(Markup& page, const Kind& kind, const std::vector<Entry>& entr
 // What was found, with the table itself, so that it can be carried out.
 void WriteFindings(Markup& page, const Kind& kind, const std::optional<Event>& event, const std::string& text,
                    const BroughtTable& table, const Matching& matching, bool skip_first,
-                   const std::vector<Entry>& entries) {
+                   const std::vector<Entry>& entries, const std::string& trouble) {
   const Counts counts(entries);
   if (event) WriteEventHead(page, *event);
   page.Write({"<form method=\"post\" enctype=\"multipart/form-data\">\n<input type=\"hidden\" name=\"kind\" value=\"",
@@ -446,8 +497,11 @@ void WriteFindings(Markup& page, const Kind& kind, const std::optional<Event>& e
   page.Write({"> <label class=\"inline\" for=\"headings\">The first line names the columns</label></p>\n"
               "<p class=\"note\" role=\"status\">",
               counts.Text(), "</p>\n<p><button name=\"do\" value=\"look\" class=\"quiet\">Look again</button> "});
-  if (counts[State::kWrong] > 0) {
-    page.Write({"</p>\n<p class=\"note bad\">Nothing can be stored while a line is wrong.</p>\n"});
+  if (!trouble.empty()) {
+    page.Write({"</p>\n<p class=\"note bad\">", trouble, "</p>\n"});
+  } else if (counts[State::kWrong] > 0) {
+    page.Write({"</p>\n<p class=\"note bad\">Nothing can be stored while a line is wrong. Mend the lines that "
+                "are marked and bring the table again.</p>\n"});
   } else if (counts[State::kNew] + counts[State::kChanged] > 0) {
     page.Write({"<button name=\"do\" value=\"store\">Store all of it</button></p>\n"});
   } else {
@@ -479,8 +533,9 @@ wire::HttpResponse ShowImport(Context& context) {
   }
   std::string problem;
   std::string text = WithLetters(context.request("text"));
+  bool guessed = false;
   for (const Upload& file : context.files) {
-    if (!file.bytes.empty()) text = TextOfFile(file.bytes, problem);
+    if (!file.bytes.empty()) text = TextOfFile(file.bytes, problem, guessed);
   }
   BroughtTable table;
   if (problem.empty()) table = ReadTable(text);
@@ -498,15 +553,27 @@ wire::HttpResponse ShowImport(Context& context) {
   const std::int64_t event_key = event ? event->key : 0;
   const std::vector<Entry> entries = Analysis(db, *kind, event_key).Run(table, matching, skip_first);
   const Counts counts(entries);
-  if (!store || counts[State::kWrong] > 0) {
-    WriteFindings(page, *kind, event, text, table, matching, skip_first, entries);
+  std::string trouble = TroubleWith(*kind, matching);
+  if (BytesToComeBack(text) > context.settings.longest_body) {
+    trouble = "The table is too long to be sent back with what is chosen here. Bring it in parts.";
+  }
+  if (!store || counts[State::kWrong] > 0 || !trouble.empty()) {
+    if (guessed) {
+      page.Write({"<p class=\"soft\">The file is not in UTF-8 and was read as windows-1252. If names look wrong below, "
+                  "save it as UTF-8 and bring it again.</p>\n"});
+    }
+    WriteFindings(page, *kind, event, text, table, matching, skip_first, entries, trouble);
     return Html(context, kTitle, page);
   }
   for (const Entry& entry : entries) {
     if (entry.state == State::kNew || entry.state == State::kChanged) Store(context, *kind, event_key, entry);
   }
+  if (event) WriteEventHead(page, *FindEvent(db, event->key));
   page.Write({"<p class=\"note\" role=\"status\">All is stored: ", counts.Text(), ".</p>\n"});
   if (event) WriteEventLinks(page, context, event->key);
+  page.Write({"<p><a href=\"/admin/import"});
+  if (event) page.Write({"?event=", event->key});
+  page.Write({"\">Bring another table</a></p>\n"});
   return Html(context, kTitle, page);
 }
 

@@ -146,7 +146,8 @@ class Reader {
 
 }  // namespace
 
-std::string TextOfFile(std::string_view bytes, std::string& problem) {
+std::string TextOfFile(std::string_view bytes, std::string& problem, bool& guessed) {
+  guessed = false;
   if (bytes.starts_with("\xff\xfe")) return FromUtf16(bytes.substr(2), true);
   if (bytes.starts_with("\xfe\xff")) return FromUtf16(bytes.substr(2), false);
   if (bytes.starts_with("\xef\xbb\xbf")) bytes.remove_prefix(3);
@@ -156,7 +157,8 @@ std::string TextOfFile(std::string_view bytes, std::string& problem) {
     problem = "This is no text.";
   }
   if (!problem.empty()) return {};
-  return IsUtf8(bytes) ? std::string(bytes) : FromWindows1252(bytes);
+  guessed = !IsUtf8(bytes);
+  return guessed ? FromWindows1252(bytes) : std::string(bytes);
 }
 
 BroughtTable ReadTable(std::string_view text) {

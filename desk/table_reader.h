@@ -19,8 +19,8 @@ struct BroughtTable {
 };
 
 // A file's bytes in UTF-8, with a mark or without, UTF-16 with its mark, or else windows-1252. Gives nothing and sets
-// `problem` for what is no text.
-std::string TextOfFile(std::string_view bytes, std::string& problem);
+// `problem` for what is no text; `guessed` tells that it was read as windows-1252, as whose every byte is some letter.
+std::string TextOfFile(std::string_view bytes, std::string& problem, bool& guessed);
 
 // The separator is what the first line has most of: comma, semicolon, tab or bar.
 BroughtTable ReadTable(std::string_view text);

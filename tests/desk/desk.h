@@ -28,7 +28,18 @@ class Desk : public test::OnBothEngines {
   std::string Read(std::initializer_list<data::Piece> select) { return test::Read(*database, select); }
   void Write(std::initializer_list<data::Piece> statement) { test::Write(*database, statement); }
 
+  wire::HttpResponse Run(Page page, const NameValues& query, const NameValues& form, const std::vector<Upload>& files) {
+    const Request request(query, form, {});
+    data::Connection connection(opened == nullptr ? *database : *opened);
+    Context context{http,     request, files, connection, *database, background,
+                    settings, owner_,  clock, person,     gate_,     host::MenuOf(person.role)};
+    wire::HttpResponse answer = page(context);
+    connection.Commit();
+    return answer;
+  }
+
   test::TestDatabase database{GetParam()};
+  data::Database* opened = nullptr;  // what pages are given in its place
   test::Seed seed{*database};
   test::StillClock clock;
   wire::HttpRequest http;
@@ -38,16 +49,6 @@ class Desk : public test::OnBothEngines {
   guard::Person person;
 
  private:
-  wire::HttpResponse Run(Page page, const NameValues& query, const NameValues& form, const std::vector<Upload>& files) {
-    const Request request(query, form, {});
-    data::Connection connection(*database);
-    Context context{http,     request, files, connection, *database, background,
-                    settings, owner_,  clock, person,     gate_,     host::MenuOf(person.role)};
-    wire::HttpResponse answer = page(context);
-    connection.Commit();
-    return answer;
-  }
-
   guard::Gate gate_;
   Owner owner_;
 };

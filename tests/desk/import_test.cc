@@ -1,5 +1,8 @@
+#include <future>
+
 #include "desk/table_reader.h"
 #include "tests/desk/desk.h"
+#include "tests/support/watched_engine.h"
 
 namespace surva::desk {
 namespace {
@@ -32,7 +35,9 @@ TEST(TableReader, ReadsWhatSpreadsheetsWrite) {
 TEST(TableReader, KnowsTheLettersOfAFile) {
   const auto text = [](std::string_view bytes) {
     std::string problem;
-    const std::string letters = TextOfFile(bytes, problem);
+    bool guessed = false;
+    const std::string letters = TextOfFile(bytes, problem, guessed);
+    EXPECT_EQ(guessed, bytes.starts_with("G\xe9")) << letters;
     return problem.empty() ? letters : problem.substr(0, 9);
   };
   EXPECT_EQ(text("\xef\xbb\xbfG\xc5\x84"), "G\u0144");
@@ -104,12 +109,50 @@ TEST_P(Imports, TellWhatEachLineWouldDo) {
 TEST_P(Imports, StoreAllOrNothing) {
   const NameValues half = {
       {"kind", "companies"}, {"text", "Company,Mail\nNew one,a@b.example\nOther,bad\n"}, {"do", "store"}};
-  EXPECT_TRUE(Holds(Post(ShowImport, half), "Nothing can be stored while a line is wrong."));
+  EXPECT_TRUE(Holds(Post(ShowImport, half), "Nothing can be stored while a line is wrong"));
   EXPECT_EQ(Read({"select count(*) from Company"}), "1");
   const NameValues text = {{"kind", "companies"}, {"text", "Name;City\nO;Gda&#324;sk\names & sons;X"}, {"do", "store"}};
   EXPECT_TRUE(Holds(Post(ShowImport, text), "All is stored: 1 new, 1 changed, 0 double, 0 wrong."));
   EXPECT_EQ(Read({"select CompanyName, City from Company order by CompanyID"}), "ames & sons,X O,Gda&#324;sk");
   EXPECT_TRUE(Holds(Post(ShowImport, text), "All is stored: 0 new, 0 changed, 2 double, 0 wrong."));
+}
+
+TEST_P(Imports, AreUndoneByALineThatFails) {
+  test::Watch watch;
+  data::Database watched(database.dsn(), test::WatchedEngine::Around(watch));
+  opened = &watched;
+  std::string text = "Last name,Company\n";
+  for (int i = 0; i < 40; ++i) text += "Name " + std::to_string(i) + ",Ames & Sons\n";
+  watch.fail_write = 31;
+  EXPECT_THROW(Post(ShowImport, {{"event", "7"}, {"do", "store"}, {"text", text}}), Fault);
+  EXPECT_EQ(watch.fail_write, 0);
+  EXPECT_EQ(Read({"select (select count(*) from Student), (select count(*) from Participant)"}), "1,1");
+}
+
+TEST_P(Imports, OfTheSameListAtOnceStoreItOnce) {
+  std::string text = "Last name,Company\n";
+  for (int i = 0; i < 100; ++i) text += "Name " + std::to_string(i) + ",Ames & Sons\n";
+  http.method = wire::HttpRequest::Method::kPost;
+  const auto store = [&] { return Run(ShowImport, {}, {{"event", "7"}, {"do", "store"}, {"text", text}}, {}).body; };
+  auto other = std::async(std::launch::async, store);
+  const std::string both = store() + other.get();
+  EXPECT_NE(both.find("100 new, 0 changed, 0 double"), std::string::npos);
+  EXPECT_NE(both.find("0 new, 0 changed, 100 double"), std::string::npos);
+  EXPECT_EQ(Read({"select count(*), count(distinct PIN) from Participant"}), "101,101");
+}
+
+TEST_P(Imports, WantEachColumnOnceAndATableThatFits) {
+  NameValues form = {{"kind", "students"},         {"do", "store"},         {"matched", "1"},
+                     {"column0", "LastName"},      {"column1", "LastName"}, {"column2", "Company"},
+                     {"text", "A,B,Ames & Sons\n"}};
+  EXPECT_TRUE(Holds(Post(ShowImport, form), "Last name is in two columns."));
+  form[3].second = form[4].second = "";
+  EXPECT_TRUE(Holds(Post(ShowImport, form), "No column is the Last name."));
+  form[3].second = "LastName";
+  settings.longest_body = 8250;
+  EXPECT_TRUE(Holds(Post(ShowImport, form), "All is stored: 1 new"));
+  form.back().second.append(100, '\n');
+  EXPECT_TRUE(Holds(Post(ShowImport, form), "The table is too long"));
 }
 
 TEST_P(Imports, EnrolWithThePinsOfTheEnrolmentPage) {
@@ -121,6 +164,10 @@ TEST_P(Imports, EnrolWithThePinsOfTheEnrolmentPage) {
   EXPECT_TRUE(Holds(done, "All is stored: 1 new, 0 changed, 1 double, 0 wrong.")) << done.body;
   // 13:05:09: 9 * 13 + 5, then 0, then the student.
   EXPECT_EQ(Read({"select ScheduleID, StudentID, PIN from Participant order by ParticipantID"}), "7,5,1 7,6,12206");
+  // The next student's is taken: a second later it is 10 * 13 + 5.
+  Write({"update Participant set PIN='12207' where StudentID=5"});
+  Post(ShowImport, {{"event", "7"}, {"do", "store"}, {"text", "Name,Company\nThird,Ames & Sons\n"}});
+  EXPECT_EQ(Read({"select PIN from Participant where StudentID=7"}), "13507");
   EXPECT_TRUE(Holds(Post(ShowImport, {{"event", "7"}, {"text", "Name\nStranger\n"}}), "needs a company"));
   EXPECT_EQ(Post(ShowImport, {{"event", "9"}, {"text", "Name\nX\n"}}).status, 404U);
   EXPECT_EQ(Post(ShowImport, {{"kind", "students"}}, {{"file", "x.xlsx", "PK\x03\x04"}}).status, 400U);
