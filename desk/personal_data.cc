@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::string_view kNobody = "Anonymous";
 constexpr std::string_view kVeiled = "anonymous-";
+constexpr std::string_view kVeiledPattern = "anonymous-%";
 
 void AppendRows(std::string& json, std::string_view name, const Rows& rows,
                 std::initializer_list<std::string_view> columns) {
@@ -43,23 +44,86 @@ void AppendRows(std::string& json, std::string_view name, const Rows& rows,
   json += "]";
 }
 
-// Old rows are kept as JSON. A quote inside a text is escaped there, so that only a column's own name is found.
-void ClearHistory(data::Connection& connection, std::int64_t student) {
-  const data::Table* const history = data::FindTable("History");
-  if (history == nullptr) return;
-  const std::string key = std::to_string(student);
-  connection.Execute({"delete from ", Name(*history), " where TableName='Student' and RowKey=", Number(student)});
-  connection.Execute({"delete from ", Name(*history),
-                      " where (TableName='Participant' or TableName='Mark' or "
-                      "TableName='Message') and (lower(OldRow) like ",
-                      data::Pattern("%\"studentid\":" + key + ",%"), " or lower(OldRow) like ",
-                      data::Pattern("%\"studentid\":" + key + "}%"), ")"});
+using Keys = std::vector<std::int64_t>;
+using Pieces = std::vector<data::Piece>;
+
+void AddKeys(Pieces& statement, const Keys& keys) {
+  for (const std::int64_t& key : keys) {
+    if (&key != keys.data()) statement.push_back(",");
+    statement.push_back(Number(key));
+  }
 }
 
+// Old rows are kept as JSON, under the names that the engine gives its columns.
+void AddHistoryFilter(Pieces& statement, data::Dialect dialect, const Keys& students) {
+  statement.push_back(" where (TableName='Student' and RowKey in (");
+  AddKeys(statement, students);
+  statement.push_back(")) or (TableName in ('Participant', 'Mark', 'Message') and ");
+  statement.push_back(
+      dialect == data::Dialect::kSqlite
+          ? data::Piece("coalesce(OldRow->>'StudentID', OldRow->>'studentid')")
+          : data::Piece("cast(coalesce(OldRow::json->>'studentid', OldRow::json->>'StudentID') as bigint)"));
+  statement.push_back(" in (");
+  AddKeys(statement, students);
+  statement.push_back("))");
+}
+
+void ClearHistory(data::Connection& connection, const Keys& students) {
+  Pieces statement = {"delete from History"};
+  AddHistoryFilter(statement, connection.dialect(), students);
+  connection.Execute(statement);
+}
+
+// With what was left by enrolments that are gone: nobody can tell whose it was.
 void EraseMails(data::Connection& connection, std::int64_t student) {
   connection.Execute(
       {"delete from Outbox where ParticipantID in (select ParticipantID from Participant where StudentID=",
-       Number(student), ")"});
+       Number(student), ") or (State>=4 and ParticipantID not in (select ParticipantID from Participant))"});
+}
+
+// The visits that a PIN of the student has begun: a session says the length of each of its texts.
+std::string OfVisits(std::int64_t student) {
+  const std::string value = "i" + std::to_string(student);
+  return "%9:StudentID" + std::to_string(value.size()) + ":" + value + "%";
+}
+
+// What a visitor has under way ends before his visit does.
+void EndVisits(data::Connection& db, std::int64_t student) {
+  for (const Row& visit : db.Query({"select SessionKey from VisitorSession where Contents like ",
+                                    data::Pattern(OfVisits(student)), " order by SessionKey"})) {
+    db.Lock(visit["SessionKey"].Text());
+  }
+  db.Execute({"delete from VisitorSession where Contents like ", data::Pattern(OfVisits(student))});
+}
+
+void TakeNameOff(data::Connection& db, std::int64_t student, Texts texts) {
+  EraseMails(db, student);
+  if (texts == Texts::kErase) {
+    db.Execute({"update Mark set TextAnswer='' where FieldValueID=-1 and StudentID=", Number(student)});
+  }
+  db.Execute({"delete from Message where StudentID=", Number(student)});
+  db.Execute({"update Student set FirstName='', LastName=", Bound(Field(kNobody)),
+              ", Phone='', Fax='', email='', PostCode='', City='', Street='', Description='' where StudentID=",
+              Number(student)});
+}
+
+// Those who still have a name and whose last event ended before a day. Who is enrolled on nothing has no last event,
+// and may be a newcomer.
+void AddStudentsBefore(Pieces& statement, const DateTime& day) {
+  statement.insert(statement.end(),
+                   {" from Student where not (LastName=", Bound(Field(kNobody)),
+                    " and FirstName='' and email='') and exists (select 1 from Participant where "
+                    "Participant.StudentID=Student.StudentID) and not exists (select 1 from Participant inner join "
+                    "Schedule on Schedule.ScheduleID=Participant.ScheduleID where "
+                    "Participant.StudentID=Student.StudentID and (EndDate is null or EndDate>=",
+                    Bound(Field(day)), "))"});
+}
+
+// Anonymous forms of before a day whose address is still one.
+void AddAddressesBefore(Pieces& statement, const DateTime& day) {
+  statement.insert(statement.end(),
+                   {" from AnonymousStudent where CreateDate<", Bound(Field(day)),
+                    " and IPAddress is not null and not (IPAddress like ", data::Pattern(kVeiledPattern), ")"});
 }
 
 // The same for the same address, so that forms that count once go on to do so; nobody can find the address any more,
@@ -116,28 +180,48 @@ std::string PersonalDataAsJson(data::Connection& db, std::int64_t student) {
                 "Participant.ParticipantID=Outbox.ParticipantID where StudentID=",
                 Number(student), " order by OutboxID"}),
       {"event", "kind", "state", "the server's word"});
-  return json + "}\n";
+  json += ",\n";
+  AppendRows(json, "history", HistoryOf(db, student), {"changed", "act", "table", "row before"});
+  return json + ",\n\"visits under way\": " + std::to_string(CountVisits(db, student)) + "}\n";
+}
+
+Rows HistoryOf(data::Connection& db, std::int64_t student) {
+  Pieces statement = {"select ChangedAt, Act, TableName, OldRow from History"};
+  AddHistoryFilter(statement, db.dialect(), {student});
+  statement.push_back(" order by HistoryID desc");
+  return db.Query(statement);
+}
+
+std::int64_t CountVisits(data::Connection& db, std::int64_t student) {
+  return db
+      .Query({"select count(*) as Visits from VisitorSession where Contents like ", data::Pattern(OfVisits(student))})
+      .First()["Visits"]
+      .Integer();
 }
 
 void EraseStudent(data::Connection& db, std::int64_t student) {
+  EndVisits(db, student);
   EraseMails(db, student);
   db.Execute({"delete from Mark where StudentID=", Number(student)});
   db.Execute({"delete from Participant where StudentID=", Number(student)});
   db.Execute({"delete from Message where StudentID=", Number(student)});
   db.Execute({"delete from Student where StudentID=", Number(student)});
-  ClearHistory(db, student);
+  ClearHistory(db, {student});
 }
 
 void AnonymiseStudent(data::Connection& db, std::int64_t student, Texts texts) {
-  EraseMails(db, student);
-  if (texts == Texts::kErase) {
-    db.Execute({"update Mark set TextAnswer='' where FieldValueID=-1 and StudentID=", Number(student)});
-  }
-  db.Execute({"delete from Message where StudentID=", Number(student)});
-  db.Execute({"update Student set FirstName='', LastName=", Bound(Field(kNobody)),
-              ", Phone='', Fax='', email='', PostCode='', City='', Street='', Description='' where StudentID=",
-              Number(student)});
-  ClearHistory(db, student);
+  TakeNameOff(db, student, texts);
+  ClearHistory(db, {student});
+}
+
+Anonymised CountBefore(data::Database& database, const DateTime& day) {
+  data::Connection db(database);
+  const auto count = [&](void (*add)(Pieces&, const DateTime&)) {
+    Pieces statement = {"select count(*) as Many"};
+    add(statement, day);
+    return db.Query(statement).First()["Many"].Integer();
+  };
+  return {.students = count(AddStudentsBefore), .addresses = count(AddAddressesBefore)};
 }
 
 Anonymised AnonymiseBefore(data::Database& database, const DateTime& day, Texts texts) {
@@ -145,39 +229,45 @@ Anonymised AnonymiseBefore(data::Database& database, const DateTime& day, Texts 
   Anonymised done;
   for (std::int64_t behind = 0;;) {
     data::Connection db(database);
-    // Who is enrolled on nothing has no last event, and may be a newcomer.
-    const Rows students = db.Query(
-        {"select StudentID from Student where StudentID>", Number(behind), " and not (LastName=", Bound(Field(kNobody)),
-         " and FirstName='' and email='') and exists (select 1 from Participant where "
-         "Participant.StudentID=Student.StudentID) and not exists (select 1 from Participant inner join Schedule on "
-         "Schedule.ScheduleID=Participant.ScheduleID where Participant.StudentID=Student.StudentID and (EndDate is null "
-         "or EndDate>=",
-         Bound(Field(day)), ")) order by StudentID limit ", Number(kAtOnce)});
-    for (const Row& student : students) {
-      behind = student[0].Integer();
-      AnonymiseStudent(db, behind, texts);
-      ++done.students;
-    }
+    Pieces statement = {"select StudentID"};
+    AddStudentsBefore(statement, day);
+    statement.insert(statement.end(),
+                     {" and StudentID>", Number(behind), " order by StudentID limit ", Number(kAtOnce)});
+    Keys students;
+    for (const Row& student : db.Query(statement)) students.push_back(student[0].Integer());
+    if (students.empty()) break;
+    behind = students.back();
+    for (const std::int64_t student : students) TakeNameOff(db, student, texts);
+    // The history is read from end to end: once for all of them.
+    ClearHistory(db, students);
     db.Commit();
-    if (static_cast<std::int64_t>(students.size()) < kAtOnce) break;
+    done.students += static_cast<std::int64_t>(students.size());
   }
   const AddressVeil veil;
   for (;;) {
     data::Connection db(database);
-    const Rows addresses = db.Query({"select distinct IPAddress from AnonymousStudent where CreateDate<",
-                                     Bound(Field(day)), " and IPAddress is not null and not (IPAddress like ",
-                                     data::Pattern(std::string(kVeiled) + "%"), ") limit ", Number(kAtOnce)});
+    Pieces statement = {"select distinct IPAddress"};
+    AddAddressesBefore(statement, day);
+    statement.insert(statement.end(), {" limit ", Number(kAtOnce)});
+    const Rows addresses = db.Query(statement);
+    if (addresses.empty()) return done;
     for (const Row& address : addresses) {
       const std::string text = address[0].Text();
       done.addresses += db.Execute(
           {"update AnonymousStudent set IPAddress=", Bound(Field(std::string_view(veil(text)))), " where CreateDate<",
            Bound(Field(day)), " and IPAddress=", Bound(Field(std::string_view(text)))});
     }
-    if (const data::Table* const history = data::FindTable("History"); history != nullptr && !addresses.empty()) {
-      db.Execute({"delete from ", Name(*history), " where TableName='AnonymousStudent'"});
+    const std::string before = IsoText(day).substr(0, 10);
+    if (db.dialect() == data::Dialect::kSqlite) {
+      db.Execute({"delete from History where TableName='AnonymousStudent' and coalesce(OldRow->>'CreateDate', "
+                  "OldRow->>'createdate')<",
+                  Bound(Field(std::string_view(before)))});
+    } else {
+      db.Execute({"delete from History where TableName='AnonymousStudent' and coalesce(OldRow::json->>'createdate', "
+                  "OldRow::json->>'CreateDate')<",
+                  Bound(Field(std::string_view(before)))});
     }
     db.Commit();
-    if (addresses.empty()) return done;
   }
 }
 

@@ -14,8 +14,13 @@ enum class Texts { kKeep, kErase };  // what a person wrote in answers, which ma
 // All of a person, as JSON.
 std::string PersonalDataAsJson(data::Connection& connection, std::int64_t student);
 
-// The person, his enrolments, answers, remarks, mails, and what the history knows of them. The figures of his events
-// lose his answers.
+// What the history keeps of the person: when it changed, how, in which table, and the row before. The newest first.
+data::Rows HistoryOf(data::Connection& connection, std::int64_t student);
+// Forms that somebody has begun with a PIN of the person's and may go on with.
+std::int64_t CountVisits(data::Connection& connection, std::int64_t student);
+
+// The person, his enrolments, answers, remarks, mails, visits, and what the history knows of them. The figures of his
+// events lose his answers.
 void EraseStudent(data::Connection& connection, std::int64_t student);
 
 // Name, addresses, remarks, mails and history go; enrolments and chosen answers stay, of somebody whose name nobody
@@ -28,6 +33,8 @@ struct Anonymised {
   std::int64_t students = 0;
   std::int64_t addresses = 0;
 };
+// How many they would be.
+Anonymised CountBefore(data::Database& database, const DateTime& day);
 Anonymised AnonymiseBefore(data::Database& database, const DateTime& day, Texts texts);
 
 }  // namespace surva::desk

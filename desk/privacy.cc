@@ -38,6 +38,13 @@ wire::HttpResponse FindStudent(Context& context) {
   return Html(context, kTitle, page);
 }
 
+// A moment as people write it.
+std::string MomentText(const DateTime& at) {
+  const std::string day = DayText(Field(at));
+  const bool midnight = at.hour == 0 && at.minute == 0 && at.second == 0;
+  return midnight ? day : day + ", " + IsoText(at).substr(11, 5);
+}
+
 void WriteTable(Markup& page, std::string_view heading, std::initializer_list<std::string_view> columns,
                 const Rows& rows) {
   page.Write({"<h2>", heading, "</h2>\n"});
@@ -47,7 +54,11 @@ void WriteTable(Markup& page, std::string_view heading, std::initializer_list<st
   page.Write({"</tr></thead>\n<tbody>\n"});
   for (const Row& row : rows) {
     page.Write({"<tr>"});
-    for (int column = 0; column < rows.shape().size(); ++column) page.Write({"<td>", row[column], "</td>"});
+    for (int column = 0; column < rows.shape().size(); ++column) {
+      const Field field = row[column];
+      const auto* const moment = std::get_if<DateTime>(&field.content());
+      page.Write({"<td>", moment == nullptr ? Piece(field) : Piece(MomentText(*moment)), "</td>"});
+    }
     page.Write({"</tr>\n"});
   }
   page.Write({"</tbody></table></div>\n"});
@@ -111,6 +122,11 @@ wire::HttpResponse ShowPrivacy(Context& context) {
              db.Query({"select Outbox.ScheduleID, Attempts, Told from Outbox inner join Participant on "
                        "Participant.ParticipantID=Outbox.ParticipantID where StudentID=",
                        Number(*key), " order by OutboxID"}));
+  WriteTable(page, "History", {"Changed", "Act", "Table", "The row before"}, HistoryOf(db, *key));
+  page.Write(
+      {"<h2>Forms under way</h2>\n<p>", CountVisits(db, *key),
+       "</p>\n<p class=\"soft\">A form that is being filled in may leave a draft in the visitor's own browser, and "
+       "there alone. What the server's logs and backups hold is told in docs/operating.md.</p>\n"});
   page.Write(
       {"<p><a class=\"button quiet\" href=\"?student=", *key,
        "&amp;as=json\">Hand it over as a file</a></p>\n<h2>End it</h2>\n<form method=\"post\">"

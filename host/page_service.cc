@@ -360,6 +360,11 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
                       }};
   order.route->make(context)->Serve();
 
+  if (is_public && connection.HasWritten() && !visit.Stands(connection)) {
+    // Whose visit it was has been erased.
+    connection.Rollback();
+    return wire::StatusPage(409, "This visit has been ended, and nothing of it was stored.");
+  }
   if (is_public && (request.Filled("PIN") || request.Filled("version"))) visit.Renew();
 
   // What staff look at may take long, and is not worked out twice to write down what they looked for.

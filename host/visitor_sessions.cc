@@ -39,6 +39,11 @@ Visit::Visit(std::string key, SessionRules rules, data::Connection& connection)
   last_use_ = std::max(last_use_, noted);
 }
 
+bool Visit::Stands(data::Connection& connection) const {
+  if (!stored_ || connection.dialect() != data::Dialect::kSqlite) return true;
+  return !connection.Query({"select SessionKey from VisitorSession where SessionKey=", Bound(Field(key_))}).empty();
+}
+
 void Visit::Save(data::Connection& connection) {
   if (stored_ ? !session_.changed() : session_.IsBlank()) return;
   const std::string known_as = key_;

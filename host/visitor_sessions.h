@@ -34,6 +34,9 @@ class Visit {
   // Lets Save give what has changed a new token: whoever knew the one from before the logon knows nothing of what is
   // behind it.
   void Renew() { renews_ = true; }
+  // Whether nobody has ended the stored visit since it was read. On SQLite to be asked behind the request's first
+  // write; on PostgreSQL whoever ends a visit holds its key.
+  bool Stands(data::Connection& connection) const;
   // Writes the session if there is anything new to say, through the request's connection, whose commit then takes it
   // along. A new session that holds nothing leaves nothing. Throws SessionTooLong if it says too much.
   void Save(data::Connection& connection);

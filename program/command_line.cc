@@ -41,6 +41,7 @@ struct Given {
   std::string to;
   std::string before;
   bool keep_texts = false;
+  bool dry_run = false;
   std::map<const Setting*, std::vector<std::string>> texts;
   std::map<const Setting*, bool> flags;
 };
@@ -85,6 +86,7 @@ void AddOptions(CLI::App& app, const Subcommand& subcommand, Given& given) {
       break;
     case CommandLine::Command::kAnonymise:
       app.add_option("--before", given.before, "The day, such as 2024-01-31")->required()->type_name("DATE");
+      app.add_flag("--dry-run", given.dry_run, "Only tell how many they are");
       app.add_flag("--keep-texts", given.keep_texts, "Leave what students wrote in answers");
       break;
     default:
@@ -176,6 +178,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   result.to = given.to;
   result.before = given.before;
   result.keep_texts = given.keep_texts;
+  result.dry_run = given.dry_run;
   if (!given.config.empty()) ReadFile(given.config, result.configuration);
   for (const Setting& setting : Settings()) {
     const std::string where = std::string("--") + setting.name;

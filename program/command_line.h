@@ -17,7 +17,8 @@ struct CommandLine {
   std::string file;  // of kBackup and kRestore
   std::string from;  // the databases of kCopy
   std::string to;
-  std::string before;  // the day of kAnonymise, as YYYY-MM-DD
+  std::string before;    // the day of kAnonymise, as YYYY-MM-DD
+  bool dry_run = false;  // of kAnonymise
   bool keep_texts = false;
   StaffOrder staff;
   HistoryOrder history;

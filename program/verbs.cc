@@ -103,6 +103,13 @@ int Anonymise(const CommandLine& command_line) {
   const std::optional<DateTime> day = desk::ReadDay(command_line.before);
   if (!day) throw UsageError("--before must be a day such as 2024-01-31");
   const auto database = OpenStanding(command_line.configuration.dsn, command_line.configuration);
+  if (command_line.dry_run) {
+    const desk::Anonymised many = desk::CountBefore(*database, *day);
+    database->Close();
+    std::cout << many.students << " students would lose their names, " << many.addresses
+              << " anonymous forms their addresses. Nothing has been changed.\n";
+    return 0;
+  }
   const desk::Anonymised done =
       desk::AnonymiseBefore(*database, *day, command_line.keep_texts ? desk::Texts::kKeep : desk::Texts::kErase);
   database->Close();
