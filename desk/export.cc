@@ -336,9 +336,11 @@ void WriteFigures(data::Connection& db, const Order& order, TableFile& file) {
       const std::int64_t version = event["SurvaVersionID"].Integer();
       if (!layouts.contains(version)) layouts[version] = ReadLayout(db, version);
       const Figures figures(db, Scope::OfEvent(behind));
+      const std::int64_t forms = order.least_answers > 0 ? CountForms(db, behind) : 0;
       for (const LaidOut& question : layouts[version]) {
         const std::int64_t answers = figures.Answers(question);
-        if (!question.HasChoices() || answers == 0 || answers < order.least_answers) continue;
+        const bool boxes = question.control == LaidOut::Control::kBoxes;
+        if (!question.HasChoices() || answers == 0 || (boxes ? forms : answers) < order.least_answers) continue;
         const Average average = figures.AverageOf(question);
         const bool scale = question.IsScale();
         for (const Choice& choice : question.choices) {
@@ -406,6 +408,12 @@ constexpr Export kExports[] = {
 wire::HttpResponse ChooseExport(Context& context, std::string_view title) {
   data::Connection& db = context.connection;
   Markup page;
+  const auto key = ReadKey(context.request("event"));
+  const std::optional<Event> event = key ? FindEvent(db, *key) : std::nullopt;
+  if (event) {
+    WriteEventHead(page, *event);
+    WriteEventLinks(page, context, event->key);
+  }
   page.Write({"<form method=\"get\" class=\"grid-form\">\n<div><label for=\"what\">What</label>"
               "<select id=\"what\" name=\"what\">\n"});
   for (const Export& one : kExports) {
@@ -441,8 +449,9 @@ wire::HttpResponse ChooseExport(Context& context, std::string_view title) {
       {"</select></div>\n<div><label for=\"place\">Place</label><input id=\"place\" name=\"place\" maxlength=\"50\">"
        "</div>\n<div><button>Export</button></div>\n</form>\n"
        "<p class=\"soft\">Lists of records take no notice of events, places and dates. A text that a spreadsheet "
-       "would take for a formula gets an apostrophe in front in CSV. A file that ends early is reported as a "
-       "failed download by the browser.</p>\n"});
+       "would take for a formula gets an apostrophe in front in CSV. In a workbook a text of more than 32,767 "
+       "letters is cut and says so, and what is behind row 1,048,576 stands on a further sheet. A file that ends early "
+       "is reported as a failed download by the browser.</p>\n"});
   return Html(context, title, page);
 }
 

@@ -212,6 +212,7 @@ wire::HttpResponse ShowMail(Context& context) {
   if (context.settings.mail.server.empty()) {
     page.Write({"<p class=\"note\">No mail server is configured (mail-server); nothing can be sent.</p>\n"});
   }
+  WriteAddressWarning(page, context);
   WriteKind(page, context, *event, MailKind::kInvitation, "Invitation");
   WriteKind(page, context, *event, MailKind::kReminder, "Reminder");
   WriteOutbox(page, context, *event);

@@ -244,6 +244,18 @@ std::string SiteAddress(const Context& context) {
   return (context.http.https ? "https://" : "http://") + host;
 }
 
+void WriteAddressWarning(Markup& page, const Context& context) {
+  std::string site = SiteAddress(context);
+  site.erase(0, site.find("://") + 3);
+  for (const std::string_view local : {"127.", "localhost", "[::1]"}) {
+    if (LowerName(site).starts_with(local)) {
+      page.Write({"<p class=\"note bad screen-only\">Links and codes lead to ", site,
+                  ", which nobody else can open. Set public-address, or open this page under the name that respondents "
+                  "use.</p>\n"});
+    }
+  }
+}
+
 bool MayShow(const Context& context, std::int64_t answers) {
   return context.person.role != guard::Role::kAnalyst ||
          answers >= static_cast<std::int64_t>(context.settings.least_answers);

@@ -62,6 +62,9 @@ void WriteCompanies(Markup& page, data::Connection& connection, const std::optio
 // The site as respondents reach it, without a slash at its end.
 std::string SiteAddress(const Context& context);
 
+// Warns of an address that only this machine can open.
+void WriteAddressWarning(Markup& page, const Context& context);
+
 // Whether a person sees an average of so few answers.
 bool MayShow(const Context& context, std::int64_t answers);
 

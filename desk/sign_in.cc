@@ -68,9 +68,12 @@ void WriteOwnAccount(Markup& page, const Context& context) {
 
 void WriteAccounts(Markup& page, const Context& context) {
   page.Write({"<h2>Accounts</h2>\n<p class=\"soft\">An owner may do everything. A planner keeps records and events and "
-              "gives out PINs, a designer makes survas, an analyst reads reports.</p>\n<div class=\"wide\"><table>\n"
-              "<tr><th>Name</th><th>Role</th><th>New password</th><th></th></tr>\n"});
-  for (const guard::Person& person : guard::Accounts(context.connection).List()) {
+              "gives out PINs, a designer makes survas, an analyst reads reports.</p>\n"});
+  const std::vector<guard::Person> people = guard::Accounts(context.connection).List();
+  if (!people.empty()) {
+    page.Write({"<div class=\"wide\"><table>\n<tr><th>Name</th><th>Role</th><th>New password</th><th></th></tr>\n"});
+  }
+  for (const guard::Person& person : people) {
     page.Write({"<tr><td>", person.name,
                 "</td><td><form method=\"post\" action=\"/admin/account\">"
                 "<input type=\"hidden\" name=\"do\" value=\"role\"><input type=\"hidden\" name=\"name\" value=\"",
@@ -87,8 +90,9 @@ void WriteAccounts(Markup& page, const Context& context) {
          "<input type=\"hidden\" name=\"name\" value=\"",
          person.name, "\"><button class=\"harm\">Remove</button></form></td></tr>\n"});
   }
+  if (!people.empty()) page.Write({"</table></div>\n"});
   page.Write(
-      {"</table></div>\n<h2>A new account</h2>\n<form method=\"post\" action=\"/admin/account\">\n"
+      {"<h2>A new account</h2>\n<form method=\"post\" action=\"/admin/account\">\n"
        "<input type=\"hidden\" name=\"do\" value=\"add\">\n"
        "<label for=\"added\">Name</label>\n"
        "<input id=\"added\" name=\"name\" autocomplete=\"off\" autocapitalize=\"none\" required>\n"

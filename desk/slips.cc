@@ -25,9 +25,10 @@ std::string Typed(const std::string& address) {
 void WriteSlip(Markup& page, const Event& event, const Row& participant, const std::string& site,
                const std::optional<DateTime>& close) {
   const std::string pin = participant["PIN"].Text();
-  page.Write({"<article class=\"slip\"><div><h2>", participant["FirstName"], " ", participant["LastName"], "</h2><p>",
-              event.training_name, "<br>", event.Period(), "</p><p class=\"how\">Please tell us how it was:<br><b>",
-              Typed(site), "</b></p><p>PIN <b class=\"pin\">", pin, "</b></p>"});
+  page.Write({"<article class=\"slip\"><div><h2 dir=\"auto\">", participant["FirstName"], " ", participant["LastName"],
+              "</h2><p>", event.training_name, "<br>", event.Period(),
+              "</p><p class=\"how\">Please tell us how it was:<br><b>", Typed(site), "</b></p><p>PIN <b class=\"pin\">",
+              pin, "</b></p>"});
   if (close) page.Write({"<p class=\"soft\">until ", DayText(*close), "</p>"});
   page.Write({"</div>"});
   WriteQrCode(page, site + "/fill?PIN=" + PercentEncoded(WithLetters(pin)), "Code of the address with the PIN");
@@ -58,6 +59,7 @@ wire::HttpResponse ShowSlips(Context& context) {
     page.Write({"<p class=\"note\">Nobody has a PIN to be handed out.</p>\n</div>\n"});
     return Html(context, kTitle, page);
   }
+  WriteAddressWarning(page, context);
   page.Write({"<p class=\"note\">Print this page on A4 without margins and cut each sheet into eight. Who has answered "
               "has no slip.</p>\n</div>\n"});
   const std::string site = SiteAddress(context);
@@ -82,9 +84,10 @@ wire::HttpResponse ShowPoster(Context& context) {
   }
   const std::string address = SiteAddress(context) + "/fill?version=" + std::to_string(*key);
   Markup page;
-  page.Write({"<p class=\"note screen-only\">Print this page; nothing but the poster comes on paper.</p>\n"
-              "<section class=\"poster\"><h2>",
-              survas.First()["SurvaName"], "</h2>\n<p>Please tell us what you think. It takes a few minutes.</p>\n"});
+  page.Write({"<p class=\"note screen-only\">Print this page; nothing but the poster comes on paper.</p>\n"});
+  WriteAddressWarning(page, context);
+  page.Write({"<section class=\"poster\"><h2>", survas.First()["SurvaName"],
+              "</h2>\n<p>Please tell us what you think. It takes a few minutes.</p>\n"});
   WriteQrCode(page, address, "Code of the public link");
   page.Write({"<p class=\"address\">", Typed(address), "</p></section>\n"});
   return Html(context, kTitle, page);
