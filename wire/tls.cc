@@ -23,6 +23,8 @@ ssl::context MakeTlsContext(const std::string& certificate, const std::string& k
       SSL_CTX_set1_groups_list(context, "X25519:P-256:P-384") != 1) {
     throw std::runtime_error("the TLS library lacks the ciphers that are wanted");
   }
+  // Nobody is there to be asked for the password of a key.
+  tls.set_password_callback([](std::size_t, ssl::context::password_purpose) { return std::string(); });
   boost::system::error_code error;
   tls.use_certificate_chain_file(certificate, error);
   if (error) throw std::runtime_error("cannot read the TLS certificate " + certificate + ": " + error.message());

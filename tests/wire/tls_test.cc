@@ -6,6 +6,8 @@
 #include <filesystem>
 
 #include "tests/wire/loopback.h"
+#include "wire/tls.h"
+#include "wire/tls_check.h"
 
 namespace surva::wire {
 namespace {
@@ -33,6 +35,43 @@ class Tls : public ::testing::Test {
   static std::string directory_;
 };
 std::string Tls::directory_;
+
+// What an administrator is told of the files before a start; nothing if they will do.
+TEST(TlsFiles, AreLookedAtBeforeAStart) {
+  const std::string at = ::testing::TempDir() + "tlsfiles" + std::to_string(::getpid()) + "/";
+  const std::string command =
+      "mkdir -p " + at + " && cd " + at +
+      " && exec 2>/dev/null && new='openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 90'"
+      " && $new -x509 -subj /CN=Issuer -keyout issuer.key -out issuer && $new -subj /CN=site.example -keyout key -out ask"
+      " && openssl x509 -req -in ask -CA issuer -CAkey issuer.key -CAcreateserial -days 90 -out own"
+      " && cat own issuer >chain && cat issuer own >turned && openssl pkey -in key -aes128 -passout pass:x -out locked";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  struct Case {
+    const char* chain;
+    const char* key;
+    int days;
+    const char* told;
+  };
+  for (const Case& given :
+       {Case{"chain", "key", 0, ""}, Case{"none", "key", 0, "none cannot be read: No such file"},
+        Case{"key", "chain", 0, "key holds no certificate"}, Case{"key", "chain", 0, "chain holds no private key"},
+        Case{"chain", "issuer.key", 0, "is not the key of the first"},
+        Case{"turned", "key", 0, "is not the key of the first"},
+        Case{"turned", "issuer.key", 0, "certificate 2 is not the issuer"},
+        Case{"chain", "locked", 0, "locked by a password"}, Case{"chain", "key", 80, "expires within"},
+        Case{"chain", "key", 100, "has expired"}, Case{"chain", "key", -5, "does not hold yet"}}) {
+    std::string told;
+    for (const TlsFinding& finding : CheckTlsFiles(at + given.chain, at + given.key, {"site.example"},
+                                                   std::time(nullptr) + std::time_t{given.days} * 86'400)) {
+      told += finding.what + "; " + finding.remedy + "\n";
+    }
+    EXPECT_NE(told.find(given.told), std::string::npos) << given.chain << told;
+    EXPECT_EQ(told.empty(), *given.told == '\0') << told;
+  }
+  EXPECT_EQ(CheckTlsFiles(at + "chain", at + "key", {"other.example"}, std::time(nullptr)).size(), 1U);
+  EXPECT_THROW(MakeTlsContext(at + "chain", at + "locked"), std::runtime_error) << "and nobody is asked for a password";
+  std::filesystem::remove_all(at);
+}
 
 // The TLS side of a client.
 class Session {
