@@ -8,6 +8,7 @@
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
 #include "guard/gate.h"
+#include "version/version.h"
 
 namespace surva::host {
 namespace {
@@ -126,7 +127,7 @@ wire::HttpResponse Health::Told(bool verbose) {
   answer.headers.emplace_back("Cache-Control", "no-store");
   answer.body = trouble.empty() ? "ok\n" : "not well\n";
   if (verbose) {
-    answer.body += "version: " SURVA_VERSION "\n";
+    answer.body += std::string("version: ") + Version() + "\n";
     answer.body += "database: ";
     answer.body += database_.dialect() == data::Dialect::kSqlite ? "SQLite" : "PostgreSQL";
     answer.body += trouble.empty() ? ", reads and writes\n" : ", see the error log\n";

@@ -18,6 +18,7 @@
 #include "guard/token.h"
 #include "host/form_decoder.h"
 #include "host/policies.h"
+#include "host/statement_times.h"
 #include "wire/response_head.h"
 #include "wire/status_page.h"
 
@@ -115,6 +116,8 @@ struct PageService::Order {
   bool paced = false;            // its turn among many tries of PINs has come
   bool wants_pace = false;
   bool had_wrong_pins = false;
+  const std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+  StatementTimes statements = {};
 };
 
 PageService::PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers,
@@ -189,6 +192,7 @@ data::Author PageService::AuthorOf(const Order& order) {
 
 void PageService::Serve(const std::shared_ptr<Order>& order) {
   try {
+    const StatementTimes::Scope counted(order->statements);
     data::Connection connection(database_);
     connection.SetDeadline(order->turn->deadline());
     const Lane lane = order->turn->lane();
@@ -229,6 +233,7 @@ void PageService::Finish(const std::shared_ptr<Order>& order, const std::excepti
       order->answer = Failed(order->request, told);
     }
   }
+  TellIfSlow(*order);
   // The turn ends first: who asks again at once finds his session free.
   order->turn.reset();
   order->respond(std::move(order->answer));
@@ -243,6 +248,14 @@ void PageService::Finish(const std::shared_ptr<Order>& order, const std::excepti
       connection.Commit();
     });
   }
+}
+
+// Without the query: it may hold a PIN.
+void PageService::TellIfSlow(const Order& order) {
+  const auto taken = std::chrono::steady_clock::now() - order.begun;
+  if (options_.slow.count() == 0 || taken < options_.slow) return;
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(taken).count();
+  log_.Warning(Named(order.request) + "slow, " + std::to_string(milliseconds) + " ms, " + order.statements.Text());
 }
 
 wire::HttpResponse PageService::Answer(Order& order, data::Connection& connection) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -33,6 +34,7 @@ class PageService final : public wire::Site {
     int free_wrong_pins = 10;  // of one network; 0 slows nobody down
     guard::WriteBudget::Rule public_writes = {};
     int history_days = 90;
+    std::chrono::nanoseconds slow{0};  // what takes longer is told in the log; 0: nothing is
   };
 
   // All but the options outlive the service.
@@ -55,6 +57,7 @@ class PageService final : public wire::Site {
   void Serve(const std::shared_ptr<Order>& order);
   // When all that it wrote is on disk, or has failed.
   void Finish(const std::shared_ptr<Order>& order, const std::exception_ptr& failure);
+  void TellIfSlow(const Order& order);
   // The answer, counted as one by that rule.
   wire::HttpResponse Refuse(guard::Rule rule, wire::HttpResponse answer);
   // The answer to who does not pass, or nothing; tells the order who it is.

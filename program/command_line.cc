@@ -21,6 +21,7 @@ constexpr std::array kSubcommands{
                "Write the database into a new file, also while it is served"},
     Subcommand{CommandLine::Command::kRestore, "restore", "FILE", "Put a backup in the place of the database"},
     Subcommand{CommandLine::Command::kCheck, "check", "", "Look configuration and database over; changes nothing"},
+    Subcommand{CommandLine::Command::kHealth, "health", "", "Ask the surva that serves on this machine how it is"},
     Subcommand{CommandLine::Command::kCopy, "copy", "--from DSN --to DSN",
                "Copy a database into an empty one, of either engine"},
     Subcommand{CommandLine::Command::kAnonymise, "anonymise", "--before DATE",
@@ -56,7 +57,8 @@ bool TakesPart(const Setting& setting, const Subcommand& subcommand) {
     case Setting::For::kServe:
       return serves;
     case Setting::For::kAddress:
-      return serves || subcommand.command == CommandLine::Command::kDemo;
+      return serves || subcommand.command == CommandLine::Command::kDemo ||
+             subcommand.command == CommandLine::Command::kHealth;
     case Setting::For::kAll:
       break;
   }

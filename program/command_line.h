@@ -10,7 +10,20 @@
 namespace surva::program {
 
 struct CommandLine {
-  enum class Command { kServe, kInit, kDemo, kBackup, kRestore, kCheck, kCopy, kAnonymise, kStaff, kHistory, kTell };
+  enum class Command {
+    kServe,
+    kInit,
+    kDemo,
+    kBackup,
+    kRestore,
+    kCheck,
+    kHealth,
+    kCopy,
+    kAnonymise,
+    kStaff,
+    kHistory,
+    kTell
+  };
 
   Command command = Command::kTell;
   Configuration configuration;

@@ -89,6 +89,8 @@ constexpr std::array kSettings{
     Setting{"access-log", &C::access_log, For::kServe, "File of the access log; - is the standard output, off is none"},
     Setting{"error-log", &C::error_log, For::kAll, "File of the error log; - is the standard error, off is none"},
     Setting{"log-format", Setting::Choice{&C::log_format, kLogFormats}, For::kServe, "text or json"},
+    Setting{"slow-request-milliseconds", Setting::Number{&C::slow_request_milliseconds, 1, 600'000, true}, For::kServe,
+            "A request that takes longer is a line of the error log, with what its statements took; or off"},
     Setting{"log-level", Setting::Choice{&C::log_level, kLogLevels}, For::kAll, "debug, info, warning or error"},
 };
 

@@ -59,6 +59,7 @@ struct Configuration {
   std::string error_log = "-";
   std::string log_level = "info";
   std::string log_format = "text";
+  std::size_t slow_request_milliseconds = 1000;  // 0: off
   std::size_t max_body_kib = 1024;
   std::size_t max_in_flight_mib = 64;
 };

@@ -6,6 +6,7 @@
 #include <prometheus/histogram.h>
 #include <prometheus/registry.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <mutex>
@@ -14,9 +15,12 @@
 #include <utility>
 #include <vector>
 
+#include "desk/outbox.h"
 #include "frame/data/connection.h"
 #include "frame/data/forwarding_engine.h"
+#include "frame/values/fault.h"
 #include "frame/values/text.h"
+#include "host/statement_times.h"
 #include "version/version.h"
 
 namespace surva::program {
@@ -30,10 +34,6 @@ using std::chrono::steady_clock;
 const prometheus::Histogram::BucketBoundaries kSeconds{0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05,
                                                        0.1,    0.25,  0.5,    1,     2.5,  10};
 
-double SecondsSince(steady_clock::time_point begin) {
-  return std::chrono::duration<double>(steady_clock::now() - begin).count();
-}
-
 // Statements, commits and connections.
 struct DatabaseFigures {
   explicit DatabaseFigures(prometheus::Registry& registry)
@@ -44,6 +44,8 @@ struct DatabaseFigures {
         reads(statements.Add({{"effect", "read"}}, kSeconds)),
         writes(statements.Add({{"effect", "write"}}, kSeconds)),
         commits(statements.Add({{"effect", "commit"}}, kSeconds)),
+        notes(statements.Add({{"effect", "note"}}, kSeconds)),
+        flushes(statements.Add({{"effect", "flush"}}, kSeconds)),
         failures(prometheus::BuildCounter()
                      .Name("surva_statement_failures_total")
                      .Help("Statements and commits that failed")
@@ -59,6 +61,8 @@ struct DatabaseFigures {
   prometheus::Histogram& reads;
   prometheus::Histogram& writes;
   prometheus::Histogram& commits;
+  prometheus::Histogram& notes;  // commits that need not be on disk
+  prometheus::Histogram& flushes;
   prometheus::Counter& failures;
   prometheus::Gauge& connections;
 };
@@ -72,28 +76,36 @@ class MeteredEngine final : public data::ForwardingEngine {
   ~MeteredEngine() override { figures_->connections.Decrement(); }
 
   data::Rows Run(data::Statement statement, data::Effect effect) override {
-    const auto begin = steady_clock::now();
-    data::Rows rows = Counted([&] { return engine_->Run(statement, effect); });
-    (effect == data::Effect::kRead ? figures_->reads : figures_->writes).Observe(SecondsSince(begin));
-    return rows;
+    return Counted(effect == data::Effect::kRead ? figures_->reads : figures_->writes, statement,
+                   [&] { return engine_->Run(statement, effect); });
   }
   void Replace(data::Statement removal, const data::RowSet& rows) override {
-    const auto begin = steady_clock::now();
-    Counted([&] { engine_->Replace(removal, rows); });
-    figures_->writes.Observe(SecondsSince(begin));
+    Counted(figures_->writes, removal, [&] { engine_->Replace(removal, rows); });
   }
   void Commit(data::Durability durability, data::Statement last) override {
-    const auto begin = steady_clock::now();
-    Counted([&] { engine_->Commit(durability, last); });
-    figures_->commits.Observe(SecondsSince(begin));
+    static constexpr data::Piece kCommit[] = {"commit"};
+    prometheus::Histogram& commits = durability == data::Durability::kDisk ? figures_->commits : figures_->notes;
+    Counted(commits, last.empty() ? kCommit : last, [&] { engine_->Commit(durability, last); });
   }
   void Flush() override {
-    Counted([&] { engine_->Flush(); });
+    static constexpr data::Piece kFlush[] = {"flush"};
+    Counted(figures_->flushes, kFlush, [&] { engine_->Flush(); });
   }
 
  private:
   template <class Action>
-  auto Counted(const Action& action) -> decltype(action()) {
+  auto Counted(prometheus::Histogram& figure, data::Statement statement, const Action& action) -> decltype(action()) {
+    struct Stopwatch {
+      ~Stopwatch() {
+        const auto taken = steady_clock::now() - begin;
+        figure.Observe(std::chrono::duration<double>(taken).count());
+        host::StatementTimes::Note(statement, taken);
+      }
+      prometheus::Histogram& figure;
+      data::Statement statement;
+      steady_clock::time_point begin = steady_clock::now();
+    };
+    const Stopwatch stopwatch{figure, statement};
     try {
       return action();
     } catch (...) {
@@ -173,6 +185,10 @@ MetricFamily GaugeOf(const char* name, const char* help, double value, std::vect
   return {name, help, MetricType::Gauge, {metric}};
 }
 
+// As MailState has them.
+constexpr std::array<std::string_view, 7> kMailStates{"waiting", "claimed",  "leaving", "sent",
+                                                      "failed",  "doubtful", "needless"};
+
 // What is asked for only when somebody wants to know.
 class AskedFigures final : public prometheus::Collectable {
  public:
@@ -188,11 +204,12 @@ class AskedFigures final : public prometheus::Collectable {
         GaugeOf("surva_queue_length", "Requests that wait for a worker", static_cast<double>(workers_.waiting())));
     const data::Traffic& traffic = database_.traffic();
     all.push_back(CounterOf("surva_round_trips_total", "Questions to the database server", traffic.round_trips));
-    all.push_back(CounterOf("surva_flushes_total", "Times that SQLite's log was brought to disk", traffic.flushes));
     AddGuard(all);
     double up = 1;
     try {
       data::Connection db(database_);
+      AddFlushes(all, db);
+      AddMails(all, db);
       all.push_back(GaugeOf(
           "surva_sessions", "Visits that are kept",
           static_cast<double>(db.Query({"select count(*) as Cnt from VisitorSession"}).First()["Cnt"].Integer())));
@@ -209,6 +226,32 @@ class AskedFigures final : public prometheus::Collectable {
   }
 
  private:
+  // A server counts its own; one that cannot tell leaves the figure out.
+  void AddFlushes(std::vector<MetricFamily>& all, data::Connection& db) const try {
+    ClientMetric metric;
+    metric.counter.value =
+        database_.dialect() == data::Dialect::kSqlite
+            ? static_cast<double>(database_.traffic().flushes.load())
+            : static_cast<double>(db.Query({"select wal_sync from pg_stat_wal"}).First()["wal_sync"].Integer());
+    all.push_back({"surva_flushes_total",
+                   "Times that the log of changes was brought to disk, by all of a server's users",
+                   MetricType::Counter,
+                   {metric}});
+  } catch (const Fault&) {
+  }
+  static void AddMails(std::vector<MetricFamily>& all, data::Connection& db) {
+    MetricFamily mails{"surva_mails", "Invitations and reminders, by what has become of them", MetricType::Gauge, {}};
+    const data::Rows rows = db.Query({"select State, count(*) as Cnt from Outbox group by State"});
+    for (int state = static_cast<int>(desk::MailState::kQueued); state <= static_cast<int>(desk::MailState::kNeedless);
+         ++state) {
+      ClientMetric& metric = mails.metric.emplace_back();
+      metric.label = {{"state", std::string(kMailStates[static_cast<std::size_t>(state - 1)])}};
+      for (const data::Row& row : rows) {
+        if (row["State"].Is(state)) metric.gauge.value = static_cast<double>(row["Cnt"].Integer());
+      }
+    }
+    all.push_back(std::move(mails));
+  }
   void AddGuard(std::vector<MetricFamily>& all) const {
     MetricFamily refusals{
         "surva_refusals_total", "Requests that the guard did not let through, by rule", MetricType::Counter, {}};

@@ -199,6 +199,7 @@ host::PageService::Options Pages(const Configuration& configuration, const desk:
   options.free_wrong_pins = static_cast<int>(configuration.wrong_pins);
   options.public_writes.writes_an_hour = static_cast<double>(configuration.public_writes);
   options.history_days = static_cast<int>(configuration.history_days);
+  options.slow = std::chrono::milliseconds(configuration.slow_request_milliseconds);
   return options;
 }
 

@@ -1,5 +1,7 @@
 #include "program/verbs.h"
 
+#include <curl/curl.h>
+
 #include <iomanip>
 #include <iostream>
 #include <memory>
@@ -7,6 +9,7 @@
 #include "demo/demo.h"
 #include "desk/parts.h"
 #include "desk/personal_data.h"
+#include "program/file_check.h"
 #include "program/open_database.h"
 #include "upkeep/backup.h"
 #include "upkeep/check.h"
@@ -22,8 +25,8 @@ void TellOfWaiting(const std::string& text) {
 
 // A database whose tables stand, and are left as they are: another surva may be serving it.
 std::unique_ptr<data::Database> OpenStanding(const std::string& dsn, const Configuration& configuration) {
-  std::unique_ptr<data::Database> database =
-      upkeep::OpenDatabase(dsn, std::chrono::seconds(configuration.database_wait), TellOfWaiting);
+  std::unique_ptr<data::Database> database = upkeep::OpenDatabase(
+      dsn, std::chrono::seconds(configuration.database_wait), TellOfWaiting, {}, upkeep::Files::kStanding);
   const int version = upkeep::VersionOf(*database);
   if (version == 0) throw upkeep::Refusal("there are no tables of surva in the database; see --dsn");
   if (version != data::kSchemaVersion) {
@@ -31,13 +34,14 @@ std::unique_ptr<data::Database> OpenStanding(const std::string& dsn, const Confi
                           " surva; " +
                           (version < data::kSchemaVersion ? "\"surva init\" upgrades them" : "install that version"));
   }
+  upkeep::RequireTables(*database);
   return database;
 }
 
 }  // namespace
 
 int Init(const Configuration& configuration) {
-  OpenDatabase(configuration, TellOfWaiting)->Close();
+  OpenDatabase(configuration, TellOfWaiting, {}, Missing::kMade)->Close();
   return 0;
 }
 
@@ -69,8 +73,15 @@ int Restore(const CommandLine& command_line) {
 }
 
 int Check(const CommandLine& command_line) {
-  const auto database = upkeep::OpenDatabase(
-      command_line.configuration.dsn, std::chrono::seconds(command_line.configuration.database_wait), TellOfWaiting);
+  int troubles = 0;
+  for (const wire::TlsFinding& finding : CheckFiles(command_line.configuration)) {
+    troubles += finding.fatal ? 1 : 0;
+    std::cout << (finding.fatal ? "trouble: " : "warning: ") << finding.what << "\n  " << finding.remedy << "\n";
+  }
+  std::cout << std::flush;
+  const auto database = upkeep::OpenDatabase(command_line.configuration.dsn,
+                                             std::chrono::seconds(command_line.configuration.database_wait),
+                                             TellOfWaiting, {}, upkeep::Files::kStanding);
   upkeep::RequireSuitable(*database);
   int damages = 0;
   for (const upkeep::Finding& finding : upkeep::Check(*database)) {
@@ -78,9 +89,50 @@ int Check(const CommandLine& command_line) {
     damages += damage ? 1 : 0;
     std::cout << (damage ? "damage: " : "remnant: ") << finding.what << "\n  " << finding.remedy << "\n";
   }
-  std::cout << "The configuration is fine. ";
+  std::cout << (troubles == 0 ? "The configuration is fine. " : "The configuration will not do. ");
   std::cout << (damages == 0 ? "The database is sound.\n" : "The database is not sound.\n");
-  return damages == 0 ? 0 : 1;
+  return damages + troubles == 0 ? 0 : 1;
+}
+
+int Health(const Configuration& configuration) {
+  const ListenAddress listen = ReadListenAddress(configuration.listen);
+  const bool any = listen.host == "0.0.0.0" || listen.host == "::";
+  const std::string host = any ? (listen.host == "::" ? "::1" : "127.0.0.1") : listen.host;
+  const bool https = !configuration.tls_certificate.empty();
+  const std::string url = std::string(https ? "https://" : "http://") +
+                          (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":" + listen.port +
+                          "/healthz?verbose";
+  const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
+  if (!curl) throw std::runtime_error("libcurl cannot be used");
+  std::string answer;
+  curl_slist* headers = nullptr;
+  // Under a name that is served.
+  if (!configuration.hostnames.empty()) {
+    headers = curl_slist_append(headers, ("Host: " + configuration.hostnames.front()).c_str());
+  }
+  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers);
+  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
+  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 5L);
+  // Of this machine itself the name in the certificate says nothing.
+  curl_easy_setopt(curl.get(), CURLOPT_SSL_VERIFYPEER, 0L);
+  curl_easy_setopt(curl.get(), CURLOPT_SSL_VERIFYHOST, 0L);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &answer);
+  curl_easy_setopt(
+      curl.get(), CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t size, std::size_t count, void* text) {
+        static_cast<std::string*>(text)->append(bytes, size * count);
+        return size * count;
+      });
+  const CURLcode code = curl_easy_perform(curl.get());
+  long status = 0;
+  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+  curl_slist_free_all(headers);
+  if (code != CURLE_OK) {
+    std::cerr << "surva: nobody answers at " << url << " (" << curl_easy_strerror(code) << ")\n";
+    return kUnavailable;
+  }
+  std::cout << answer;
+  return status == 200 ? 0 : 1;
 }
 
 int Copy(const CommandLine& command_line) {

@@ -5,12 +5,18 @@
 
 namespace surva::program {
 
+// As sysexits.h has it: what was asked for does not answer.
+inline constexpr int kUnavailable = 69;
+
 int Init(const Configuration& configuration);
 int Demo(const Configuration& configuration);
 int Backup(const CommandLine& command_line);
 int Restore(const CommandLine& command_line);
 // 1 if something is damaged.
 int Check(const CommandLine& command_line);
+// Asks /healthz of the server that the configuration describes: 0 if all is well, 1 if not, kUnavailable if nobody
+// answers.
+int Health(const Configuration& configuration);
 int Copy(const CommandLine& command_line);
 int Anonymise(const CommandLine& command_line);
 int Staff(const CommandLine& command_line);

@@ -6,8 +6,10 @@
 #include "frame/data/connection.h"
 #include "frame/data/engine.h"
 #include "frame/data/schema.h"
+#include "frame/data/schema_upgrade.h"
 #include "frame/values/text.h"
 #include "upkeep/copy.h"
+#include "upkeep/readiness.h"
 
 namespace surva::upkeep {
 namespace {
@@ -22,8 +24,7 @@ using data::Table;
 using Kind = Finding::Kind;
 
 constexpr const char* kRestore = "restore a backup (surva restore)";
-constexpr const char* kUpgrade = "if the tables are of an older surva, \"surva init\" makes what is missing; otherwise "
-                                 "restore a backup";
+constexpr const char* kInit = "\"surva init\" makes what is missing, empty; or restore a backup (surva restore)";
 
 // A column that holds a key of another table.
 struct Reference {
@@ -83,6 +84,10 @@ class Look {
     Tables();
     return std::move(findings_);
   }
+  std::vector<Finding> OfIndexes() {
+    Indexes();
+    return std::move(findings_);
+  }
 
  private:
   void Add(Kind kind, std::string what, std::string remedy) {
@@ -119,11 +124,10 @@ class Look {
                              "any(current_schemas(false)) and table_name=lower(",
                              data::Bound(name), ")"});
         for (const Row& row : rows) columns.insert(row["Name"].Text());
-        if (columns.empty()) Add(Kind::kDamage, "table " + Text(table->name) + " is missing", kUpgrade);
+        if (columns.empty()) Add(Kind::kDamage, "table " + Text(table->name) + " is missing", kInit);
         for (const data::Column& column : table->columns) {
           if (!columns.empty() && !columns.contains(LowerName(column.name))) {
-            Add(Kind::kDamage, "column " + Text(column.name) + " of table " + Text(table->name) + " is missing",
-                kUpgrade);
+            Add(Kind::kDamage, "column " + Text(column.name) + " of table " + Text(table->name) + " is missing", kInit);
           }
         }
       }
@@ -151,7 +155,7 @@ class Look {
           Add(Kind::kDamage,
               "table " + Text(table->name) + " has " + std::to_string(found) + " of its " +
                   Counted(wanted, "index", "indexes") + ", its pages are slow",
-              "copy the database into a new one (surva copy)");
+              "\"surva init\" makes what is missing");
         }
       }
     }
@@ -227,8 +231,20 @@ std::vector<Finding> Check(data::Database& database) {
   return Look(database).Whole();
 }
 
-std::vector<Finding> CheckTables(data::Database& database) {
-  return Look(database).OfTables();
+std::vector<Finding> RequireTables(data::Database& database) {
+  const std::vector<Finding> missing = Look(database).OfTables();
+  if (missing.empty()) return Look(database).OfIndexes();
+  std::string text = "the database is not whole: " + missing.front().what;
+  if (missing.size() > 1) text += ", and " + Counted(static_cast<std::int64_t>(missing.size()) - 1, "more", "more");
+  throw Refusal(text + "; " + missing.front().remedy);
+}
+
+bool MakeWhatIsMissing(data::Database& database) {
+  if (Look(database).OfTables().empty() && Look(database).OfIndexes().empty()) return false;
+  std::unique_ptr<data::Engine> engine = database.Take();
+  data::MakeWhatIsMissing(*engine);
+  database.Give(std::move(engine));
+  return true;
 }
 
 }  // namespace surva::upkeep

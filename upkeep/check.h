@@ -20,7 +20,11 @@ struct Finding {
 // The whole look: the engine's own files, the tables, columns, indexes and keys, the rows that belong to each other.
 std::vector<Finding> Check(data::Database& database);
 
-// The part of it that every start makes: tables and columns that this program cannot do without.
-std::vector<Finding> CheckTables(data::Database& database);
+// The part of it that every start makes. Throws a Refusal for tables or columns that are missing; gives what only makes
+// pages slow.
+std::vector<Finding> RequireTables(data::Database& database);
+
+// Makes the tables, columns and indexes that are missing; true if any were.
+bool MakeWhatIsMissing(data::Database& database);
 
 }  // namespace surva::upkeep

@@ -25,7 +25,10 @@ constexpr std::string_view kSqlite = "sqlite:";
 
 std::string OneLine(std::string text) {
   while (!text.empty() && text.back() == '\n') text.pop_back();
-  std::replace(text.begin(), text.end(), '\n', ' ');
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+  std::erase(text, '\r');
+  for (std::size_t at = 0; (at = text.find("  ", at)) != std::string::npos;) text.erase(at, 1);
   return text;
 }
 
@@ -132,11 +135,14 @@ void RequireSuitablePostgres(data::Connection& db) {
 
 std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono::seconds patience,
                                              const std::function<void(const std::string&)>& tell,
-                                             const data::Database::Wrap& wrap) {
+                                             const data::Database::Wrap& wrap, Files files) {
   const bool is_postgres = dsn.starts_with("postgres");
   if (is_postgres && dsn.find("//") != std::string::npos && !IsReadable(dsn)) {
     throw Refusal("the address in --dsn cannot be read; in user, password and database name write @ as %40, "
                   "/ as %2F, : as %3A, ? as %3F, % as %25");
+  }
+  if (!is_postgres && files == Files::kStanding && !fs::exists(dsn.substr(std::min(kSqlite.size(), dsn.size())))) {
+    throw Refusal("there is no file \"" + dsn.substr(std::min(kSqlite.size(), dsn.size())) + "\"; see --dsn");
   }
   constexpr std::chrono::milliseconds kPause{500};
   constexpr int kTellEvery = 20;  // pauses

@@ -54,7 +54,7 @@ std::set<std::string> ColumnsOf(Engine& engine, const Table& table) {
 }
 
 // Tables, columns, indexes and functions that have come since.
-void MakeWhatIsMissing(Engine& engine) {
+void AddWhatIsMissing(Engine& engine) {
   std::string script = MakeFunctions(engine.dialect());
   for (const auto all : {AllTables(), HostTables()}) {
     for (const Table* table : all) {
@@ -121,12 +121,24 @@ void BringUpToDate(Engine& engine) {
     if (now > 0 && now < kSchemaVersion) {
       for (int version = now; version < kSchemaVersion; ++version)
         kSteps[static_cast<std::size_t>(version - 1)](engine);
-      MakeWhatIsMissing(engine);
+      AddWhatIsMissing(engine);
     }
     if (now < kSchemaVersion) {
       engine.RunScript("DELETE FROM SchemaVersion; INSERT INTO SchemaVersion (Version) VALUES (" +
                        std::to_string(kSchemaVersion) + ")");
     }
+    engine.Commit(Durability::kDisk, {});
+    engine.Flush();
+  } catch (...) {
+    engine.Rollback();
+    throw;
+  }
+}
+
+void MakeWhatIsMissing(Engine& engine) {
+  engine.Begin();
+  try {
+    AddWhatIsMissing(engine);
     engine.Commit(Durability::kDisk, {});
     engine.Flush();
   } catch (...) {

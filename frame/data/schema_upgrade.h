@@ -15,6 +15,9 @@ class Engine;
 // SchemaError for a database of a later version or of other tables.
 void BringUpToDate(Engine& engine);
 
+// In one transaction: makes what a database of the present version lacks all the same, because somebody has dropped it.
+void MakeWhatIsMissing(Engine& engine);
+
 // A database that this program cannot work on; the message says what to do.
 class SchemaError : public std::exception {
  public:

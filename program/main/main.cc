@@ -29,6 +29,8 @@ int Run(int argc, char** argv) {
       return program::Restore(command_line);
     case CommandLine::Command::kCheck:
       return program::Check(command_line);
+    case CommandLine::Command::kHealth:
+      return program::Health(command_line.configuration);
     case CommandLine::Command::kCopy:
       return program::Copy(command_line);
     case CommandLine::Command::kAnonymise:
@@ -44,9 +46,8 @@ int Run(int argc, char** argv) {
   return 2;
 }
 
-// As sysexits.h has them.
 constexpr int kUsage = 2;  // the shells' own, of wrong use
-constexpr int kUnavailable = 69;
+using program::kUnavailable;
 
 // One line, whatever an engine had to say.
 int Refuse(std::string message, int code = kUsage) {

@@ -14,7 +14,10 @@ class KeptLog final : public wire::Log {
  public:
   void Access(const wire::AccessEntry&) override {}
   void Info(std::string_view) override {}
-  void Warning(std::string_view) override {}
+  void Warning(std::string_view text) override {
+    const std::lock_guard lock(mutex_);
+    warnings_.append(text).append("\n");
+  }
   void Error(std::string_view text) override {
     const std::lock_guard lock(mutex_);
     errors_.append(text).append("\n");
@@ -24,9 +27,15 @@ class KeptLog final : public wire::Log {
     return errors_;
   }
 
+  std::string warnings() const {
+    const std::lock_guard lock(mutex_);
+    return warnings_;
+  }
+
  private:
   mutable std::mutex mutex_;
   std::string errors_;
+  std::string warnings_;
 };
 
 inline std::string HeaderOf(const wire::HttpResponse& response, std::string_view name) {

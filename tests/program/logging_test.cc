@@ -72,6 +72,33 @@ TEST_F(LogFiles, MayBeJson) {
       << Content(error_);
 }
 
+// As under a service manager, whose journal takes the streams.
+TEST_F(LogFiles, TellTheJournalHowMuchALineMatters) {
+  const int kept = ::dup(STDERR_FILENO);
+  const int journal = ::open(error_.c_str(), O_WRONLY | O_CREAT, 0600);
+  struct stat status {};
+  ::fstat(journal, &status);
+  ::setenv("JOURNAL_STREAM", (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(), 1);
+  ::dup2(journal, STDERR_FILENO);
+  {
+    FileLog log({.access = access_, .level = "debug"});
+    log.Debug("four");
+    log.Info("three");
+    log.Warning("two");
+    log.Error("one");
+    log.Access({.remote_addr = "::1", .method = "GET", .target = "/", .status = 200});
+  }
+  ::dup2(kept, STDERR_FILENO);
+  ::unsetenv("JOURNAL_STREAM");
+  ::close(journal);
+  ::close(kept);
+  std::string priorities;
+  std::istringstream lines(Content(error_));
+  for (std::string line; std::getline(lines, line);) priorities += line.substr(0, 3);
+  EXPECT_EQ(priorities, "<7><6><4><3>");
+  EXPECT_NE(Content(access_).front(), '<') << "a file is no journal";
+}
+
 // A pipe whose reader reads when it is told to.
 class Pipe {
  public:

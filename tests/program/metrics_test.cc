@@ -10,6 +10,9 @@
 
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
+#include "host/statement_times.h"
+#include "tests/host/node.h"
+#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 #include "tests/wire/loopback.h"
 
@@ -30,8 +33,11 @@ std::string Fetch(int port) {
   return client.ReadToEnd();
 }
 
-TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
-  test::TestDatabase database(data::Dialect::kSqlite);
+class MetricsPage : public test::OnBothEngines {};
+SURVA_ON_BOTH_ENGINES(MetricsPage);
+
+TEST_P(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
+  test::TestDatabase database(GetParam());
   Metrics metrics;
   data::Database metered(database.dsn(), metrics.AroundEngines());
   host::WorkerPool workers({.threads = 1});
@@ -42,6 +48,7 @@ TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
     db.Query({"select count(*) from Company"});
     EXPECT_THROW(db.Query({"select Nothing from Nowhere"}), surva::Fault);
     db.AddNew(data::tables::kCompany).Set("CompanyName", std::string_view("A")).Update();
+    db.AddNew(data::tables::kOutbox).Set("State", std::int64_t{4}).Update();
     db.Commit();
   }
   log->Access({.method = "GET", .target = "/admin/Company.asp?Add=1", .status = 200, .milliseconds = 3});
@@ -61,8 +68,9 @@ TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
        {"surva_requests_total{page=\"/admin/company.asp\",status=\"200\"} 2",
         "surva_requests_total{page=\"other\",status=\"404\"} 250", "surva_database_up 1",
         "surva_statement_duration_seconds_count{effect=\"commit\"} 1", "surva_statement_failures_total 1",
-        "surva_database_connections 1", "surva_queue_length 0", "surva_refusals_total{rule=\"pin-wait\"} 1",
-        "surva_refusals_total{rule=\"sign-in\"} 0", "surva_wrong_pins_total 11"}) {
+        "surva_database_connections 1", "surva_mails{state=\"sent\"} 1", "surva_sessions 0", "surva_queue_length 0",
+        "surva_refusals_total{rule=\"pin-wait\"} 1", "surva_refusals_total{rule=\"sign-in\"} 0",
+        "surva_wrong_pins_total 11"}) {
     EXPECT_NE(page.find(std::string("\n") + line + "\n"), std::string::npos) << line << page;
   }
   std::size_t pages = 0;
@@ -76,8 +84,62 @@ TEST(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
   for (std::sregex_iterator it(dashboard.begin(), dashboard.end(), name), end; it != end; ++it) asked.insert(it->str());
   EXPECT_GT(asked.size(), 8U);
   for (const std::string& metric : asked) EXPECT_NE(page.find("\n" + metric), std::string::npos) << metric;
+  // What a query picks or sums by is a label of its figure.
+  const std::regex picked(R"((surva_[a-z_]+)\{([a-z]+)[=!])"),
+      summed(R"(by \(([a-z]+)(?:, [a-z]+)?\) \(rate\((surva_[a-z_]+))");
+  std::set<std::pair<std::string, std::string>> labels;
+  for (std::sregex_iterator it(dashboard.begin(), dashboard.end(), picked), end; it != end; ++it) {
+    labels.emplace(it->str(1), it->str(2));
+  }
+  for (std::sregex_iterator it(dashboard.begin(), dashboard.end(), summed), end; it != end; ++it) {
+    labels.emplace(it->str(2), it->str(1));
+  }
+  EXPECT_GT(labels.size(), 5U);
+  for (const auto& [metric, label] : labels) {
+    EXPECT_TRUE(std::regex_search(page, std::regex("\n" + metric + R"(\{[^}]*)" + label + "=\"")))
+        << metric << " " << label;
+  }
 
   EXPECT_THROW(Metrics().Serve("127.0.0.1:" + std::to_string(port), metered, workers, guard), std::runtime_error);
+}
+
+// Slow requests are told with what their statements took, and with nothing of what a visitor has said.
+TEST_P(MetricsPage, SlowRequestsAreToldWithTheirStatements) {
+  test::TestDatabase database(GetParam());
+  test::Seed seed(*database);
+  seed.Participant(seed.Surva({.rows = {{.role = test::kMain, .control = test::kText, .content = "How?"}}}), "7770777");
+  Metrics metrics;
+  data::Database metered(database.dsn(), metrics.AroundEngines());
+  const host::StaticSite files;
+  host::WorkerPool workers({.threads = 1});
+  test::KeptLog log;
+  host::PageService service({.slow = std::chrono::nanoseconds(1)}, metered, files, workers, log);
+  std::string cookie;
+  for (const char* form : {"PIN=7770777", "FormAccepted=3&31=nobody+else+knows"}) {
+    std::promise<wire::HttpResponse> answer;
+    wire::HttpRequest request;
+    request.method = wire::HttpRequest::Method::kPost;
+    request.path = "/surva.asp";
+    request.request_id = "id7";
+    request.headers = {{"Cookie", cookie}, {"Content-Type", "application/x-www-form-urlencoded"}};
+    request.body = form;
+    service.Handle(request, [&](wire::HttpResponse response) { answer.set_value(std::move(response)); });
+    cookie = test::HeaderOf(answer.get_future().get(), "Set-Cookie");
+  }
+  const std::string told = log.warnings();
+  EXPECT_NE(told.find("id7 /surva.asp: slow, "), std::string::npos) << told;
+  EXPECT_TRUE(std::regex_search(told, std::regex(" ms, [1-9][0-9]* statements in "))) << told;
+  EXPECT_EQ(told.find("777"), std::string::npos) << told;
+  EXPECT_EQ(told.find("nobody"), std::string::npos) << told;
+
+  host::StatementTimes times;
+  {
+    const host::StatementTimes::Scope scope(times);
+    const data::Piece statement[] = {"select PIN from Participant where PIN=", data::Text("4711")};
+    for (const int taken : {7, 90, 30, 2, 8}) host::StatementTimes::Note(statement, std::chrono::milliseconds(taken));
+  }
+  const std::string text = "select PIN from Participant where PIN=?";
+  EXPECT_EQ(times.Text(), "5 statements in 137 ms; 90 ms: " + text + "; 30 ms: " + text + "; 8 ms: " + text);
 }
 
 }  // namespace

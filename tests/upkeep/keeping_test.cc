@@ -191,6 +191,28 @@ TEST_P(Keeping, ACheckFindsWhatIsWrong) {
   EXPECT_TRUE(find("column Message of table Message is missing"));
 }
 
+TEST_P(Keeping, WhatSomebodyHasDroppedIsNamedAtTheStart) {
+  const auto refusal = [this] { return Refused([this] { EXPECT_TRUE(RequireTables(*database_).empty()); }); };
+  EXPECT_EQ(refusal(), "");
+  for (const auto& [script, told] :
+       {std::pair("alter table Message rename column Message to Remark", "column Message of table Me"),
+        std::pair("drop table Mark", "table Mark is missing"),
+        std::pair("drop table Outbox", "table Outbox is missing")}) {
+    database_->Take()->RunScript(script);
+    EXPECT_NE(refusal().find(told), std::string::npos) << refusal();
+    EXPECT_NE(refusal().find("surva init"), std::string::npos) << refusal();
+    EXPECT_TRUE(MakeWhatIsMissing(*database_));
+    EXPECT_EQ(refusal(), "");
+  }
+  // Slow is not wrong.
+  database_->Take()->RunScript("drop index Mark_StudentID_ScheduleID");
+  const std::vector<Finding> slow = RequireTables(*database_);
+  ASSERT_EQ(slow.size(), 1U);
+  EXPECT_NE(slow.front().what.find("table Mark has"), std::string::npos) << slow.front().what;
+  EXPECT_TRUE(MakeWhatIsMissing(*database_));
+  EXPECT_FALSE(MakeWhatIsMissing(*database_));
+}
+
 TEST(KeepingFiles, ACheckFindsADamagedFile) {
   TestDatabase database(Dialect::kSqlite);
   test::StillClock clock;

@@ -43,6 +43,8 @@ class Readiness : public ::testing::Test {
 };
 
 TEST_F(Readiness, TellsWhatIsWrongWithAFile) {
+  EXPECT_THROW(OpenDatabase("sqlite:" + (folder_ / "new.db").string(), {}, {}, {}, Files::kStanding), Refusal);
+  EXPECT_FALSE(fs::exists(folder_ / "new.db"));
   EXPECT_EQ(Refused("sqlite:" + (folder_ / "new.db").string()), "");
   EXPECT_NE(Refused("sqlite:" + (folder_ / "none/new.db").string()).find("there is no folder"), std::string::npos);
   EXPECT_NE(Refused("sqlite:" + folder_.string()).find("is a folder"), std::string::npos);
