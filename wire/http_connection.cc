@@ -1,5 +1,7 @@
 #include "wire/http_connection.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <boost/asio/error.hpp>
 #include <boost/asio/write.hpp>
@@ -31,6 +33,7 @@ constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kFieldCost = 200;          // of a header field, besides its bytes
 constexpr std::size_t kStreamCost = 512 * 1024;  // of a streamed body, at most
 constexpr std::chrono::seconds kRetryAfter{2};
+constexpr std::chrono::seconds kLookForPeer{1};  // while a streamed body is awaited
 constexpr std::string_view kChunkEnd = "\r\n";
 constexpr std::string_view kLastChunk = "0\r\n\r\n";
 constexpr std::string_view kChunkEndAndLast = "\r\n0\r\n\r\n";
@@ -396,7 +399,7 @@ void HttpConnection<Stream>::TakePiece() {
     // The time that the maker takes is not the peer's.
     state_ = State::kAwaitingBody;
     waiting_since_ = std::chrono::steady_clock::now();
-    return Disarm();
+    return ArmIn(kLookForPeer);
   }
   if (state == BodyState::kBrokenOff) return Close();
   body_bytes_ += piece_.size();
@@ -482,8 +485,16 @@ void HttpConnection<Stream>::Discard() {
                            }));
 }
 
+// Nothing is read or written meanwhile that would find out.
+template <class Stream>
+bool HttpConnection<Stream>::PeerHasGone() {
+  pollfd look{.fd = socket().native_handle(), .events = POLLRDHUP, .revents = 0};
+  return poll(&look, 1, 0) > 0;
+}
+
 template <class Stream>
 void HttpConnection<Stream>::Expire() {
+  if (state_ == State::kAwaitingBody && !PeerHasGone()) return ArmIn(kLookForPeer);
   Disarm();
   const bool reading = state_ == State::kHeader || state_ == State::kBody;
   if (!reading || expired_) return Close();

@@ -101,6 +101,7 @@ class HttpConnection final : public Connection {
   void BeginNext();
   void Finish();
   void Linger();
+  bool PeerHasGone();
   void Discard();
 
   void ArmIn(std::chrono::milliseconds time);

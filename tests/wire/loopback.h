@@ -178,6 +178,7 @@ class EchoSite : public Site {
   // What /stream sends, and how much of it the writer could write.
   std::vector<std::string> pieces;
   bool finishes = true;
+  std::atomic<bool> dawdles = false;  // it writes no more, until nobody listens
   std::atomic<std::size_t> written = 0;
 
  private:
@@ -190,6 +191,8 @@ class EchoSite : public Site {
       if (!writer.Write(piece)) return;
       written += piece.size();
     }
+    while (dawdles && writer.Write({})) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    dawdles = false;
     if (finishes) writer.Finish();
   }
 

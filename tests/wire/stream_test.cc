@@ -76,6 +76,17 @@ TEST(Stream, WaitsForASlowReaderInLittleMemory) {
   EXPECT_LT(loopback.site.written, 16U * 1024 * 1024);
 }
 
+TEST(Stream, LetsGoOfAWriterWithNothingToSay) {
+  Loopback loopback;
+  loopback.site.pieces = {"a"};
+  loopback.site.dawdles = true;
+  {
+    Client client(loopback.port());
+    client.Send("GET /stream HTTP/1.1\r\n" + kHost + "\r\n");
+  }
+  while (loopback.site.dawdles) std::this_thread::yield();
+}
+
 TEST(Stream, EndsWithTheServer) {
   ServerOptions options;
   options.limits.stop = 100ms;
