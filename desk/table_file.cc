@@ -18,8 +18,25 @@ namespace {
 constexpr std::size_t kPiece = 32 * 1024;
 constexpr std::size_t kCellText = 32767;  // what a workbook's cell holds, in units of UTF-16
 
+// What would spoil the workbook's XML or be read as an escape in it (ECMA-376, 22.9.2.19): two signs that XML does not
+// know, and "_x0041_".
+void MakePlain(std::string& text) {
+  for (std::size_t at = 0; (at = text.find("\xef\xbf", at)) != std::string::npos; at += 2) {
+    if (at + 2 < text.size() && (text[at + 2] == '\xbe' || text[at + 2] == '\xbf')) text[at + 2] = '\xbd';
+  }
+  constexpr std::size_t kEscape = 7;
+  for (std::size_t at = 0; (at = text.find("_x", at)) != std::string::npos; ++at) {
+    const std::string digits = text.substr(at, kEscape).erase(0, 2);
+    if (digits.size() == 5 && digits[4] == '_' && digits.find_first_not_of("0123456789abcdefABCDEF") == 4) {
+      text.insert(at, "_x005F");
+      at += kEscape;
+    }
+  }
+}
+
 // As much of a text as a cell holds; a text that was cut says so.
 std::string CellText(std::string text) {
+  MakePlain(text);
   constexpr std::string_view kCut = " [cut: a cell holds no more]";
   const auto units = [](unsigned char byte) -> std::size_t { return (byte & 0xC0) == 0x80 ? 0 : byte >= 0xF0 ? 2 : 1; };
   std::size_t length = 0, end = 0;  // of the text, and of what stands before the mark
