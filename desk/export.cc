@@ -472,7 +472,12 @@ wire::HttpResponse ShowExport(Context& context) {
   if (context.person.role == guard::Role::kAnalyst) {
     order->least_answers = static_cast<std::int64_t>(context.settings.least_answers);
   }
-  if (what == "trends") order->trend = ReadTrend(context);
+  if (what == "trends") {
+    if (!TrendRequest(context).valid) {
+      return Sorry(context, kTitle, "A number or a month among the criteria is none.", 400);
+    }
+    order->trend = ReadTrend(context);
+  }
 
   const TableFormat format = ReadTableFormat(context.request("as"));
   const char separator = context.request("separator") == "semicolon" ? ';' : ',';

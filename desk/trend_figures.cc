@@ -96,16 +96,20 @@ Series Averages(const Counts& counts, const Scales& scales, const std::map<std::
 
 }  // namespace
 
-TrendRequest::TrendRequest(const Context& context)
-    : trainer(ReadKey(context.request("trainer"))),
-      training(ReadKey(context.request("training"))),
-      company(ReadKey(context.request("company"))),
-      question(ReadKey(context.request("question"))),
-      quarters(context.request("by") == "quarter") {
+TrendRequest::TrendRequest(const Context& context) : quarters(context.request("by") == "quarter") {
+  const auto read = [&](std::string_view name, auto reader) {
+    const auto criterion = reader(context.request(name));
+    if (!criterion && context.request.Filled(name)) valid = false;
+    return criterion;
+  };
+  trainer = read("trainer", ReadKey);
+  training = read("training", ReadKey);
+  company = read("company", ReadKey);
+  question = read("question", ReadKey);
   const DateTime today = context.clock.Now();
-  to = ReadMonth(context.request("to")).value_or(DateTime{today.year, today.month, 1});
+  to = read("to", ReadMonth).value_or(DateTime{today.year, today.month, 1});
   const int first = to.year * 12 + to.month - kMonths;
-  from = ReadMonth(context.request("from")).value_or(DateTime{first / 12, first % 12 + 1, 1});
+  from = read("from", ReadMonth).value_or(DateTime{first / 12, first % 12 + 1, 1});
   // A line of a thousand months is no picture.
   constexpr int kMostYears = 40;
   from.year = std::max(from.year, to.year - kMostYears);

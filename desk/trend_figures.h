@@ -18,6 +18,7 @@ struct TrendRequest {
   std::optional<std::int64_t> trainer, training, company, question;
   DateTime from, to;  // months, the last one included
   bool quarters = false;
+  bool valid = true;  // what is filled names something
 
   explicit TrendRequest(const Context& context);
 

@@ -134,6 +134,7 @@ void WriteTable(Markup& page, const Context& context, const TrendRequest& asked,
 wire::HttpResponse ShowTrends(Context& context) {
   constexpr std::string_view kTitle = "Trends";
   const TrendRequest asked(context);
+  if (!asked.valid) return Sorry(context, kTitle, "A number or a month among the criteria is none.", 400);
   const Trend trend(context.connection, asked);
   Markup page;
   WriteForm(page, context, asked, trend);

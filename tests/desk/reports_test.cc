@@ -84,7 +84,12 @@ TEST_P(Reports, FollowAveragesOverTime) {
   const auto quarters = Get(ShowTrends, {{"company", "2"}, {"by", "quarter"}});
   EXPECT_TRUE(Holds(quarters, "Q1 2004</th><td class=\"number\">3.22</td><td class=\"number\">9</td>"))
       << quarters.body;
-  EXPECT_TRUE(Holds(Get(ShowTrends, {{"company", "9"}, {"from", "x"}, {"to", "0000-00"}}), "Nothing with a number"));
+  EXPECT_TRUE(Holds(Get(ShowTrends, {{"company", "9"}}), "Nothing with a number"));
+  // What cannot be meant is not taken for all.
+  for (const NameValues& wrong :
+       {NameValues{{"company", "x"}}, {{"trainer", "-1"}}, {{"from", "2004"}}, {{"to", "0000-00"}}}) {
+    EXPECT_EQ(Get(ShowTrends, wrong).status, 400U);
+  }
 }
 
 }  // namespace
