@@ -31,13 +31,16 @@ CREATE OR REPLACE FUNCTION number_like(integer, text) RETURNS boolean LANGUAGE s
 constexpr std::string_view kPostgresOperator =
     "CREATE OPERATOR ~~ (LEFTARG = integer, RIGHTARG = text, FUNCTION = number_like);\n";
 
+// Once for a statement, however many rows it has changed. What does not change from row to row is asked once.
 constexpr std::string_view kKeepHistory = R"sql(
 CREATE OR REPLACE FUNCTION keep_history() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
   INSERT INTO History (ChangedAt, Person, RequestID, TableName, RowKey, Act, OldRow)
-  VALUES (coalesce(nullif(current_setting('surva.now', true), '')::timestamp, now()),
-          coalesce(current_setting('surva.person', true), ''), coalesce(current_setting('surva.request', true), ''),
-          TG_ARGV[0], (to_json(OLD)->>TG_ARGV[1])::bigint, pg_catalog.lower(TG_OP), to_json(OLD)::text);
+  SELECT (SELECT coalesce(nullif(current_setting('surva.now', true), '')::timestamp, now())),
+         (SELECT coalesce(current_setting('surva.person', true), '')),
+         (SELECT coalesce(current_setting('surva.request', true), '')),
+         TG_ARGV[0], (kept.old->>TG_ARGV[1])::bigint, (SELECT pg_catalog.lower(TG_OP)), kept.old::text
+  FROM (SELECT to_json(old_rows) AS old FROM old_rows OFFSET 0) AS kept;
   RETURN NULL;
 END $$;
 )sql";
@@ -113,8 +116,12 @@ std::string MakeHistory(Dialect dialect) {
     const std::string name(table->name);
     const std::string key(table->key().name);
     if (dialect == Dialect::kPostgres) {
-      script += "CREATE OR REPLACE TRIGGER keep_history AFTER UPDATE OR DELETE ON " + name +
-                " FOR EACH ROW EXECUTE FUNCTION keep_history('" + name + "', '" + LowerName(key) + "');\n";
+      script += "DROP TRIGGER IF EXISTS keep_history ON " + name + ";\n";
+      for (const std::string act : {"update", "delete"}) {
+        script += "CREATE OR REPLACE TRIGGER keep_history_" + act + " AFTER " + act + " ON " + name +
+                  " REFERENCING OLD TABLE AS old_rows FOR EACH STATEMENT EXECUTE FUNCTION keep_history('" + name +
+                  "', '" + LowerName(key) + "');\n";
+      }
       continue;
     }
     std::string row;
