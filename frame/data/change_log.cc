@@ -19,6 +19,9 @@ namespace {
 constexpr int kMany = 1000;
 constexpr int kTooMany = 8000;
 constexpr std::chrono::milliseconds kGatePatience{1000};
+// How soon what could not be taken over is tried again: where somebody has written or read meanwhile, a pause lets the
+// log begin anew without holding anybody up.
+constexpr std::chrono::milliseconds kAgain{50};
 constexpr int kReadersPatience = 20;  // milliseconds in which they may end what they read, while writers are held up
 
 [[noreturn]] void FailToRead(const std::string& path) {
@@ -66,9 +69,14 @@ void ChangeLog::Keep() {
     // Known only after the first read.
     sqlite3_exec(opened, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
   }
+  bool rest_is_left = false;
   std::unique_lock lock(mutex_);
   while (true) {
-    wake_.wait(lock, [this] { return wanted_ || ends_; });
+    if (rest_is_left) {
+      wake_.wait_for(lock, kAgain, [this] { return wanted_ || ends_; });
+    } else {
+      wake_.wait(lock, [this] { return wanted_ || ends_; });
+    }
     if (ends_) return;
     wanted_ = false;
     lock.unlock();
@@ -81,6 +89,7 @@ void ChangeLog::Keep() {
     }
     if (outcome == SQLITE_IOERR_FSYNC) Break();
     lock.lock();
+    rest_is_left = outcome == SQLITE_OK && done < pages_;
     next_ = pages_ + kMany;
   }
 }
