@@ -17,9 +17,11 @@ WorkerPool::Turn::~Turn() {
 }
 
 WorkerPool::WorkerPool(Options options) : options_(options) {
-  threads_.reserve(kLanes * options_.threads + 1);
-  for (LaneState& lane : lanes_) {
-    const std::size_t threads = &lane == &lanes_[static_cast<std::size_t>(Lane::kPasswords)] ? 1 : options_.threads;
+  for (std::size_t at = 0; at < kLanes; ++at) {
+    LaneState& lane = lanes_[at];
+    std::size_t threads = options_.threads;
+    if (at == static_cast<std::size_t>(Lane::kPasswords)) threads = 1;
+    if (at == static_cast<std::size_t>(Lane::kWriting) && options_.writers != 0) threads = options_.writers;
     for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back([this, &lane] { Work(lane); });
   }
   threads_.emplace_back([this] { Expire(); });

@@ -33,6 +33,7 @@ class WorkerPool {
  public:
   struct Options {
     std::size_t threads = 4;  // of each lane but the passwords'
+    std::size_t writers = 0;  // of the writing lane, if it has another number
     std::chrono::milliseconds patience{5000};
     std::size_t most_bytes = std::size_t{64} << 20;  // of all that waits
     std::size_t most_of_visitor = 32;                // requests that wait behind the visitor's own

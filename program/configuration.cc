@@ -44,7 +44,7 @@ constexpr std::array kSettings{
     Setting{"notice", &Owner::notice, For::kAll, "Text of the link in the footer"},
     Setting{"official", &Owner::official, For::kAll, "Address of the owner's web site"},
     Setting{"workers", Setting::Number{&C::workers, 0, 1024}, For::kServe,
-            "Threads in each of the three lanes of pages; 0 is two for each processor, four to sixteen"},
+            "Page threads of each kind (see the README); 0 is two for each processor, four to sixteen"},
     Setting{"queue-seconds", Setting::Number{&C::queue_seconds, 1, 60}, For::kServe,
             "How long a request may wait for a worker before it is turned away"},
     Setting{"queue-mebibytes", Setting::Number{&C::queue_mebibytes, 1, 65536}, For::kServe,

@@ -127,6 +127,13 @@ std::size_t WorkerCount(const Configuration& configuration) {
   return std::clamp<std::size_t>(2 * std::size_t{std::thread::hardware_concurrency()}, 4, 16);
 }
 
+// Most of a writer's time is spent waiting: on PostgreSQL for each other's rows and for the server's disk, where the more
+// wait together, the more share a flush; on SQLite for the one writer's turn.
+std::size_t WriterCount(std::size_t workers, data::Dialect dialect) {
+  constexpr std::size_t kMost = 24;
+  return dialect == data::Dialect::kSqlite ? 2 * workers : std::max(workers, std::min(4 * workers, kMost));
+}
+
 std::unique_ptr<host::StaticSite> OpenSite(const Configuration& configuration) try {
   return configuration.site.empty() ? std::make_unique<host::StaticSite>()
                                     : std::make_unique<host::StaticSite>(configuration.site);
@@ -248,7 +255,9 @@ int Serve(const Configuration& configuration) {
   data::Database& database = *opened;
   database.SettleLog();
   EndWhenTheDiskFails(database, *log);
-  host::WorkerPool workers({.threads = WorkerCount(configuration),
+  const std::size_t threads = WorkerCount(configuration);
+  host::WorkerPool workers({.threads = threads,
+                            .writers = WriterCount(threads, database.dialect()),
                             .patience = std::chrono::seconds(configuration.queue_seconds),
                             .most_bytes = configuration.queue_mebibytes << 20});
   const desk::Settings settings = Desk(configuration);
