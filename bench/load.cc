@@ -6,16 +6,17 @@
 // there are fewer, they are dealt out again. Prints one line: requests per second, the processor microseconds that the
 // process PID (or several, with commas) and its children spent per request, answers of 200 or 302, other answers.
 //
+//   bench_load --first HOST PORT CONNECTIONS PID < enrolled
+//
+// Takes what "bench_pages enrol" has printed, logs on by each PIN, and then measures as above how each of these
+// visitors accepts the form for the first time.
+//
 //   bench_load --idle HOST PORT CONNECTIONS PID < requests
 //
 // Opens the connections one by one, each with one request, keeps them all open and prints the process's resident
 // memory in KiB.
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -29,14 +30,12 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/client.h"
+
 namespace {
 
+using namespace surva::bench;
 using SteadyClock = std::chrono::steady_clock;
-
-[[noreturn]] void Die(const std::string& what) {
-  std::perror(what.c_str());
-  std::exit(1);
-}
 
 std::vector<std::string> ReadRequests() {
   std::vector<std::string> requests;
@@ -79,82 +78,103 @@ long ResidentKiB(const std::string& pid) {
   return 0;
 }
 
-int Connect(const char* host, const char* port) {
-  const int handle = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(std::atoi(port)));
-  inet_pton(AF_INET, host, &address.sin_addr);
-  if (handle < 0 || connect(handle, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) Die("connect");
-  const int on = 1;
-  setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  return handle;
-}
+struct Outcome {
+  double seconds = 0;
+  double processor = 0;  // microseconds
+  long good = 0;
+  long other = 0;
+  std::vector<std::string> cookies;  // in the order of their coming
+};
 
-// Whether `answer` holds a whole answer; gives its status.
-bool IsWhole(std::string_view answer, int& status) {
-  const std::size_t head = answer.find("\r\n\r\n");
-  if (head == std::string_view::npos) return false;
-  const std::size_t at = answer.find("Content-Length: ");
-  const std::size_t length = at < head ? std::strtoul(std::string(answer.substr(at + 16, 12)).c_str(), nullptr, 10) : 0;
-  status = std::atoi(std::string(answer.substr(9, 3)).c_str());
-  return answer.size() >= head + 4 + length;
-}
-
-void Send(int handle, const std::string& request) {
-  if (write(handle, request.data(), request.size()) != static_cast<ssize_t>(request.size())) Die("write");
-}
-
-int Load(const char* host, const char* port, double seconds, std::size_t connections, const std::string& pid) {
-  const std::vector<std::string> requests = ReadRequests();
+// Sends what `next` gives, on whatever connection has its answer; null ends it.
+template <class Next>
+Outcome Drive(const char* host, const char* port, std::size_t connections, const std::string& pid, Next next) {
   struct Connection {
     int handle = -1;
-    const std::string* request = nullptr;
     std::string answer;
   };
   std::vector<Connection> all(connections);
   const int poll = epoll_create1(0);
   for (std::size_t i = 0; i < connections; ++i) {
     all[i].handle = Connect(host, port);
-    all[i].request = &requests[i % requests.size()];
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.u64 = i;
     epoll_ctl(poll, EPOLL_CTL_ADD, all[i].handle, &event);
   }
+  Outcome outcome;
   const double processor = ProcessorTime(pid);
   const auto start = SteadyClock::now();
-  const auto end = start + std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(seconds));
-  for (Connection& connection : all) Send(connection.handle, *connection.request);
-  long good = 0;
-  long other = 0;
-  std::size_t under_way = connections;
+  std::size_t under_way = 0;
+  const auto send = [&](std::size_t at) {
+    const std::string* request = next(at);
+    if (request == nullptr) return;
+    Send(all[at].handle, *request);
+    ++under_way;
+  };
+  for (std::size_t i = 0; i < connections; ++i) send(i);
   std::vector<epoll_event> events(connections);
   std::vector<char> buffer(1 << 16);
   while (under_way > 0) {
     const int ready = epoll_wait(poll, events.data(), static_cast<int>(events.size()), 10000);
     if (ready <= 0) Die("no answer");
     for (int i = 0; i < ready; ++i) {
-      Connection& connection = all[events[static_cast<std::size_t>(i)].data.u64];
+      const std::size_t at = events[static_cast<std::size_t>(i)].data.u64;
+      Connection& connection = all[at];
       const ssize_t got = read(connection.handle, buffer.data(), buffer.size());
       if (got <= 0) Die("a connection was closed");
       connection.answer.append(buffer.data(), static_cast<std::size_t>(got));
       int status = 0;
       if (!IsWhole(connection.answer, status)) continue;
-      ++(status == 200 || status == 302 ? good : other);
+      ++(status == 200 || status == 302 ? outcome.good : outcome.other);
+      if (const std::string cookie = CookieOf(connection.answer); !cookie.empty()) outcome.cookies.push_back(cookie);
       connection.answer.clear();
-      if (SteadyClock::now() < end) {
-        Send(connection.handle, *connection.request);
-      } else {
-        --under_way;
-      }
+      --under_way;
+      send(at);
     }
   }
-  const double taken = std::chrono::duration<double>(SteadyClock::now() - start).count();
-  const double spent = ProcessorTime(pid) - processor;
-  const double count = static_cast<double>(good + other);
-  std::printf("%.0f %.1f %ld %ld\n", count / taken, spent / count, good, other);
+  outcome.seconds = std::chrono::duration<double>(SteadyClock::now() - start).count();
+  outcome.processor = ProcessorTime(pid) - processor;
+  for (const Connection& connection : all) close(connection.handle);
+  close(poll);
+  return outcome;
+}
+
+int Tell(const Outcome& outcome) {
+  const double count = static_cast<double>(outcome.good + outcome.other);
+  std::printf("%.0f %.1f %ld %ld\n", count / outcome.seconds, outcome.processor / count, outcome.good, outcome.other);
   return 0;
+}
+
+int Load(const char* host, const char* port, double seconds, std::size_t connections, const std::string& pid) {
+  const std::vector<std::string> requests = ReadRequests();
+  const auto end =
+      SteadyClock::now() + std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(seconds));
+  return Tell(Drive(host, port, connections, pid, [&](std::size_t connection) {
+    return SteadyClock::now() < end ? &requests[connection % requests.size()] : nullptr;
+  }));
+}
+
+int First(const char* host, const char* port, std::size_t connections, const std::string& pid) {
+  std::vector<std::string> requests;
+  std::size_t sent = 0;
+  const auto each_once = [&](std::size_t) { return sent < requests.size() ? &requests[sent++] : nullptr; };
+  const auto add = [&requests](const std::string& cookie, const std::string& body) {
+    requests.push_back(
+        "POST /surva.asp HTTP/1.1\r\nHost: 127.0.0.1\r\n" + (cookie.empty() ? cookie : "Cookie: " + cookie + "\r\n") +
+        "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " + std::to_string(body.size()) +
+        "\r\n\r\n" + body);
+  };
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(std::cin, line);) lines.push_back(line);
+  if (lines.size() < 3) Die("no PINs");
+  for (std::size_t i = 0; i + 2 < lines.size(); ++i) add({}, "PIN=" + lines[i]);
+  const std::vector<std::string> cookies = Drive(host, port, connections, pid, each_once).cookies;
+  if (cookies.size() != requests.size()) Die("a PIN was refused");
+  requests.clear();
+  for (const std::string& cookie : cookies) add(cookie, lines.back());
+  sent = 0;
+  return Tell(Drive(host, port, connections, pid, each_once));
 }
 
 int Idle(const char* host, const char* port, std::size_t connections, const std::string& pid) {
@@ -186,9 +206,13 @@ int main(int argc, char** argv) {
   if (argc == 6 && std::string_view(argv[1]) == "--idle") {
     return Idle(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10), argv[5]);
   }
+  if (argc == 6 && std::string_view(argv[1]) == "--first") {
+    return First(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10), argv[5]);
+  }
   if (argc == 6) {
     return Load(argv[1], argv[2], std::strtod(argv[3], nullptr), std::strtoul(argv[4], nullptr, 10), argv[5]);
   }
-  std::fprintf(stderr, "usage: bench_load HOST PORT SECONDS CONNECTIONS PID, or --idle HOST PORT CONNECTIONS PID\n");
+  std::fprintf(stderr,
+               "usage: bench_load HOST PORT SECONDS CONNECTIONS PID, or --first or --idle HOST PORT CONNECTIONS PID\n");
   return 2;
 }

@@ -1,11 +1,11 @@
 // bench_pages: the database's side of the page benchmark.
 //
-//   bench_pages enrol DSN COUNT        enrols COUNT students on an event of the longest surva of a demo database and
+//   bench_pages enrol DSN COUNT        enrols COUNT students on new events of the longest surva of a demo database and
 //                                      prints, for each, the PIN; then "form VERSION" and the body of a posted form
 //   bench_pages blank FILE SECONDS     the statements of a blank form, in a bare loop on the engine
 //   bench_pages accept FILE SECONDS [EACH]
-//                                      those of an accepted post, each on disk before the next, or EACH of them by
-//                                      one commit
+//                                      those of a form that is accepted for the first time, each on disk before the
+//                                      next, or EACH of them by one commit
 //
 // The loops print one line: rounds per second, processor microseconds per round.
 #include <sqlite3.h>
@@ -68,20 +68,24 @@ int Enrol(const std::string& dsn, int count) {
   data::Connection db(database);
   const LongestForm form = FindLongestForm(db);
   const data::Rows students = db.Query({"select StudentID from Student order by StudentID"});
-  for (int i = 0; i < count; ++i) {
-    const std::string pin = "9" + std::to_string(100000 + i);
+  // Events of their own, so that no stored answer is in the way.
+  std::int64_t event = db.Query({"select max(ScheduleID) as Last from Schedule"}).First()["Last"].Integer() + 1000000;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+    if (i % students.size() == 0) {
+      db.Execute({"insert into Schedule (ScheduleID, TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place) "
+                  "select ",
+                  Number(++event),
+                  ", TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place from Schedule where ScheduleID=",
+                  Number(form.event)});
+    }
+    const std::string pin = std::to_string(event % 1000) + "-" + std::to_string(100000 + i);
     db.AddNew(data::tables::kParticipant)
-        .Set("ScheduleID", form.event + 1000000)
-        .Set("StudentID", students[static_cast<std::size_t>(i) % students.size()]["StudentID"])
+        .Set("ScheduleID", event)
+        .Set("StudentID", students[i % students.size()]["StudentID"])
         .Set("PIN", std::string_view(pin))
         .Update();
     std::printf("%s\n", pin.c_str());
   }
-  // An event of its own, so that no stored answer is in the way.
-  db.Execute({"insert into Schedule (ScheduleID, TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place) "
-              "select ScheduleID + 1000000, TrainingID, TrainerID, SurvaVersionID, BeginDate, EndDate, Place "
-              "from Schedule where ScheduleID=",
-              Number(form.event)});
   db.Commit();
   std::printf("form %lld\n%s\n", static_cast<long long>(form.version), PostedForm(db, form.version).c_str());
   database.Close();
@@ -182,6 +186,7 @@ constexpr const char* kDeleteMarks = "delete from Mark where StudentID=? and Sch
 int Bare(const std::string& file, double seconds, bool accepts, int each) {
   LongestForm form;
   std::vector<std::int64_t> students;
+  std::int64_t event = 0;
   {
     data::Database database("sqlite:" + file);
     data::Connection db(database);
@@ -189,8 +194,8 @@ int Bare(const std::string& file, double seconds, bool accepts, int each) {
     for (const data::Row& row : db.Query({"select StudentID from Student order by StudentID limit 64"})) {
       students.push_back(row["StudentID"].Integer());
     }
+    event = db.Query({"select max(ScheduleID) as Last from Mark"}).First()["Last"].Integer() + 1000000;
   }
-  const std::int64_t event = form.event + 2000000;
   BareEngine engine(file);
   const std::size_t begin = engine.Prepare("begin immediate");
   const std::size_t commit = engine.Prepare("commit");
@@ -207,6 +212,7 @@ int Bare(const std::string& file, double seconds, bool accepts, int each) {
       "update Participant set FillDate=datetime('now','localtime'), PIN='' where ScheduleID=? and StudentID=?");
   return Loop(seconds, [&](int round) {
     if (round % each == 0) engine.Step(begin, {});
+    if (round % static_cast<int>(students.size()) == 0) ++event;
     const std::int64_t student = students[static_cast<std::size_t>(round) % students.size()];
     if (accepts) {
       const int rows = engine.Step(questions, {form.version});
