@@ -187,7 +187,8 @@ void FillForm::ShowStoredForm(std::string_view surva, FormWalk& walk, StoredAnsw
   if (display_menu) WriteHeaders();
   session().Set("NotAnswered", 0);
   WriteFormHead(surva);
-  walk.WriteRows(&answers);
+  // Nobody sees the rows of a form that is finished.
+  if (!walk.IsAnswered(answers)) walk.WriteRows(&answers);
   if (!session()["NotAnswered"].IsTrue()) FinishFilling(db, walk.Version()["ThankYouPage"], display_menu);
   WriteFormEnd("</TD><TR>");
   if (display_menu) WriteFooters();

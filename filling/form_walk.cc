@@ -131,6 +131,22 @@ void FormWalk::WriteRows(StoredAnswers* answers, MissingText missing) {
   }
 }
 
+bool FormWalk::IsAnswered(StoredAnswers& answers) const try {
+  for (std::size_t index = 0; index < row_count(); ++index) {
+    const Question question(layout_[index], false, false);
+    if (question.control < 1 || question.control > 4) continue;
+    if (question.control == 3) {
+      const auto text = answers.TextOf(question.id);
+      if (!text || (question.required && text->empty())) return false;
+    } else if (question.required && answers.ChoiceOf(question.id).empty()) {
+      return false;
+    }
+  }
+  return true;
+} catch (const Fault&) {
+  return false;
+}
+
 void FormWalk::WarnOnce() {
   if (page_.session()["NotAnswered"].IsTrue()) return;
   page_.session().Set("NotAnswered", 1);

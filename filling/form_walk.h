@@ -79,6 +79,8 @@ class FormWalk {
   // Writes the rows of the form, blank if there are no `answers`. At the first required question without an answer,
   // unless Session("NotAnswered") says that there was one, an alert is written and the key set to 1.
   void WriteRows(StoredAnswers* answers, MissingText missing = MissingText::kFails);
+  // Whether WriteRows would find every required question answered, and nothing to fail at.
+  bool IsAnswered(StoredAnswers& answers) const;
 
  private:
   struct Question;

@@ -56,9 +56,15 @@ void Visit::Save(data::Connection& connection) {
   if (contents.size() > kLongestSession) throw SessionTooLong();
   const int timeout = session_.timeout() > 0 ? session_.timeout() : rules_.idle_minutes;
   if (stored_) {
-    connection.ExecuteAtCommit({"update VisitorSession set SessionKey=", Bound(Field(key_)),
-                                ", Contents=", Bound(Field(contents)), ", LastUse=", Number(last_use_),
-                                ", TimeoutMinutes=", Number(timeout), " where SessionKey=", Bound(Field(known_as))});
+    // What an index holds is written only where it changes: the engines would not look.
+    if (renews_ || use_is_due_) {
+      connection.ExecuteAtCommit({"update VisitorSession set SessionKey=", Bound(Field(key_)),
+                                  ", Contents=", Bound(Field(contents)), ", LastUse=", Number(last_use_),
+                                  ", TimeoutMinutes=", Number(timeout), " where SessionKey=", Bound(Field(known_as))});
+    } else {
+      connection.ExecuteAtCommit({"update VisitorSession set Contents=", Bound(Field(contents)),
+                                  ", TimeoutMinutes=", Number(timeout), " where SessionKey=", Bound(Field(known_as))});
+    }
   } else {
     // Nobody has been told of a session that begins: if it is lost with the machine, the visitor has none. A session
     // that came back as it was before would show one visitor what belongs to another.
