@@ -161,6 +161,12 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion&) {
     result.text = app.version() + "\n";
     return result;
+  } catch (const CLI::ArgumentMismatch& error) {
+    // It begins with the option and a colon.
+    const std::string what = error.what();
+    const std::string option = what.substr(0, what.find(':'));
+    throw UsageError(option +
+                     " stands without its value; \"surva --help\" and \"surva serve --help\" tell what it takes");
   } catch (const CLI::ParseError& error) {
     throw UsageError(std::string(error.what()) + "; \"surva --help\" and \"surva serve --help\" list what there is");
   }

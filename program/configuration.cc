@@ -5,6 +5,7 @@
 #include <array>
 #include <boost/asio/ip/address.hpp>
 #include <charconv>
+#include <fstream>
 
 #include "desk/outbox.h"
 #include "frame/values/ascii.h"
@@ -115,6 +116,35 @@ std::string Joined(std::span<const std::string_view> words) {
   return text;
 }
 
+const Setting* FindSetting(std::string_view name) {
+  const auto found = std::ranges::find(kSettings, name, &Setting::name);
+  return found == kSettings.end() ? nullptr : &*found;
+}
+
+std::string WantedForm(const Setting& setting) {
+  if (std::holds_alternative<Setting::Number>(setting.member)) return " must be a whole number";
+  if (std::holds_alternative<bool Configuration::*>(setting.member)) return " must be true or false";
+  return " must be a text in quotes";
+}
+
+// What is amiss with a line that is no TOML. Most often a text stands there without its quotes, which TOML takes for a
+// time or a number that has gone wrong.
+std::string WhatIsAmiss(const std::filesystem::path& file, std::size_t number, std::string_view description) {
+  std::ifstream lines(file);
+  std::string line;
+  for (std::size_t at = 0; at < number && std::getline(lines, line);) ++at;
+  const std::size_t equals = std::min(line.find('='), line.size());
+  const std::string name(Trimmed(std::string_view(line).substr(0, equals)));
+  const std::string rest = line.substr(std::min(equals + 1, line.size()));
+  const std::string value(Trimmed(rest.substr(0, std::min(rest.find(" #"), rest.find('\r')))));
+  const Setting* setting = FindSetting(name);
+  if (setting == nullptr || value.empty() || value.find_first_of("\"'[") != std::string::npos) {
+    return std::string(description);
+  }
+  const std::string wanted = WantedForm(*setting);
+  return name + wanted + (wanted.ends_with("quotes") ? ": " + name + " = \"" + value + "\"" : "");
+}
+
 // The value of a key as the text that the command line would have given.
 std::string TextOf(const toml::node& node, const Setting& setting, const std::string& where) {
   const bool is_number = std::holds_alternative<Setting::Number>(setting.member);
@@ -123,14 +153,12 @@ std::string TextOf(const toml::node& node, const Setting& setting, const std::st
     if (const auto number = node.value_exact<std::int64_t>()) return std::to_string(*number);
     const auto word = node.value_exact<std::string>();
     if (word == "off" && std::get<Setting::Number>(setting.member).may_be_off) return *word;
-    throw UsageError(where + " must be a whole number");
-  }
-  if (is_flag) {
+  } else if (is_flag) {
     if (const auto flag = node.value_exact<bool>()) return *flag ? "true" : "false";
-    throw UsageError(where + " must be true or false");
+  } else if (auto text = node.value_exact<std::string>()) {
+    return *text;
   }
-  if (auto text = node.value_exact<std::string>()) return *text;
-  throw UsageError(where + " must be a text in quotes");
+  throw UsageError(where + WantedForm(setting));
 }
 
 }  // namespace
@@ -197,14 +225,13 @@ void ReadFile(const std::filesystem::path& file, Configuration& configuration) {
   } catch (const toml::parse_error& error) {
     const auto line = error.source().begin.line;
     throw UsageError("configuration file " + file.string() + (line > 0 ? ", line " + std::to_string(line) : "") + ": " +
-                     std::string(error.description()));
+                     WhatIsAmiss(file, line, error.description()));
   }
   for (const auto& [key, node] : table) {
     const std::string where = "configuration file " + file.string() + ", line " +
                               std::to_string(node.source().begin.line) + ": " + std::string(key.str());
-    const auto setting = std::find_if(kSettings.begin(), kSettings.end(),
-                                      [&name = key](const Setting& known) { return name.str() == known.name; });
-    if (setting == kSettings.end()) throw UsageError(where + " is no key; \"surva serve --help\" lists them");
+    const Setting* setting = FindSetting(key.str());
+    if (setting == nullptr) throw UsageError(where + " is no key; \"surva serve --help\" lists them");
     if (const toml::array* list = node.as_array();
         list != nullptr && std::holds_alternative<std::vector<std::string> Configuration::*>(setting->member)) {
       for (const toml::node& item : *list) Apply(*setting, TextOf(item, *setting, where), where, configuration);

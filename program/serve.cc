@@ -135,6 +135,9 @@ std::size_t WriterCount(std::size_t workers, data::Dialect dialect) {
 }
 
 std::unique_ptr<host::StaticSite> OpenSite(const Configuration& configuration) try {
+  if (!configuration.site.empty() && !std::filesystem::is_directory(configuration.site)) {
+    throw UsageError("there is no directory \"" + configuration.site + "\"; name a copy of the directory site/");
+  }
   return configuration.site.empty() ? std::make_unique<host::StaticSite>()
                                     : std::make_unique<host::StaticSite>(configuration.site);
 } catch (const std::exception& failure) {

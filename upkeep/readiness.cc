@@ -23,12 +23,17 @@ using std::chrono::steady_clock;
 
 constexpr std::string_view kSqlite = "sqlite:";
 
+// What an engine had to say, in one line. libpq's advice behind a tab ("Is the server running ...?") is left out: ours
+// stands before it.
 std::string OneLine(std::string text) {
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
   std::erase(text, '\r');
-  for (std::size_t at = 0; (at = text.find("  ", at)) != std::string::npos;) text.erase(at, 1);
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  for (std::size_t tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t')) {
+    const std::size_t end = text.find('?', tab);
+    text.replace(tab, end == std::string::npos ? 1 : end + 1 - tab, end == std::string::npos ? " " : ";");
+    if (tab > 0 && text[tab - 1] == ' ') text.erase(tab - 1, 1);
+  }
+  while (text.ends_with(' ') || text.ends_with(';')) text.pop_back();
   return text;
 }
 
@@ -157,7 +162,9 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
       if (answer == PQPING_OK && !IsFull(detail)) {
         throw Refusal("PostgreSQL refuses: " + std::string(Remedy(detail)) + " (" + detail + ")");
       }
-      if (answer == PQPING_NO_ATTEMPT) throw Refusal("the address in --dsn cannot be used (" + detail + ")");
+      const bool is_no_option = detail.find("for connection option") != std::string::npos;
+      if (answer == PQPING_NO_ATTEMPT || is_no_option)
+        throw Refusal("the address in --dsn cannot be used (" + detail + ")");
       if (steady_clock::now() + kPause > deadline) {
         throw Away("PostgreSQL does not answer; start it, or see host and port in --dsn (" + detail + ")");
       }
