@@ -29,6 +29,8 @@ wire::HttpResponse ShowFillPage(Context& context) {
   page.Write({"<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>surva</title>\n"
               "<link rel=\"stylesheet\" href=\"css/fill.css\">\n"
+              "<link rel=\"stylesheet\" href=\"css/layout.css\" media=\"print\">\n"
+              "<link rel=\"stylesheet\" href=\"css/framed.css\" media=\"print\">\n"
               "<script type=\"module\" src=\"Java/fill/main.js\"></script>\n</head>\n"
               "<body data-pin=\"",
               pin, "\" data-version=\"", version,

@@ -151,6 +151,24 @@ test("a draft outlives a reload and a lost visit, and is forgotten when the form
     assert.deepEqual(complaints, []);
 });
 
+test("on paper the whole form stands, with what was answered", async () => {
+    const { page, held } = await visit(`/fill?version=${site.version("Open day")}`);
+    await page.getByRole("button", { name: "Fill in the surva" }).click();
+    await group(held, "Welcome").getByLabel("4").check();
+    await held.getByRole("combobox", { name: /You visit us as/ }).selectOption("Manager");
+    await held.getByRole("textbox", { name: /What did you miss/ }).fill("line\n".repeat(30));
+    await page.emulateMedia({ media: "print" });
+    await page.evaluate(() => dispatchEvent(new Event("beforeprint")));
+    const paper = page.locator("#paper");
+    assert.equal(await paper.locator("td[bgcolor='#EAEAEA']").count(), await held.locator("td[bgcolor='#EAEAEA']").count());
+    assert.equal(await paper.getByLabel("4").first().isChecked(), true);
+    assert.equal(await paper.locator("select").evaluate((list) => list.selectedOptions[0].text), "Manager");
+    assert.ok((await paper.locator(".written").boundingBox()).height > 500);
+    assert.equal(await page.locator("#surva").isVisible(), false);
+    await page.evaluate(() => dispatchEvent(new Event("afterprint")));
+    assert.equal(await paper.count(), 0);
+});
+
 test("a server that goes away loses nothing, and a shared computer keeps nothing", async () => {
     const [student] = site.waiting("Short workshop", 1);
     const { page, held } = await visit("/fill");

@@ -73,18 +73,6 @@ function follow(main, frame) {
     fit();
 }
 
-// Some browsers print a text box as it stands on the screen.
-function growOnPaper(page) {
-    addEventListener("beforeprint", () => {
-        for (const box of page.querySelectorAll("textarea"))
-            box.style.minHeight = `${box.scrollHeight + 4}px`;
-    });
-    addEventListener("afterprint", () => {
-        for (const box of page.querySelectorAll("textarea"))
-            box.style.minHeight = "";
-    });
-}
-
 export function dress(page, frame) {
     const kind = kindOf(page);
     document.body.dataset.page = kind;
@@ -95,5 +83,4 @@ export function dress(page, frame) {
     page.body.classList.add("framed", kind);
     turnLinks(page);
     follow(gather(page, kind), frame);
-    growOnPaper(page);
 }

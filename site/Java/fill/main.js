@@ -5,6 +5,7 @@ import { element } from "../shared/dom.js";
 import { describe, isOpen, questions } from "../shared/form.js";
 import * as draft from "./draft.js";
 import { dress, kindOf } from "./framed.js";
+import { printWhole } from "./paper.js";
 import { showOpen, showStep } from "./way.js";
 
 const frame = document.getElementById("surva");
@@ -236,6 +237,7 @@ if (window.top !== window) {
     window.top.location.replace(location.href);
 } else {
     draft.offerSharing();
+    printWhole(frame);
     if (entry.pin || entry.version)
         offerStart();
     else
