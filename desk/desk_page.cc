@@ -30,8 +30,8 @@ void WriteHead(Markup& page, std::string_view title) {
 
 // Entries of one group stand together in the table of addresses.
 void WriteMenu(Markup& page, const Context& context) {
-  page.Write({"<a class=\"skip\" href=\"#content\">To the content</a>\n<header class=\"bar\">\n"
-              "<nav aria-label=\"Staff pages\">\n"});
+  page.Write({"<a class=\"skip\" href=\"#content\">To the content</a>\n<header>\n"
+              "<nav class=\"toolbar\" aria-label=\"Staff pages\">\n<div class=\"groups\">\n"});
   std::string_view group;
   for (const PageLink& link : context.pages) {
     if (link.group != group) {
@@ -45,7 +45,9 @@ void WriteMenu(Markup& page, const Context& context) {
     page.Write({">", link.caption, "</a></li>\n"});
   }
   if (!group.empty()) page.Write({"</ul></div>\n"});
-  page.Write({"</nav>\n</header>\n"});
+  page.Write({"<div class=\"group\"><span>Public</span><ul>\n<li><a href=\"/fill\">Public page</a></li>\n</ul></div>\n"
+              "<div class=\"group\"><span>Help</span><ul>\n<li><a target=\"help\" href=\"/admin/help.asp?topic=",
+              Url(context.http.path), "\">Help</a></li>\n</ul></div>\n</div>\n</nav>\n</header>\n"});
 }
 
 void WriteContent(Markup& page, std::string_view title, const Markup& content) {

@@ -25,6 +25,7 @@ std::string WithoutBlanks(std::string_view text) {
 wire::HttpResponse ShowFillPage(Context& context) {
   const std::string pin = WithoutBlanks(context.request("PIN"));
   const std::string version(context.request("version"));
+  const bool web_site = !context.owner.official.empty();
   Markup page;
   page.Write({"<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>surva</title>\n"
@@ -36,9 +37,10 @@ wire::HttpResponse ShowFillPage(Context& context) {
               pin, "\" data-version=\"", version,
               "\">\n"
               "<header>\n<a class=\"brand\" href=\"",
-              context.owner.official,
-              "/official\"><img src=\"images/train_cert.gif\" alt=\"surva\" width=\"468\" "
-              "height=\"60\"></a>\n<nav id=\"way\" aria-label=\"Your way\" hidden>\n<ol></ol>\n"
+              web_site ? context.owner.official + "/official" : context.owner.homepage,
+              "\"><img src=\"images/train_cert.gif\" alt=\"surva: ",
+              std::string_view(web_site ? "to our web site" : "to the first page"),
+              "\" width=\"468\" height=\"60\"></a>\n<nav id=\"way\" aria-label=\"Your way\" hidden>\n<ol></ol>\n"
               "<button type=\"button\" id=\"open\" hidden></button>\n</nav>\n</header>\n<main>\n"
               "<h1 class=\"unseen\">Fill in the surva</h1>\n<div id=\"told\" role=\"status\"></div>\n"
               "<section id=\"start\" class=\"card\">\n"});

@@ -3,6 +3,20 @@
 (function () {
     "use strict";
 
+    // On a narrow screen the bar folds behind a button, as on the older pages.
+    const groups = document.querySelector(".toolbar > .groups");
+    if (groups) {
+        const narrow = matchMedia("(max-width: 800px)");
+        const details = document.createElement("details");
+        const button = document.createElement("summary");
+        button.textContent = "Menu";
+        groups.replaceWith(details);
+        details.append(button, groups);
+        const fold = () => { details.open = !narrow.matches; };
+        narrow.addEventListener("change", fold);
+        fold();
+    }
+
     // A form that has been sent is not sent a second time while the first is under way.
     document.addEventListener("submit", function (event) {
         const form = event.target;
