@@ -21,11 +21,12 @@ wire::HttpResponse Answer(std::string content_type, std::string body) {
 }
 
 void WriteHead(Markup& page, std::string_view title) {
-  page.Write({"<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-              "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>",
-              title,
-              " - surva</title>\n<link rel=\"stylesheet\" href=\"/css/desk.css\">\n"
-              "<script src=\"/Java/Desk.js\" defer></script>\n</head>\n<body>\n"});
+  page.Write(
+      {"<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>",
+       title,
+       " - surva</title>\n<link rel=\"stylesheet\" href=\"/css/desk.css\">\n<link rel=\"stylesheet\" href=\"/css/bar.css\">\n"
+       "<script src=\"/Java/Desk.js\" defer></script>\n</head>\n<body>\n"});
 }
 
 // Entries of one group stand together in the table of addresses.

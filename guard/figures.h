@@ -20,8 +20,8 @@ enum class Rule : std::uint8_t {
   kPinWait,       // too many wrong PINs
   kPublicWrites,  // too much to store
 };
-constexpr std::array<std::string_view, 8> kRuleNames = {"sign-in",      "role",     "unguarded",    "foreign", "look-first",
-                                                        "sign-in-wait", "pin-wait", "public-writes"};
+constexpr std::array<std::string_view, 8> kRuleNames = {"sign-in",    "role",         "unguarded", "foreign",
+                                                        "look-first", "sign-in-wait", "pin-wait",  "public-writes"};
 
 struct Figures {
   using Count = std::atomic<std::uint64_t>;
