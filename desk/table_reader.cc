@@ -79,7 +79,17 @@ std::string Trimmed(std::string text) {
 
 class Reader {
  public:
-  Reader(std::string_view text, BroughtTable& table) : text_(text), separator_(SeparatorOf(text)), table_(table) {}
+  Reader(std::string_view text, BroughtTable& table) : text_(text), separator_(SeparatorOf(text)), table_(table) {
+    // So spreadsheets say what separates.
+    constexpr std::string_view kSays = "sep=";
+    const std::size_t end = kSays.size() + 1;
+    if (!text.starts_with(kSays) || text.size() <= end || (text[end] != '\r' && text[end] != '\n')) return;
+    separator_ = text[end - 1];
+    at_ = end;
+    Next('\r');
+    Next('\n');
+    ++number_;
+  }
 
   void Read() {
     while (at_ < text_.size() && table_.problem.empty()) ReadLine();
@@ -138,7 +148,7 @@ class Reader {
   }
 
   const std::string_view text_;
-  const char separator_;
+  char separator_;
   BroughtTable& table_;
   std::size_t at_ = 0;
   std::size_t number_ = 1;
