@@ -56,12 +56,16 @@ PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
         }
       },
       this);
-  // The system's own now() stands before the server's. What the address's options, the user or the database have set
-  // of limits stands.
+  // The system's own now() stands before the server's. What the address's options, the user, the database or the server
+  // have set stands.
   Run("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
       "set_config('DateStyle', 'ISO', false), set_config('standard_conforming_strings', 'on', false); "
-      "select set_config(name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '5s'), "
-      "('idle_in_transaction_session_timeout', '60s')) as wanted(name, value) where current_setting(name)='0'");
+      "select set_config(wanted.name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '5s'), "
+      "('idle_in_transaction_session_timeout', '60s'), "
+      // Pages' statements are the same again and again, and their values do not change how they are best carried out;
+      // planning anew takes longer than most of them. Nor may one page take all of the server's processors.
+      "('plan_cache_mode', 'force_generic_plan'), ('jit', 'off'), ('max_parallel_workers_per_gather', '0')) "
+      "as wanted(name, value) join pg_settings on pg_settings.name=wanted.name where source='default'");
   // A zone that the server does not know leaves it on its own.
   if (const std::string zone = TimeZoneName(); !zone.empty() && zone.find('\'') == std::string::npos) {
     TryRun("select set_config('TimeZone', '" + zone + "', false)");
