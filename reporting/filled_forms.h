@@ -45,7 +45,7 @@ struct FormKind {
   // events on; or from the persons on, where the filter names one or a company.
   data::Piece tables, tables_by_person;
   data::Piece joins;
-  data::Piece form_keys, marks_of_forms;  // what names a form, and the marks of the forms that are so named
+  data::Piece form_keys, marks_of_form;  // what names a form, and the marks of a form that is so named
   data::Piece distinct_columns, filled;   // what a form is counted by, and which rows are filled forms
   data::Piece from_date, to_date;
 };
