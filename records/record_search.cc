@@ -74,6 +74,7 @@ void Search::AppendRange(std::vector<Piece>& statement, const Condition& conditi
 
 void Search::ChoosePlan() {
   FindFew(kVeryFew);
+  few_are_very_few_ = few_ != nullptr;
   if (few_ == nullptr) FindFew(kFew);
   if (few_ != nullptr) walked_ = nullptr;
 }
@@ -90,6 +91,8 @@ void Search::FindFew(std::int64_t most) {
     Append(statement, {statement.empty() ? Piece("select ") : Piece(", "), "(select count(*) from (select ", key,
                        " from ", Name(record_.table), " where "});
     AppendRange(statement, condition);
+    // In the order of its index: an engine that guesses that many rows match would rather read the table for them.
+    if (!condition.most.empty()) Append(statement, {" order by ", condition.criterion->column});
     Append(statement, {" limit ", Number(most + 1), ") as Matching), (select count(*) from (select ", key, " from ",
                        Name(record_.table), " where ", condition.criterion->column, " is null limit ", Number(most + 1),
                        ") as Missing)"});
@@ -119,12 +122,15 @@ void Search::AppendCondition(std::vector<Piece>& statement, const Condition& con
   Append(statement, {"(", column, " like ", Pattern(condition.pattern), " or ", column, " is null)"});
 }
 
-// The keys of the few rows, which have the range or no value.
+// The keys of the few rows, which have the range or no value. How few they are an engine would not guess: far beyond
+// their number is a limit, so that none is missed that has come since they were counted.
 void Search::AppendFew(std::vector<Piece>& statement) const {
   const Piece select[] = {"select ", Name(record_.table.key()), " from ", Name(record_.table), " where "};
+  Append(statement, {"select * from ("});
   statement.insert(statement.end(), std::begin(select), std::end(select));
   AppendRange(statement, *few_);
-  Append(statement, {" union all "});
+  Append(statement,
+         {few_are_very_few_ ? Piece(" limit 100) as Ranged") : Piece(" limit 500) as Ranged"), " union all "});
   statement.insert(statement.end(), std::begin(select), std::end(select));
   Append(statement, {few_->criterion->column, " is null"});
 }
