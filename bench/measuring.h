@@ -70,6 +70,13 @@ inline int RegisterCollation(sqlite3* database) {
       nullptr);
 }
 
+// A table of a million rows takes longer to fill than a page's statement may.
+inline void LiftTimeLimit(data::Connection& db) {
+  if (db.dialect() == data::Dialect::kPostgres) {
+    db.Query({"select set_config('statement_timeout', '0', false) as Done"});
+  }
+}
+
 // PostgreSQL plans by what it has counted; a server in use counts by itself.
 inline void Analyze(data::Database& database) {
   if (database.dialect() != data::Dialect::kPostgres) return;

@@ -18,6 +18,7 @@
 #include "bench/measuring.h"
 #include "frame/data/assembly.h"
 #include "frame/data/forwarding_engine.h"
+#include "frame/data/tally.h"
 #include "reporting/browse.h"
 #include "reporting/stat.h"
 
@@ -34,6 +35,7 @@ void Fill(const std::string& dsn, std::int64_t marks) {
   data::Database database(dsn);
   database.BringUpToDate();
   data::Connection db(database);
+  bench::LiftTimeLimit(db);
   const std::int64_t events = marks / kQuestions / kParticipants;
   const auto number = [](std::int64_t value) { return std::to_string(value); };
   for (int i = 1; i <= 5; ++i) db.AddNew(kSurvaVersion).Set("SurvaName", Value("Surva " + number(i))).Update();
@@ -73,7 +75,7 @@ void Fill(const std::string& dsn, std::int64_t marks) {
         .Update();
   }
   db.Execute({"insert into Participant (ScheduleID, StudentID, PIN) with recursive n(i) as "
-              "(select 0 union all select i+1 from n where i+1<",
+              "(select cast(0 as bigint) union all select i+1 from n where i+1<",
               Number(events * kParticipants), ") select 1+i/10, 1+(i*7)%", Number(events * 2), ", '' from n"});
   db.Execute({"insert into Mark (StudentID, ScheduleID, QuestionID, FieldValueID, TextAnswer) select "
               "Participant.StudentID, Participant.ScheduleID, QuestionID, "
@@ -111,6 +113,7 @@ void MeasureBareLoop(const char* name, const std::string& path, double seconds, 
   sqlite3* database = nullptr;
   Check(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr));
   Check(bench::RegisterCollation(database));
+  Check(data::AddTally(database));
   std::vector<sqlite3_stmt*> statements(texts.size());
   for (std::size_t i = 0; i < texts.size(); ++i) {
     Check(sqlite3_prepare_v2(database, texts[i].c_str(), -1, &statements[i], nullptr));

@@ -61,22 +61,23 @@ void Fill(const std::string& dsn, std::int64_t students) {
   data::Database database(dsn);
   database.BringUpToDate();
   data::Connection db(database);
+  bench::LiftTimeLimit(db);
   AddSame(db);
   const std::int64_t companies = students / 20;
   const std::int64_t events = students / 10;
   const std::int64_t trainers = students / 1000 + 1;
   db.Execute(
       {"insert into Company (CompanyName, City, Street, PostCode) with recursive n(i) as "
-       "(select 1 union all select i+1 from n where i<",
+       "(select cast(1 as bigint) union all select i+1 from n where i<",
        Number(companies),
        ") select case i % 2 when 0 then 'Firm ' else 'Works ' end || (i * 7919 % 100003), 'City ' || (i % 500), 'Street ' || i, '0' || (i % 99) from n"});
   db.Execute({"insert into Trainer (LastName, FirstName, Phone) with recursive n(i) as "
-              "(select 1 union all select i+1 from n where i<",
+              "(select cast(1 as bigint) union all select i+1 from n where i<",
               Number(trainers),
               ") select case i % 2 when 0 then 'First ' else 'Zero ' end || i, 'First', '5' || i from n"});
   db.Execute(
       {"insert into Student (CompanyID, FirstName, LastName, City, Description) with recursive n(i) as "
-       "(select 1 union all select i+1 from n where i<",
+       "(select cast(1 as bigint) union all select i+1 from n where i<",
        Number(students), ") select ", Number(kSame + 1), " + i % ", Number(companies),
        ", 'First ' || (i % 997), case i % 2 when 0 then 'Last ' else 'Zast ' end || (i * 7919 % 1000003), 'City ' || (i % 500), "
        "'Some words about this student that a member of staff has written down.' from n"});
@@ -95,7 +96,7 @@ void Fill(const std::string& dsn, std::int64_t students) {
         .Update();
   }
   db.Execute({"insert into Participant (ScheduleID, StudentID, PIN) with recursive n(i) as "
-              "(select 1 union all select i+1 from n where i<",
+              "(select cast(1 as bigint) union all select i+1 from n where i<",
               Number(students), ") select ", Number(kSame + 1), " + i % ", Number(events), ", ", Number(kSame),
               " + i, '2' || i from n"});
   db.Commit();
