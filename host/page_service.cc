@@ -26,9 +26,11 @@ namespace surva::host {
 namespace {
 
 constexpr std::string_view kCookie = "surva_visit";
-// Tries of PINs, when too many are wrong.
-constexpr std::chrono::milliseconds kPace{200};
-constexpr std::chrono::milliseconds kLongestDelay{20'000};
+
+// The prefix keeps out what a neighbour host has set for this one.
+std::string VisitCookie(const wire::HttpRequest& request) {
+  return std::string(request.https ? "__Host-" : "").append(kCookie);
+}
 
 // An address as it stands, but for what a header must not hold.
 std::string LocationOf(std::string_view url) {
@@ -146,7 +148,7 @@ void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
     }
     auto order = std::make_shared<Order>(Order{std::move(request), std::move(respond), route});
     if (route->make != nullptr) {
-      order->session_key = SessionKey(guard::CookieOf(order->request.Header("Cookie"), kCookie));
+      order->session_key = SessionKey(guard::CookieOf(order->request.Header("Cookie"), VisitCookie(order->request)));
     }
     return Enqueue(order);
   }
@@ -208,7 +210,7 @@ void PageService::Serve(const std::shared_ptr<Order>& order) {
       order->turn.reset();
       order->wants_pace = false;
       order->paced = true;
-      return delays_.Add(kPace, kLongestDelay, [this, order] { Enqueue(order); });
+      return delays_.Add(options_.pin_pace, options_.longest_pin_wait, [this, order] { Enqueue(order); });
     }
     if (connection.HasWritten()) {
       // The worker is free for the next request while the disk is being waited for.
@@ -389,7 +391,7 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
   std::string policy = response.redirect() ? std::string() : PagePolicy(http, order.route->path, request, response);
   wire::HttpResponse answer = AnswerOf(response, std::move(policy));
   if (!visit.new_token().empty()) {
-    answer.headers.emplace_back("Set-Cookie", std::string(kCookie) + "=" + visit.new_token() +
+    answer.headers.emplace_back("Set-Cookie", VisitCookie(http) + "=" + visit.new_token() +
                                                   "; Path=/; HttpOnly; SameSite=Lax" + (http.https ? "; Secure" : ""));
   }
   return answer;

@@ -32,6 +32,9 @@ class PageService final : public wire::Site {
     desk::Settings desk = {};
     guard::Gate::Options gate = {};
     int free_wrong_pins = 10;  // of one network; 0 slows nobody down
+    // Between tries of PINs, when too many are wrong; and how long one waits at most.
+    std::chrono::milliseconds pin_pace{200};
+    std::chrono::milliseconds longest_pin_wait{20'000};
     guard::WriteBudget::Rule public_writes = {};
     int history_days = 90;
     std::chrono::nanoseconds slow{0};  // what takes longer is told in the log; 0: nothing is

@@ -127,8 +127,8 @@ std::size_t WorkerCount(const Configuration& configuration) {
   return std::clamp<std::size_t>(2 * std::size_t{std::thread::hardware_concurrency()}, 4, 16);
 }
 
-// Most of a writer's time is spent waiting: on PostgreSQL for each other's rows and for the server's disk, where the more
-// wait together, the more share a flush; on SQLite for the one writer's turn.
+// Most of a writer's time is spent waiting: on PostgreSQL for each other's rows and for the server's disk, where the
+// more wait together, the more share a flush; on SQLite for the one writer's turn.
 std::size_t WriterCount(std::size_t workers, data::Dialect dialect) {
   constexpr std::size_t kMost = 24;
   return dialect == data::Dialect::kSqlite ? 2 * workers : std::max(workers, std::min(4 * workers, kMost));

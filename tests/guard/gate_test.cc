@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <ctime>
 #include <latch>
 #include <thread>
 
@@ -104,6 +105,12 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
   EXPECT_EQ(admit(signed_in, 12 * 3600 - 1), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 12 * 3600), Refusal::kSignIn) << "twelve hours";
 
+  // A new sign-in takes the place of the session before it.
+  const wire::HttpRequest before = Request(Cookie(SignIn(gate, "paul", kPassword).cookies.front()));
+  EXPECT_EQ(admit(before, 0), Refusal::kNone);
+  EXPECT_TRUE(SignIn(gate, "paul", kPassword, kNow, before).person);
+  EXPECT_EQ(admit(before, 0), Refusal::kSignIn);
+
   // Whatever changes the account ends its sessions, on this gate and on another node's.
   Gate other;
   const auto ends = [&](auto work) {
@@ -138,6 +145,21 @@ TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
     ++tried;
   }
   EXPECT_LE(tried, 80) << "guesses in an hour";
+}
+
+TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {
+  Accounts accounts(*connection_);
+  accounts.Add("Anna", Role::kOwner, kPassword);
+  const auto processor_time = [&](std::string_view name) {
+    timespec begin{};
+    timespec end{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &begin);
+    EXPECT_FALSE(accounts.Verify(name, "wrong password"));
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
+    return static_cast<double>(end.tv_sec - begin.tv_sec) + static_cast<double>(end.tv_nsec - begin.tv_nsec) / 1e9;
+  };
+  processor_time("anna");  // the first one takes more
+  EXPECT_GT(processor_time("nobody"), processor_time("anna") / 4);
 }
 
 TEST_P(GateTest, RefusesAccountsThatGuardNothing) {

@@ -34,7 +34,7 @@ struct Answer {
   bool Says(std::string_view line) const { return head.find("\r\n" + std::string(line) + "\r\n") != std::string::npos; }
 };
 
-// One connection. Reads wait for two seconds at most.
+// One connection. Reads wait for ten seconds at most.
 class Client {
  public:
   explicit Client(unsigned short port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
@@ -124,7 +124,7 @@ class Client {
   }
   bool Receive() {
     pollfd ready{socket_, POLLIN, 0};
-    if (::poll(&ready, 1, 2000) <= 0) return false;
+    if (::poll(&ready, 1, 10'000) <= 0) return false;
     char bytes[65536];
     const ssize_t count = ::recv(socket_, bytes, sizeof(bytes), 0);
     ended_ = count <= 0;
