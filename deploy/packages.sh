@@ -13,6 +13,7 @@ packages_for() {
     fuzz)  echo clang-14 libclang-rt-14-dev ;;
     attack) echo sqlmap wapiti slowhttptest nginx-light curl python3 postgresql-15 postgresql-client-15 ;;
     package) echo dpkg-dev file ;;
+    container) echo dpkg-dev mmdebstrap debian-archive-keyring jq ;;
     bare)  echo debootstrap debian-archive-keyring gpgv systemd-container ;;
     bench) echo nginx-light curl sqlite3 ;;
   esac
