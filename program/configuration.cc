@@ -10,6 +10,8 @@
 #include "desk/outbox.h"
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
+#include "wire/host_names.h"
+#include "wire/proxy.h"
 
 namespace surva::program {
 
@@ -110,6 +112,17 @@ void SetText(std::string& member, const std::string& text, const std::string& wh
   member = text;
 }
 
+// Of a list: an address that may be trusted, or a name.
+void CheckItem(std::vector<std::string> Configuration::*member, const std::string& text, const std::string& where) try {
+  if (member == &C::trusted_proxies) {
+    wire::TrustedProxies({text});
+  } else {
+    wire::HostNames({text}, false);
+  }
+} catch (const std::exception& failure) {
+  throw UsageError(where + ": " + failure.what());
+}
+
 std::string Joined(std::span<const std::string_view> words) {
   std::string text;
   for (const std::string_view word : words) text.append(text.empty() ? "" : ", ").append(word);
@@ -185,6 +198,7 @@ void Apply(const Setting& setting, const std::string& text, const std::string& w
                         [&](std::string Owner::*member) { SetText(configuration.owner.*member, text, where); },
                         [&](bool Configuration::*member) { configuration.*member = text == "true"; },
                         [&](std::vector<std::string> Configuration::*member) {
+                          CheckItem(member, text, where);
                           SetText((configuration.*member).emplace_back(), text, where);
                         },
                         [&](const Setting::Number& number) {
@@ -241,7 +255,7 @@ void ReadFile(const std::filesystem::path& file, Configuration& configuration) {
   }
 }
 
-ListenAddress ReadListenAddress(const std::string& listen) {
+ListenAddress ReadListenAddress(const std::string& listen, const char* setting) {
   const std::size_t colon = listen.rfind(':');
   std::string host = listen.substr(0, colon);
   const std::string port = colon == std::string::npos ? "" : listen.substr(colon + 1);
@@ -251,7 +265,8 @@ ListenAddress ReadListenAddress(const std::string& listen) {
   if (bracketed) host = host.substr(1, host.size() - 2);
   if (host.empty() || error != std::errc() || stop != port.data() + port.size() || number > 65535 ||
       bracketed != (host.find(':') != std::string::npos)) {
-    throw UsageError("listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not \"" + listen + "\"");
+    throw UsageError(std::string(setting) + " must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not \"" + listen +
+                     "\"");
   }
   return {host, port};
 }
@@ -277,7 +292,7 @@ bool IsLoopback(const std::string& host) {
 
 void CheckForServing(const Configuration& configuration) {
   ReadListenAddress(configuration.listen);
-  if (!configuration.metrics_listen.empty()) ReadListenAddress(configuration.metrics_listen);
+  if (!configuration.metrics_listen.empty()) ReadListenAddress(configuration.metrics_listen, "metrics-listen");
   if (configuration.max_body_kib * 4 > configuration.max_in_flight_mib * 1024) {
     throw UsageError("max-in-flight-mib must have room for four bodies of max-body-kib");
   }
@@ -288,12 +303,18 @@ void CheckForServing(const Configuration& configuration) {
   if (!mail.empty() && !mail.starts_with("smtp://") && !mail.starts_with("smtps://")) {
     throw UsageError("mail-server must begin with smtp:// or smtps://");
   }
+  if (mail.ends_with("//") || mail.find(' ') != std::string::npos) {
+    throw UsageError("mail-server must name a host, such as smtp://mail.example:587");
+  }
   if (!mail.empty() && !desk::IsMailAddress(desk::SenderAddress(configuration.mail_sender))) {
     throw UsageError("mail-server needs mail-sender, the address that mails come from");
   }
   if (const std::string& address = configuration.public_address;
       !address.empty() && !address.starts_with("http://") && !address.starts_with("https://")) {
     throw UsageError("public-address must begin with http:// or https://");
+  }
+  if (configuration.public_address.find_first_of(" ?#\"<>") != std::string::npos) {
+    throw UsageError("public-address must be an address without blanks, such as https://surva.example");
   }
 }
 

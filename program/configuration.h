@@ -109,7 +109,7 @@ struct ListenAddress {
   std::string port;
 };
 bool IsLoopback(const std::string& host);
-ListenAddress ReadListenAddress(const std::string& listen);
+ListenAddress ReadListenAddress(const std::string& listen, const char* setting = "listen");
 
 // The address for a browser, without a slash behind it, with the port in place of a listener's 0.
 std::string SiteAddress(const Configuration& configuration, unsigned short port);

@@ -303,9 +303,10 @@ int Metrics::Serve(const std::string& address, data::Database& database, const h
   parts_->exposer->RegisterCollectable(parts_->registry);
   parts_->exposer->RegisterCollectable(parts_->asked);
   return parts_->exposer->GetListeningPorts().front();
-} catch (const std::exception& failure) {
-  throw std::runtime_error("metrics cannot be given out on " + address + " (" + failure.what() +
-                           "); see metrics-listen");
+} catch (const std::exception&) {
+  throw std::runtime_error("nothing can listen on " + address +
+                           ": it is in use, or no address of this machine; see "
+                           "metrics-listen");
 }
 
 void Metrics::Close() {

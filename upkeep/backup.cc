@@ -46,11 +46,22 @@ Handle Open(const fs::path& path, int flags) {
   return handle;
 }
 
+fs::path FolderOf(const fs::path& file) {
+  return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
 // A file that is being made, beside the one that it is to become; gone again unless it is kept.
 class Draft {
  public:
   explicit Draft(fs::path path) : path_(std::move(path)) {
     const int file = ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (file < 0 && errno == EEXIST) {
+      throw Refusal(Quoted(path_) + " stands already: another backup is being made, or was cut off; then remove it");
+    }
+    std::error_code error;
+    if (file < 0 && !fs::is_directory(FolderOf(path_), error)) {
+      throw Refusal("there is no folder " + Quoted(FolderOf(path_)) + "; make it");
+    }
     if (file < 0) Fail(path_);
     ::close(file);
   }
@@ -85,10 +96,6 @@ class Draft {
   fs::path path_;
 };
 
-fs::path FolderOf(const fs::path& file) {
-  return file.has_parent_path() ? file.parent_path() : fs::path(".");
-}
-
 fs::path Beside(const fs::path& file, const std::string& ending) {
   return file.string() + ending;
 }
@@ -119,6 +126,7 @@ void RequireWhole(const Draft& draft) {
 }  // namespace
 
 void Backup(data::Database& database, const fs::path& file) try {
+  if (file.empty()) throw Refusal("name a file for the backup");
   if (fs::exists(file)) throw Refusal(Quoted(file) + " stands already; give another name");
   Draft draft(Beside(file, ".part"));
   if (database.dialect() == data::Dialect::kSqlite) {
@@ -192,6 +200,8 @@ fs::path Restore(const fs::path& file, const std::string& dsn) try {
   if (!fs::is_regular_file(file)) throw Refusal(Quoted(file) + " is no file that could be restored");
   const bool to_file = dsn.starts_with(kSqlite);
   const fs::path path = to_file ? fs::path(dsn.substr(kSqlite.size())) : fs::temp_directory_path() / "surva-restore";
+  std::error_code error;
+  if (to_file && fs::equivalent(file, path, error)) throw Refusal(Quoted(file) + " is the database itself");
   Draft draft(Beside(path, ".part" + std::to_string(::getpid())));
   CopyFile(file, draft.path());
   {

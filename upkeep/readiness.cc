@@ -144,7 +144,7 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
   const bool is_postgres = dsn.starts_with("postgres");
   if (is_postgres && dsn.find("//") != std::string::npos && !IsReadable(dsn)) {
     throw Refusal("the address in --dsn cannot be read; in user, password and database name write @ as %40, "
-                  "/ as %2F, : as %3A, ? as %3F, % as %25");
+                  "/ as %2F, : as %3A, ? as %3F, % as %25; behind ? stand libpq's own words alone");
   }
   if (!is_postgres && files == Files::kStanding && !fs::exists(dsn.substr(std::min(kSqlite.size(), dsn.size())))) {
     throw Refusal("there is no file \"" + dsn.substr(std::min(kSqlite.size(), dsn.size())) + "\"; see --dsn");

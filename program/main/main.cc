@@ -66,8 +66,8 @@ int main(int argc, char** argv) {
   } catch (const upkeep::Away& away) {
     return Refuse(away.what(), kUnavailable);
   } catch (const Fault& fault) {
-    return Refuse("the database cannot be opened; see that --dsn names one that may be written (" +
-                  (fault.detail().empty() ? fault.description() : fault.detail()) + ")");
+    return Refuse("the database failed: " + (fault.detail().empty() ? fault.description() : fault.detail()) +
+                  "; see --dsn, and the disk that it is on");
   } catch (const std::exception& failure) {
     return Refuse(failure.what());
   }

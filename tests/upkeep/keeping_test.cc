@@ -122,7 +122,7 @@ TEST_P(Keeping, ABackupIsOfOneMomentWhileOthersWrite) {
     EXPECT_EQ(Read(backup, {"select count(*) from VisitorSession"}), "0");
   }
   EXPECT_NE(Refused([&] { Backup(*database_, file_); }).find("stands already"), std::string::npos);
-  EXPECT_NE(Refused([&] { Backup(*database_, folder_ / "none/b.db"); }).find("No such file"), std::string::npos);
+  EXPECT_NE(Refused([&] { Backup(*database_, folder_ / "none/b.db"); }).find("there is no folder"), std::string::npos);
 }
 
 TEST_P(Keeping, ARestoredBackupIsWhatItWas) {
@@ -142,6 +142,9 @@ TEST_P(Keeping, ARestoredBackupIsWhatItWas) {
   const fs::path live = folder_ / "live.db";
   const std::string dsn = "sqlite:" + live.string();
   EXPECT_EQ(Restore(file_, dsn), "") << "where none was";
+  EXPECT_NE(Refused([&] { Restore(live, dsn); }).find("is the database itself"), std::string::npos);
+  std::ofstream(folder_ / "other.db.part") << "half";
+  EXPECT_NE(Refused([&] { Backup(*database_, folder_ / "other.db"); }).find("another backup"), std::string::npos);
   ASSERT_EQ(chmod(live.c_str(), 0640), 0);
   const bool root = geteuid() == 0;
   ASSERT_EQ(chown(live.c_str(), root ? 65534 : geteuid(), root ? 65534 : getegid()), 0);
