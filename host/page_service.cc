@@ -189,7 +189,11 @@ data::Author PageService::AuthorOf(const Order& order) {
   const std::string& id = order.request.request_id;
   std::string person = order.person.name;
   if (person.empty()) person = order.route->roles.empty() ? "visitor" : "staff";
-  return {std::move(person), id.empty() ? guard::NewToken().substr(0, 16) : id.substr(0, 64)};
+  if (id.empty()) return {std::move(person), guard::NewToken().substr(0, 16)};
+  std::string name = id.substr(0, 50);
+  // One that came along may have come before, and what is put back together must be of one request.
+  if (id == order.request.Header("X-Request-ID")) name.append(".").append(guard::NewToken().substr(0, 8));
+  return {std::move(person), std::move(name)};
 }
 
 void PageService::Serve(const std::shared_ptr<Order>& order) {

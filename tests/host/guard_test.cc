@@ -326,6 +326,21 @@ TEST_P(GuardedSite, RemembersNoMoreThanItMay) {
   EXPECT_EQ(Ask(node_, Post("/admin/createform.asp", question + std::string(70'000, 'x'))).status, 413U);
 }
 
+TEST_P(GuardedSite, HistoryKeepsRequestsOfOneNameApart) {
+  data::Connection setup(*database_);
+  for (int i = 0; i < 2; ++i)
+    setup.AddNew(data::tables::kSurvaVersion).Set("SurvaName", std::string_view("a")).Update();
+  setup.Commit();
+  for (const char* version : {"1", "2"}) {
+    HttpRequest request =
+        With(Get("/admin/createform.asp", std::string("DeleteSurva=") + version), {{"X-Request-ID", "same"}});
+    request.request_id = "same";
+    Ask(node_, request);
+  }
+  EXPECT_EQ(Count({"select count(*) from SurvaVersion"}), 0);
+  EXPECT_EQ(Count({"select count(distinct RequestID) from History where Act='delete'"}), 2);
+}
+
 TEST_P(GuardedSite, HistoryTellsWhoItWas) {
   AddStaff();
   data::Connection setup(*database_);
