@@ -9,6 +9,8 @@ import { createInterface } from "node:readline";
 import { setTimeout as sleep } from "node:timers/promises";
 import { promisify } from "node:util";
 
+const kAllRows = 1 << 28;  // bytes of the longest answer to a query
+
 const surva = process.env.SURVA_BINARY;
 if (!surva || !existsSync(surva)) throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
 
@@ -105,7 +107,7 @@ export class Postgres extends Process {
 
     query(sql, database = "postgres") {
         return execFileSync("psql", ["-h", this.folder, "-U", "postgres", "-d", database, "-AtXq", "-F", "\t", "-v", "ON_ERROR_STOP=1", "-c", sql],
-            { encoding: "utf8", stdio: ["ignore", "pipe", "pipe"] }).trimEnd();
+            { encoding: "utf8", maxBuffer: kAllRows, stdio: ["ignore", "pipe", "pipe"] }).trimEnd();
     }
 
     promote() {
@@ -181,5 +183,5 @@ export function scratch() {
 }
 
 export function sqliteQuery(file, sql) {
-    return execFileSync("sqlite3", ["-separator", "\t", "-cmd", ".timeout 5000", file, sql], { encoding: "utf8" }).trimEnd();
+    return execFileSync("sqlite3", ["-separator", "\t", "-cmd", ".timeout 5000", file, sql], { encoding: "utf8", maxBuffer: kAllRows }).trimEnd();
 }
