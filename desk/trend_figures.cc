@@ -55,26 +55,31 @@ using Counts = std::map<int, std::map<std::int64_t, std::int64_t>>;
 Counts Count(data::Connection& connection, const TrendRequest& asked, bool house) {
   const DateTime end =
       asked.to.month == 12 ? DateTime{asked.to.year + 1, 1, 1} : DateTime{asked.to.year, asked.to.month + 1, 1};
-  // The marks are counted event by event first: dates are taken apart once for each event, not for each mark.
+  // Dates are taken apart once for each event, not for each mark.
   std::vector<data::Piece> statement = {
-      "select year(BeginDate) as EventYear, month(BeginDate) as EventMonth, FieldValueID, cast(sum(Marks) as bigint) as "
-      "Answers from (select Mark.ScheduleID as EventK, FieldValueID, count(*) as Marks from Schedule inner join Mark on "
-      "Mark.ScheduleID=Schedule.ScheduleID where BeginDate>=",
+      "with Events as materialized (select ScheduleID as EventK, 12*year(BeginDate)+month(BeginDate)-1 as EventMonth "
+      "from Schedule where BeginDate>=",
       Bound(Field(asked.from)), " and BeginDate<", Bound(Field(end))};
-  if (!house && asked.trainer) statement.insert(statement.end(), {" and TrainerID=", Number(*asked.trainer)});
-  if (!house && asked.training) statement.insert(statement.end(), {" and TrainingID=", Number(*asked.training)});
+  const auto add = [&statement](std::initializer_list<data::Piece> pieces) {
+    statement.insert(statement.end(), pieces);
+  };
+  if (!house && asked.trainer) add({" and TrainerID=", Number(*asked.trainer)});
+  if (!house && asked.training) add({" and TrainingID=", Number(*asked.training)});
+  // As the answer statistics count.
+  const bool tallied = connection.dialect() == data::Dialect::kSqlite;
+  add({tallied ? data::Piece(") select value->>0 as EventMonth, value->>2 as FieldValueID, value->>3 as Answers from "
+                             "json_each((select tally(EventMonth, 0, FieldValueID) from Events cross join Mark")
+               : data::Piece(") select EventMonth, FieldValueID, count(*) as Answers from Events cross join lateral "
+                             "(select FieldValueID from Mark"),
+       " where Mark.ScheduleID=EventK"});
   if (!house && asked.company) {
-    statement.insert(
-        statement.end(),
-        {" and Mark.StudentID in (select StudentID from Student where CompanyID=", Number(*asked.company), ")"});
+    add({" and Mark.StudentID in (select StudentID from Student where CompanyID=", Number(*asked.company), ")"});
   }
-  statement.push_back(" group by Mark.ScheduleID, FieldValueID) as Counted inner join Schedule on ScheduleID=EventK "
-                      "group by year(BeginDate), month(BeginDate), FieldValueID");
+  add({tallied ? data::Piece("))") : data::Piece(" offset 0) as OfEvent group by EventMonth, FieldValueID")});
   Counts counts;
   for (const Row& row : connection.Query(statement)) {
-    const int bucket =
-        asked.Bucket(static_cast<int>(row["EventYear"].Integer()), static_cast<int>(row["EventMonth"].Integer()));
-    counts[bucket][row["FieldValueID"].Integer()] += row["Answers"].Integer();
+    const auto month = static_cast<int>(row["EventMonth"].Integer());
+    counts[asked.Bucket(month / 12, month % 12 + 1)][row["FieldValueID"].Integer()] += row["Answers"].Integer();
   }
   return counts;
 }
