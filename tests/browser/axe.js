@@ -6,7 +6,7 @@
 // bare pages of surva.asp, which hold no script and to which none can be added, are told and not counted.
 import { readFileSync } from "node:fs";
 import { Site, launchBrowser, openVisit } from "./site.js";
-import { barePages, filledPages, otherPages, staffPages } from "./tour.js";
+import { barePages, deskPages, filledPages, otherPages, staffPages } from "./tour.js";
 
 const most = 60;
 const source = readFileSync(new URL("node_modules/axe-core/axe.min.js", import.meta.url), "utf8");
@@ -39,7 +39,7 @@ if (process.argv[1] === new URL(import.meta.url).pathname) {
     const site = await Site.start();
     const browser = await launchBrowser();
     const sums = {};
-    for (const tour of [filledPages, otherPages, staffPages, barePages]) {
+    for (const tour of [filledPages, otherPages, deskPages, staffPages, barePages]) {
         console.log(`${tour.name}:`);
         const counts = await count(site, browser, tour, (name, found) => {
             const rules = [...new Set(found.map(({ id }) => id))].map((id) => `${id} ${found.filter((one) => one.id === id).length}`);
@@ -49,7 +49,7 @@ if (process.argv[1] === new URL(import.meta.url).pathname) {
         });
         sums[tour.name] = Object.values(counts).reduce((sum, number) => sum + number, 0);
     }
-    const sum = sums.filledPages + sums.otherPages + sums.staffPages;
+    const sum = sums.filledPages + sums.otherPages + sums.deskPages + sums.staffPages;
     console.log(`${sum} findings, ${most} at most; ${sums.barePages} more on the bare pages`);
     await browser.close();
     await site.stop();

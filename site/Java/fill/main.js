@@ -87,7 +87,7 @@ function onPin(page) {
     if (pending)
         return goOn(page);
     if (sending)
-        return onLost();
+        return onLost(page);
     const kept = draft.newest();
     if (kept && !entry.pin && !page.querySelector('font[color="red" i]'))
         tell(`Answers that you gave at ${draft.clock(kept)} are kept in this browser. Enter your PIN to go on.`);
@@ -154,8 +154,10 @@ function onThanks() {
     tell("");
 }
 
-function onLost() {
+function onLost(page) {
     sending = false;
+    // The page tells nothing but that it knows nobody.
+    frame.hidden = kindOf(page) === "error";
     tell("Your visit had ended in the meantime, so nothing was stored. Your answers are kept here.", "Go on", enter);
 }
 
@@ -175,7 +177,7 @@ function step(page) {
     case "details": return onDetails(page);
     case "form": sending = false; return onForm(page);
     case "thanks": return onThanks();
-    case "error": return sending ? onLost() : tell("", "");
+    case "error": return sending ? onLost(page) : tell("", "");
     case "status": return onStatus(page);
     case "stopped": return tell("Your details could not be shown. Please tell the course office.");
     case "unreachable":
