@@ -42,10 +42,13 @@ std::optional<DateTime> WriteCloseDateForm(Markup& page, Context& context, std::
   const Rows rows = context.connection.Query({"select CloseDate from EventClose where ScheduleID=", Number(event)});
   std::optional<DateTime> day;
   if (!rows.empty() && !rows.First()["CloseDate"].IsNull()) day = rows.First()["CloseDate"].Date();
-  page.Write({"<form method=\"post\" class=\"row\"><input type=\"hidden\" name=\"event\" value=\"", event,
-              "\"><label for=\"close\">Last day for answers</label><input type=\"date\" id=\"close\" name=\"close\" "
-              "placeholder=\"YYYY-MM-DD\" value=\"",
-              day ? DayInput(*day) : std::string(), "\"><button class=\"quiet\">Keep</button></form>\n"});
+  page.Write(
+      {"<form method=\"post\" class=\"row\"><input type=\"hidden\" name=\"event\" value=\"", event,
+       "\"><label for=\"close\">Last day for answers</label><input type=\"date\" id=\"close\" name=\"close\" "
+       "placeholder=\"YYYY-MM-DD\" value=\"",
+       day ? DayInput(*day) : std::string(),
+       "\"><button class=\"quiet\">Keep</button> <span class=\"soft\">That day included. Who has begun by then may "
+       "finish.</span></form>\n"});
   return day;
 }
 

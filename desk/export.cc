@@ -449,7 +449,8 @@ wire::HttpResponse ChooseExport(Context& context, std::string_view title) {
       {"</select></div>\n<div><label for=\"place\">Place</label><input id=\"place\" name=\"place\" maxlength=\"50\">"
        "</div>\n<div><button>Export</button></div>\n</form>\n"
        "<p class=\"soft\">Lists of records take no notice of events, places and dates. A text that a spreadsheet "
-       "would take for a formula gets an apostrophe in front in CSV. In a workbook a text of more than 32,767 "
+       "would take for a formula, also where it would begin a cell for another separator, gets an apostrophe in front in "
+       "CSV. In a workbook a text of more than 32,767 "
        "letters is cut and says so, and what is behind row 1,048,576 stands on a further sheet. A file that ends early "
        "is reported as a failed download by the browser.</p>\n"});
   return Html(context, title, page);

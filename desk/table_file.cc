@@ -73,8 +73,7 @@ class Csv final : public TableFile {
 
  private:
   void AppendText(std::string_view stored) {
-    std::string text = WithLetters(stored);
-    if (LooksLikeFormula(text)) text.insert(0, 1, '\'');
+    std::string text = Harmless(WithLetters(stored));
     if (!utf8_) text = ToWindows1252(text);
     const bool quoted =
         text.find_first_of("\",;\t\r\n") != std::string::npos || text.starts_with(' ') || text.ends_with(' ');
@@ -88,6 +87,20 @@ class Csv final : public TableFile {
       bytes_ += c;
     }
     bytes_ += '"';
+  }
+
+  // Whoever opens the file with another separator begins cells within texts: there too a formula gets its apostrophe.
+  static std::string Harmless(std::string text) {
+    if (LooksLikeFormula(text)) text.insert(0, 1, '\'');
+    bool begins = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+      const char c = text[at];
+      constexpr std::string_view kSeparators = ",;|\t\r\n";
+      const bool separates = kSeparators.find(c) != std::string_view::npos;
+      if (begins && !separates && LooksLikeFormula(std::string_view(text).substr(at))) text.insert(at++, 1, '\'');
+      begins = separates || (begins && c == '"');
+    }
+    return text;
   }
 
   void Send() {

@@ -123,5 +123,9 @@ test("a list is enrolled, and its event closed", async () => {
     const closed = await page.goto(`${site.address}/surva.asp?PIN=${PIN}`);
     assert.equal(closed.status(), 410);
     assert.match(await page.locator("main").innerText(), /open until 1 January 2020/);
+    await page.goto(`${site.address}/fill?PIN=${PIN}`);
+    await page.getByRole("button", { name: "Fill in the surva" }).click();
+    await page.frameLocator("#surva").getByText("open until 1 January 2020").waitFor();
+    assert.equal(await page.locator("#told").innerText(), "");
     await context.close();
 });

@@ -44,7 +44,7 @@ class Exports : public Desk {
                 {"ScheduleID", 7},
                 {"QuestionID", 13},
                 {"FieldValueID", -1},
-                {"TextAnswer", "@SUM(A1)\r\n\"so\""}});
+                {"TextAnswer", "@SUM(A1)\r\n\"so\";\"=2\"\r\n\r\n-3 +4"}});
   }
   std::string Table(const NameValues& query) {
     bool whole = false;
@@ -61,7 +61,7 @@ TEST_P(Exports, GiveFormsThatNoSpreadsheetRuns) {
             "Event,Begins,Ends,Place,Training,Training ID,Trainer,Surva,First name,Last name,Company,Filled,"
             "'=Liked,Good?,Words\r\n"
             "7,2004-02-09 00:00:00,2004-02-10 00:00:00,\"Hall, 'A'\",,,,Course evaluation,'=1+1,\"Nov&#225;k \u0144\","
-            "Ames & Sons,,\"Tea; +Cake\",2,\"'@SUM(A1)\r\n\"\"so\"\"\"\r\n");
+            "Ames & Sons,,\"Tea; +Cake\",2,\"'@SUM(A1)\r\n\"\"so\"\";\"\"'=2\"\"\r\n\r\n'-3 +4\"\r\n");
   const std::string split =
       Table({{"what", "forms"}, {"boxes", "split"}, {"as", "csv1252"}, {"separator", "semicolon"}});
   EXPECT_NE(split.find(";'=Liked - Tea;'=Liked - +Cake;Good?"), std::string::npos) << split;

@@ -15,7 +15,8 @@ export function kindOf(page) {
         return "pin";
     if (/Error number:/.test(page.body.textContent))
         return "error";
-    if (/Sorry, surva does not exist/.test(page.body.textContent))
+    // One of our own pages says why.
+    if (/Sorry, surva does not exist/.test(page.body.textContent) || page.querySelector("link[href='/css/desk.css']"))
         return "refused";
     return "stopped";
 }
