@@ -48,7 +48,7 @@ class Search {
   data::Connection& connection_;
   const Description& record_;
   std::vector<Condition> conditions_;
-  const Condition* few_ = nullptr;     // so few rows fulfil it that they are looked up and sorted
+  const Condition* few_ = nullptr;  // so few rows fulfil it that they are looked up and sorted
   bool few_are_very_few_ = false;
   const Condition* walked_ = nullptr;  // a range of the order in which the list is walked
 };

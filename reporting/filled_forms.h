@@ -46,7 +46,7 @@ struct FormKind {
   data::Piece tables, tables_by_person;
   data::Piece joins;
   data::Piece form_keys, marks_of_form;  // what names a form, and the marks of a form that is so named
-  data::Piece distinct_columns, filled;   // what a form is counted by, and which rows are filled forms
+  data::Piece distinct_columns, filled;  // what a form is counted by, and which rows are filled forms
   data::Piece from_date, to_date;
 };
 

@@ -6,7 +6,6 @@
 
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
-#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {

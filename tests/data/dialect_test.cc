@@ -6,7 +6,6 @@
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
 #include "frame/values/text.h"
-#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {
@@ -76,32 +75,30 @@ TEST_P(Dialects, Like) {
     const char* pattern;
     bool matches;
   };
-  static constexpr Case kCases[] = {
-      {"Warsaw", "%", true},
-      {"Warsaw", "w%w", true},
-      {"Warsaw", "war", false},
-      {"Warsaw", "%sa%", true},
-      {"Warsaw", "______", true},
-      {"Warsaw", "_______", false},
-      {"\u0141\u00f3d\u017a", "____", true},
-      {"\u00C9cole", "\u00e9%", true},
-      {"", "%", true},
-      {"", "_", false},
-      {"50%", "50\\%", false},
-      {"50\\x", "50\\%", true},
-      {"a_b", "a\\_b", false},
-      {"a\\b", "a\\b", true},
-      {"a\\", "a\\", true},
-      {"[ab]", "[ab]", true},
-      {"a", "[ab]", false},
-      {"a*c", "a*c", true},
-      {"abc", "a*c", false},
-      {"two\nlines", "two%lines", true},
-      {"aXbXc", "%x%x%", true},
-      {"aaab", "%aab", true},
-      {"mississippi", "%iss%ip%_", true},
-      {" a", "a", false},
-  };
+  static constexpr Case kCases[] = {{"Warsaw", "%", true},
+                                    {"Warsaw", "w%w", true},
+                                    {"Warsaw", "war", false},
+                                    {"Warsaw", "%sa%", true},
+                                    {"Warsaw", "______", true},
+                                    {"Warsaw", "_______", false},
+                                    {"\u0141\u00f3d\u017a", "____", true},
+                                    {"\u00C9cole", "\u00e9%", true},
+                                    {"", "%", true},
+                                    {"", "_", false},
+                                    {"50%", "50\\%", false},
+                                    {"50\\x", "50\\%", true},
+                                    {"a_b", "a\\_b", false},
+                                    {"a\\b", "a\\b", true},
+                                    {"a\\", "a\\", true},
+                                    {"[ab]", "[ab]", true},
+                                    {"a", "[ab]", false},
+                                    {"a*c", "a*c", true},
+                                    {"abc", "a*c", false},
+                                    {"two\nlines", "two%lines", true},
+                                    {"aXbXc", "%x%x%", true},
+                                    {"aaab", "%aab", true},
+                                    {"mississippi", "%iss%ip%_", true},
+                                    {" a", "a", false}};
   for (const Case& one : kCases) {
     db.Execute({"delete from Schedule"});
     db.AddNew(kSchedule).Set("Place", Value(one.text)).Update();

@@ -6,12 +6,10 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
-#include <vector>
 
 #include "frame/data/connection.h"
 #include "frame/data/shared_flush.h"
 #include "frame/values/fault.h"
-#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace {
@@ -49,26 +47,21 @@ TEST(SharedFlush, OneForAllWhoComeBeforeItBegins) {
   constexpr int kThreads = 16;
   constexpr int kCommits = 10;
   std::atomic<int> answered = 0;
-  {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-      threads.emplace_back([&, waits = i % 2 == 0] {
-        for (int commit = 0; commit < kCommits; ++commit) {
-          const int mine = ++written;
-          const auto check = [&, mine](std::exception_ptr) {
-            if (on_disk < mine) ++too_early;
-            ++answered;
-          };
-          if (waits) {
-            shared.Wait(flush);
-            check(nullptr);
-          } else {
-            shared.Then(flush, check);
-          }
-        }
-      });
+  AtOnce(kThreads, [&](int thread) {
+    for (int commit = 0; commit < kCommits; ++commit) {
+      const int mine = ++written;
+      const auto check = [&, mine](std::exception_ptr) {
+        if (on_disk < mine) ++too_early;
+        ++answered;
+      };
+      if (thread % 2 == 0) {
+        shared.Wait(flush);
+        check(nullptr);
+      } else {
+        shared.Then(flush, check);
+      }
     }
-  }
+  });
   EXPECT_EQ(answered, kThreads * kCommits);
   EXPECT_EQ(too_early, 0);
   EXPECT_LT(flushes, kThreads * kCommits / 2);

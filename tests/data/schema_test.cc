@@ -1,11 +1,9 @@
 // Making and opening databases.
 #include <fstream>
-#include <thread>
 
 #include "frame/data/connection.h"
 #include "frame/data/schema_upgrade.h"
 #include "frame/values/fault.h"
-#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {
@@ -34,20 +32,7 @@ TEST_P(Schema, IsMadeOnceAndLeftAlone) {
 }
 
 TEST_P(Schema, TwoProgramsMayMakeItAtOnce) {
-  std::string failure[4];
-  {
-    std::vector<std::jthread> threads;
-    for (std::string& text : failure) {
-      threads.emplace_back([this, &text] {
-        try {
-          Database(database.dsn()).BringUpToDate();
-        } catch (const std::exception& error) {
-          text = error.what();
-        }
-      });
-    }
-  }
-  for (const std::string& text : failure) EXPECT_EQ(text, "");
+  AtOnce(4, [this](int) { Database(database.dsn()).BringUpToDate(); });
   EXPECT_EQ(Read(*database, {"select count(*) from SchemaVersion"}), "1");
 }
 

@@ -1,4 +1,3 @@
-#include "tests/support/seed.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {

@@ -6,24 +6,21 @@
 
 #include "desk/pages.h"
 #include "host/routes.h"
-#include "tests/support/page_harness.h"
-#include "tests/support/seed.h"
-#include "tests/support/staff_page.h"
-#include "tests/support/test_database.h"
+#include "tests/support/fixture.h"
+#include "tests/support/node.h"
 
 namespace surva::desk {
 
 class Desk : public test::OnBothEngines {
  protected:
+  Desk() { test::LoadFixture(*database); }
+
   wire::HttpResponse Get(Page page, const NameValues& query) { return Run(page, query, {}, {}); }
   wire::HttpResponse Post(Page page, const NameValues& form, const std::vector<Upload>& files = {}) {
     http.method = wire::HttpRequest::Method::kPost;
     wire::HttpResponse answer = Run(page, {}, form, files);
     http.method = wire::HttpRequest::Method::kGet;
     return answer;
-  }
-  std::int64_t Add(const data::Table& table, test::ColumnValues values) {
-    return test::AddRow(*database, table, values);
   }
   std::string Read(std::initializer_list<data::Piece> select) { return test::Read(*database, select); }
   void Write(std::initializer_list<data::Piece> statement) { test::Write(*database, statement); }
@@ -40,7 +37,6 @@ class Desk : public test::OnBothEngines {
 
   test::TestDatabase database{GetParam()};
   data::Database* opened = nullptr;  // what pages are given in its place
-  test::Seed seed{*database};
   test::StillClock clock;
   wire::HttpRequest http;
   Settings settings;

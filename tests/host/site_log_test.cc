@@ -1,7 +1,7 @@
 // What the site tells its log.
 #include <gtest/gtest.h>
 
-#include "tests/host/node.h"
+#include "tests/support/node.h"
 #include "tests/support/test_database.h"
 #include "tests/support/watched_engine.h"
 
@@ -25,9 +25,9 @@ TEST(Answers, AFailureOfTheDatabaseIsAnErrorInTheLog) {
   test::TestDatabase database(data::Dialect::kSqlite);
   test::Watch watch;
   bool away = false;
-  test::Node node(database.dsn(), [&](std::unique_ptr<data::Engine> engine) {
-    return std::make_unique<AwayEngine>(std::move(engine), watch, away);
-  });
+  test::Node node(database.dsn(), {.wrap = [&](std::unique_ptr<data::Engine> engine) {
+                    return std::make_unique<AwayEngine>(std::move(engine), watch, away);
+                  }});
   test::Browser browser;
   browser.Get(node, "/admin/company.asp", "Modify=1");
   browser.Get(node, "/admin/company.asp", "Modify=it's");

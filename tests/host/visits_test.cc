@@ -3,9 +3,8 @@
 
 #include <latch>
 
-#include "tests/host/node.h"
-#include "tests/support/seed.h"
-#include "tests/support/test_database.h"
+#include "tests/support/fixture.h"
+#include "tests/support/node.h"
 #include "tests/support/watched_engine.h"
 
 namespace surva::test {
@@ -14,18 +13,16 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// People enrolled on one surva of one text question, whose control goes by its layout row, 31.
+// 201 and 204 are enrolled on one event, by the PINs 2221 and 2222, 205 on another of the same surva, 45, in whose form
+// 324 is a text.
 class Visits : public OnBothEngines {
  protected:
-  Visits() {
-    Seed seed(*database_);
-    const std::int64_t surva = seed.Surva({.rows = {{.role = kMain, .control = kText, .content = "How was it?"}}});
-    ann_ = std::to_string(seed.Participant(surva, "1111"));
-    bob_ = std::to_string(seed.Participant(surva, "2222"));
-    seed.Participant(surva, "3333");
-  }
+  Visits() { LoadFixture(*database_); }
 
-  std::string Marks() { return Read(*database_, {"select StudentID, TextAnswer from Mark order by MarkID"}); }
+  std::string Marks() {
+    return Read(*database_,
+                {"select StudentID, TextAnswer from Mark where MarkID>531 and QuestionID=81 order by MarkID"});
+  }
   // Holds what a writer needs until it is destroyed.
   std::unique_ptr<data::Connection> Block(data::Database& database) {
     auto blocker = std::make_unique<data::Connection>(database);
@@ -38,13 +35,11 @@ class Visits : public OnBothEngines {
   }
 
   TestDatabase database_{GetParam()};
-  std::string ann_;
-  std::string bob_;
 };
 SURVA_ON_BOTH_ENGINES(Visits);
 
 // Whether the answer comes within the time.
-bool Comes(Browser::Coming& coming, milliseconds time) {
+bool Comes(Coming& coming, milliseconds time) {
   return coming.wait_for(time) == std::future_status::ready;
 }
 
@@ -52,18 +47,18 @@ TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
   Node one(database_.dsn());
   Node two(database_.dsn());
   Browser kiosk;
-  kiosk.Post(one, "/surva.asp", "PIN=1111");
-  kiosk.Post(one, "/surva.asp", "FormAccepted=3&31=by+Ann");
-  EXPECT_EQ(Marks(), ann_ + ",by Ann");
+  kiosk.Post(one, "/surva.asp", "PIN=2221");
+  kiosk.Post(one, "/surva.asp", "FormAccepted=45&324=by+Ann");
+  EXPECT_EQ(Marks(), "201,by Ann");
   kiosk.Get(two, "/surva.asp");
   kiosk.Post(two, "/surva.asp", "PIN=2222");
-  EXPECT_EQ(kiosk.Post(one, "/surva.asp", "FormAccepted=3&31=by+Bob").status, 302U);
-  EXPECT_EQ(Marks(), ann_ + ",by Ann " + bob_ + ",by Bob");
+  EXPECT_EQ(kiosk.Post(one, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
+  EXPECT_EQ(Marks(), "201,by Ann 204,by Bob");
   // Unknown tokens are not taken over, and a session that has ended is none.
   Write(*database_, {"update VisitorSession set LastUse=LastUse-9999999"});
-  const std::string old = kiosk.cookie;
-  kiosk.Post(two, "/surva.asp", "PIN=3333");
-  EXPECT_NE(kiosk.cookie, old);
+  const auto old = kiosk.cookies.values;
+  kiosk.Post(two, "/surva.asp", "PIN=0001");
+  EXPECT_NE(kiosk.cookies.values, old);
   one.service.Purge();
   one.workers.Stop();
   EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
@@ -72,56 +67,57 @@ TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
 TEST_P(Visits, WhoKnewTheTokenBeforeALogonKnowsNothingAfterIt) {
   Node node(database_.dsn());
   Browser victim;
-  victim.Post(node, "/surva.asp", "PIN=1111");
+  victim.Post(node, "/surva.asp", "PIN=2221");
   Browser thief;
-  thief.cookie = victim.cookie;
+  thief.cookies = victim.cookies;
   victim.Post(node, "/surva.asp", "PIN=2222");
-  EXPECT_NE(victim.cookie, thief.cookie);
-  thief.Post(node, "/surva.asp", "FormAccepted=3&31=by+a+thief");
+  EXPECT_NE(victim.cookies.values, thief.cookies.values);
+  thief.Post(node, "/surva.asp", "FormAccepted=45&324=by+a+thief");
   EXPECT_EQ(Marks(), "");
-  EXPECT_EQ(victim.Post(node, "/surva.asp", "FormAccepted=3&31=by+Bob").status, 302U);
-  EXPECT_EQ(Marks(), bob_ + ",by Bob");
+  EXPECT_EQ(victim.Post(node, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
+  EXPECT_EQ(Marks(), "204,by Bob");
 }
 
 TEST_P(Visits, RequestsOfOneVisitorWaitForEachOther) {
   Node one(database_.dsn());
   Node two(database_.dsn());
   Browser browser;
-  browser.Post(one, "/surva.asp", "PIN=1111");
+  browser.Post(one, "/surva.asp", "PIN=2221");
   Browser other;
   other.Post(one, "/surva.asp", "PIN=2222");
-  const std::string key = host::SessionKey(browser.cookie.substr(browser.cookie.find('=') + 1));
+  const std::string key = host::SessionKey(browser.cookies.values.begin()->second);
   ASSERT_FALSE(key.empty());
   if (GetParam() == data::Dialect::kPostgres) {
     data::Connection elsewhere(one.database);
     elsewhere.Hold(key);
     elsewhere.Query({"select 1 as One"});
-    Browser::Coming held = browser.Send(two, "/surva.asp");
+    Coming held = browser.Send(two, RequestFor("/surva.asp"));
     EXPECT_EQ(other.Get(two, "/surva.asp").status, 200U);
     EXPECT_FALSE(Comes(held, milliseconds(50)));
     elsewhere.Rollback();
     EXPECT_EQ(held.get().status, 200U);
   }
   // Many at once: each sees what the one before has left, so that none is lost.
-  std::vector<Browser::Coming> crowd;
+  std::vector<Coming> crowd;
   for (int i = 0; i < 20; ++i) {
-    crowd.push_back(browser.Send(i % 2 == 0 ? one : two, "/surva.asp", "", "FormAccepted=3&31=" + std::to_string(i)));
+    crowd.push_back(
+        browser.Send(i % 2 == 0 ? one : two, RequestFor("/surva.asp", "", "FormAccepted=45&324=" + std::to_string(i))));
   }
-  for (Browser::Coming& coming : crowd) EXPECT_EQ(coming.get().status, 302U);
-  EXPECT_EQ(Read(*database_, {"select count(*) from Mark"}), "1");
+  for (Coming& coming : crowd) EXPECT_EQ(coming.get().status, 302U);
+  EXPECT_EQ(Read(*database_, {"select count(*) from Mark where MarkID>531 and QuestionID=81"}), "1");
 }
 
 TEST_P(Visits, OnlyWhatNobodyWasToldOfMayBeLostWithTheMachine) {
   Watch watch;
-  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
   Browser browser;
-  browser.Post(node, "/surva.asp", "PIN=1111");
+  browser.Post(node, "/surva.asp", "PIN=2221");
   EXPECT_EQ(watch.flushed_commits, 0) << "a session that begins";
-  browser.Post(node, "/surva.asp", "PIN=1111");
+  browser.Post(node, "/surva.asp", "PIN=2221");
   EXPECT_EQ(watch.flushed_commits, 0) << "nothing new";
   Write(*database_, {"update VisitorSession set LastUse=LastUse-100"});
   const std::string noted = Read(*database_, {"select LastUse from VisitorSession"});
-  browser.Post(node, "/surva.asp", "PIN=1111");
+  browser.Post(node, "/surva.asp", "PIN=2221");
   for (int i = 0; i < 2000 && Read(*database_, {"select LastUse from VisitorSession"}) == noted; ++i) {
     std::this_thread::sleep_for(milliseconds(1));
   }
@@ -132,54 +128,54 @@ TEST_P(Visits, OnlyWhatNobodyWasToldOfMayBeLostWithTheMachine) {
 }
 
 TEST_P(Visits, ReadersPassWritersThatAreStuck) {
-  Node node(database_.dsn(), {}, milliseconds(300));
+  Node node(database_.dsn(), {.patience = milliseconds(300)});
   Browser ann;
-  ann.Post(node, "/surva.asp", "PIN=1111");
+  ann.Post(node, "/surva.asp", "PIN=2221");
   {
     const auto blocker = Block(node.database);
-    std::vector<Browser::Coming> stuck;
-    for (int i = 0; i < 5; ++i) stuck.push_back(Browser().Send(node, "/surva.asp", "", "PIN=1111"));
+    std::vector<Coming> stuck;
+    for (int i = 0; i < 5; ++i) stuck.push_back(node.Send(RequestFor("/surva.asp", "", "PIN=2221")));
     EXPECT_FALSE(Comes(stuck.front(), milliseconds(50)));
-    Browser::Coming page = Browser().Send(node, "/surva.asp");
+    Coming page = node.Send(RequestFor("/surva.asp"));
     EXPECT_TRUE(Comes(page, milliseconds(200)));
-    Browser::Coming report = Browser().Send(node, "/admin/stat.asp");
+    Coming report = node.Send(RequestFor("/admin/stat.asp"));
     EXPECT_TRUE(Comes(report, milliseconds(200)));
     // Whoever waits in the queue is told soon.
     EXPECT_EQ(stuck.back().get().status, 503U);
     blocker->Rollback();
     for (std::size_t i = 0; i + 1 < stuck.size(); ++i) stuck[i].wait();
   }
-  EXPECT_EQ(ann.Post(node, "/surva.asp", "FormAccepted=3&31=at+last").status, 302U);
+  EXPECT_EQ(ann.Post(node, "/surva.asp", "FormAccepted=45&324=at+last").status, 302U);
 }
 
 TEST_P(Visits, ARequestThatWritesAfterAllIsRunAmongWriters) {
   Node node(database_.dsn());
   Browser kiosk;
   kiosk.Get(node, "/surva.asp", "version=999");
-  kiosk.Post(node, "/surva.asp", "PIN=1111");
+  kiosk.Post(node, "/surva.asp", "PIN=2221");
   // The PIN page sets the visit's kind back.
   Write(*database_, {"update VisitorSession set Contents=replace(Contents, '2:i0', '2:i1')"});
   EXPECT_EQ(kiosk.Get(node, "/surva.asp").status, 200U);
   EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession where Contents like '%9:anonymous2:i0%'"}), "1");
   // So does a staff page's click.
-  EXPECT_EQ(Browser().Get(node, "/admin/student.asp", "Delete=Delete&StudentID=" + ann_).status, 200U);
-  EXPECT_EQ(Read(*database_, {"select count(*) from Student"}), "2");
+  EXPECT_EQ(Browser().Get(node, "/admin/student.asp", "Delete=Delete&StudentID=207").status, 200U);
+  EXPECT_EQ(Read(*database_, {"select count(*) from Student where StudentID=207"}), "0");
 }
 
 TEST_P(Visits, ALostCommitIsToldAsWhatItIs) {
   Watch watch;
-  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
   Browser ann;
-  ann.Post(node, "/surva.asp", "PIN=1111");
+  ann.Post(node, "/surva.asp", "PIN=2221");
   watch.lose_commit = true;
-  const wire::HttpResponse doubtful = ann.Post(node, "/surva.asp", "FormAccepted=3&31=perhaps");
+  const wire::HttpResponse doubtful = ann.Post(node, "/surva.asp", "FormAccepted=45&324=perhaps");
   EXPECT_EQ(doubtful.status, 500U) << "503 would let a proxy send it again";
   EXPECT_NE(doubtful.body.find("look before you send it again"), std::string::npos);
-  EXPECT_EQ(Marks(), ann_ + ",perhaps");
+  EXPECT_EQ(Marks(), "201,perhaps");
   watch.fail_commit = true;
-  const wire::HttpResponse failed = ann.Post(node, "/surva.asp", "FormAccepted=3&31=never");
+  const wire::HttpResponse failed = ann.Post(node, "/surva.asp", "FormAccepted=45&324=never");
   EXPECT_NE(failed.body.find("nothing of it was stored"), std::string::npos);
-  EXPECT_EQ(Marks(), ann_ + ",perhaps");
+  EXPECT_EQ(Marks(), "201,perhaps");
   // Nothing to store, nothing to doubt.
   watch.lose_commit = watch.fail_commit = true;
   EXPECT_EQ(Browser().Get(node, "/surva.asp").status, 200U);
@@ -190,7 +186,7 @@ SURVA_ON_BOTH_ENGINES(Healthz);
 
 TEST_P(Healthz, JudgesWritingToo) {
   Watch watch;
-  Node node(database_.dsn(), WatchedEngine::Around(watch));
+  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
   if (GetParam() == data::Dialect::kSqlite) {
     watch.fail_commit = true;
   } else {
@@ -214,12 +210,12 @@ TEST_P(Healthz, WaitsForNoPageAndNoHangingDatabase) {
   Node node(database_.dsn());
   {
     const auto blocker = Block(node.database);
-    std::vector<Browser::Coming> stuck;
-    for (int i = 0; i < 8; ++i) stuck.push_back(Browser().Send(node, "/surva.asp", "", "PIN=1111"));
-    Browser::Coming health = Browser().Send(node, "/healthz");
+    std::vector<Coming> stuck;
+    for (int i = 0; i < 8; ++i) stuck.push_back(node.Send(RequestFor("/surva.asp", "", "PIN=2221")));
+    Coming health = node.Send(RequestFor("/healthz"));
     ASSERT_TRUE(Comes(health, seconds(2)));
     blocker->Rollback();
-    for (Browser::Coming& coming : stuck) coming.wait();
+    for (Coming& coming : stuck) coming.wait();
   }
 }
 
@@ -249,18 +245,18 @@ TEST(HangingDatabase, IsToldWithinTwoSeconds) {
   };
   TestDatabase database(data::Dialect::kSqlite);
   Watch watch;
-  Node node(database.dsn(), [&](std::unique_ptr<data::Engine> engine) {
-    return std::make_unique<Hanging>(std::move(engine), watch, hangs, release);
-  });
+  Node node(database.dsn(), {.wrap = [&](std::unique_ptr<data::Engine> engine) {
+              return std::make_unique<Hanging>(std::move(engine), watch, hangs, release);
+            }});
   hangs = true;
-  std::vector<Browser::Coming> asked;
-  for (int i = 0; i < 3; ++i) asked.push_back(Browser().Send(node, "/healthz"));
-  for (Browser::Coming& coming : asked) {
+  std::vector<Coming> asked;
+  for (int i = 0; i < 3; ++i) asked.push_back(node.Send(RequestFor("/healthz")));
+  for (Coming& coming : asked) {
     ASSERT_TRUE(Comes(coming, seconds(2)));
     EXPECT_EQ(coming.get().status, 503U);
   }
   // Nobody waits for what is known.
-  Browser::Coming again = Browser().Send(node, "/healthz");
+  Coming again = node.Send(RequestFor("/healthz"));
   EXPECT_TRUE(Comes(again, milliseconds(50)));
   release.count_down();
 }

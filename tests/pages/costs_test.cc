@@ -8,7 +8,6 @@
 #include "reporting/stat.h"
 #include "scheduling/schedule.h"
 #include "tests/support/fixture.h"
-#include "tests/support/seed.h"
 
 namespace surva::test {
 namespace {

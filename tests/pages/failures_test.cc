@@ -5,7 +5,6 @@
 #include "reporting/start_page.h"
 #include "scheduling/schedule.h"
 #include "tests/support/fixture.h"
-#include "tests/support/seed.h"
 
 namespace surva::test {
 namespace {

@@ -1,7 +1,6 @@
 // The lists of records on tables of a size at which a search takes other ways.
 #include "records/record_page.h"
 #include "tests/support/fixture.h"
-#include "tests/support/seed.h"
 
 namespace surva::test {
 namespace {

@@ -11,9 +11,8 @@
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
 #include "host/statement_times.h"
-#include "tests/host/node.h"
-#include "tests/support/seed.h"
-#include "tests/support/test_database.h"
+#include "tests/support/fixture.h"
+#include "tests/support/node.h"
 #include "tests/wire/loopback.h"
 
 namespace surva::program {
@@ -106,30 +105,19 @@ TEST_P(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
 // Slow requests are told with what their statements took, and with nothing of what a visitor has said.
 TEST_P(MetricsPage, SlowRequestsAreToldWithTheirStatements) {
   test::TestDatabase database(GetParam());
-  test::Seed seed(*database);
-  seed.Participant(seed.Surva({.rows = {{.role = test::kMain, .control = test::kText, .content = "How?"}}}), "7770777");
+  test::LoadFixture(*database);
   Metrics metrics;
-  data::Database metered(database.dsn(), metrics.AroundEngines());
-  const host::StaticSite files;
-  host::WorkerPool workers({.threads = 1});
-  test::KeptLog log;
-  host::PageService service({.slow = std::chrono::nanoseconds(1)}, metered, files, workers, log);
-  std::string cookie;
-  for (const char* form : {"PIN=7770777", "FormAccepted=3&31=nobody+else+knows"}) {
-    std::promise<wire::HttpResponse> answer;
-    wire::HttpRequest request;
-    request.method = wire::HttpRequest::Method::kPost;
-    request.path = "/surva.asp";
+  test::Node node(database.dsn(), {.wrap = metrics.AroundEngines(), .service = {.slow = std::chrono::nanoseconds(1)}});
+  test::Browser browser;
+  for (const char* form : {"PIN=2221", "FormAccepted=45&324=nobody+else+knows"}) {
+    wire::HttpRequest request = test::RequestFor("/surva.asp", "", form);
     request.request_id = "id7";
-    request.headers = {{"Cookie", cookie}, {"Content-Type", "application/x-www-form-urlencoded"}};
-    request.body = form;
-    service.Handle(request, [&](wire::HttpResponse response) { answer.set_value(std::move(response)); });
-    cookie = test::HeaderOf(answer.get_future().get(), "Set-Cookie");
+    browser.Ask(node, std::move(request));
   }
-  const std::string told = log.warnings();
+  const std::string told = node.log.warnings();
   EXPECT_NE(told.find("id7 /surva.asp: slow, "), std::string::npos) << told;
   EXPECT_TRUE(std::regex_search(told, std::regex(" ms, [1-9][0-9]* statements in "))) << told;
-  EXPECT_EQ(told.find("777"), std::string::npos) << told;
+  EXPECT_EQ(told.find("2221"), std::string::npos) << told;
   EXPECT_EQ(told.find("nobody"), std::string::npos) << told;
 
   host::StatementTimes times;

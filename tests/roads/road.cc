@@ -15,7 +15,7 @@ namespace {
 struct Browser {
   std::string address = "192.0.2.7";
   bool https = false;
-  std::string cookie;
+  Cookies cookies;
 };
 
 std::string Escaped(std::string_view text) {
@@ -46,6 +46,28 @@ std::string Remark(const std::string& page) {
   if (const std::string alert = Between(page, ">alert('", "');<"); !alert.empty()) return "; alert \"" + alert + "\"";
   const std::string told = Between(page, "<BLOCKQUOTE>", "</BLOCKQUOTE>");
   return told.empty() || told.find('<') != std::string::npos ? "" : "; \"" + told + "\"";
+}
+
+// A page as its file holds it: UTF-8, a line for each row of the page; a carriage return is shown as ␍, a line feed as
+// ␤.
+std::string PageFile(const std::string& bytes, bool utf8) {
+  // A page is one long line; a file of such could not be compared by eye.
+  constexpr std::string_view kBegin[] = {"<tr",    "<table", "<form",   "<script", "<body", "<link",   "<meta",
+                                         "<input", "<a ",    "<option", "<center", "<div",  "</table", "<frame"};
+  const std::string text = utf8 ? bytes : FromWindows1252(bytes);
+  std::string file;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto begins = [&](std::string_view tag) {
+      return EqualNames(std::string_view(text).substr(at, tag.size()), tag);
+    };
+    if (text[at] == '\r' || text[at] == '\n') {
+      file += text[at] == '\r' ? "\u240D\n" : "\u2424\n";
+    } else {
+      if (text[at] == '<' && !file.empty() && std::any_of(std::begin(kBegin), std::end(kBegin), begins)) file += '\n';
+      file += text[at];
+    }
+  }
+  return file + "\n";
 }
 
 class Player {
@@ -121,7 +143,7 @@ class Player {
     }
     (posts ? request.body : request.query) = fields;
     if (posts) request.headers.emplace_back("Content-Type", "application/x-www-form-urlencoded");
-    if (!browser.cookie.empty()) request.headers.emplace_back("Cookie", browser.cookie);
+    browser.cookies.AddTo(request);
     request.remote_addr = browser.address;
     request.server_name = request.host = "www.example";
     request.https = browser.https;
@@ -134,17 +156,23 @@ class Player {
   }
 
   void Tell(const wire::HttpResponse& answer, Browser& browser) {
-    const std::string page = answer.body.empty() ? std::string(answer.static_body) : answer.body;
-    played_.all.push_back(PageFile(page));
+    std::string page = answer.body.empty() ? std::string(answer.static_body) : answer.body;
+    const bool is_own = answer.content_type.find("utf-8") != std::string::npos;
+    // What stands around all pages of our own, their menu above all, is not told again with each.
+    if (const std::string content = Between(page, "<main", "</main>"); is_own && !content.empty()) {
+      page = "<main" + content + "</main>";
+    }
+    const std::string file = PageFile(page, is_own);
+    played_.all.push_back(file);
     std::string line = "  -> " + std::to_string(answer.status);
     std::map<std::string, std::string> fields(answer.headers.begin(), answer.headers.end());
     if (fields.contains("Location")) line += " to " + fields["Location"];
-    if (fields.contains("Set-Cookie")) browser.cookie = fields["Set-Cookie"].substr(0, fields["Set-Cookie"].find(';'));
+    browser.cookies.TakeFrom(answer);
     if (IsPast(fields["Expires"])) fields["Expires"] = "past";
     if (!page_name_.empty()) {
       line += " page " + page_name_;
-      const auto [known, is_new] = played_.pages.emplace(page_name_, PageFile(page));
-      if (!is_new && known->second != PageFile(page)) {
+      const auto [known, is_new] = played_.pages.emplace(page_name_, file);
+      if (!is_new && known->second != file) {
         throw std::runtime_error("two different pages are called " + page_name_);
       }
     } else if (!page.empty()) {
@@ -169,26 +197,6 @@ class Player {
 
 Played Play(const std::string& road, Way& way, StillClock& clock, data::Database& database) {
   return Player(way, clock, database).Play(road);
-}
-
-std::string PageFile(const std::string& bytes) {
-  // A page is one long line; a file of such could not be compared by eye.
-  constexpr std::string_view kBegin[] = {"<tr",    "<table", "<form",   "<script", "<body", "<link",   "<meta",
-                                         "<input", "<a ",    "<option", "<center", "<div",  "</table", "<frame"};
-  const std::string text = FromWindows1252(bytes);
-  std::string file;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto begins = [&](std::string_view tag) {
-      return EqualNames(std::string_view(text).substr(at, tag.size()), tag);
-    };
-    if (text[at] == '\r' || text[at] == '\n') {
-      file += text[at] == '\r' ? "\u240D\n" : "\u2424\n";
-    } else {
-      if (text[at] == '<' && !file.empty() && std::any_of(std::begin(kBegin), std::end(kBegin), begins)) file += '\n';
-      file += text[at];
-    }
-  }
-  return file + "\n";
 }
 
 }  // namespace surva::test

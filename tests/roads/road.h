@@ -21,8 +21,4 @@ struct Played {
 // Plays the text of a road from the first to the last request. Throws a std::runtime_error for a line of no known form.
 Played Play(const std::string& road, Way& way, StillClock& clock, data::Database& database);
 
-// A page as its file holds it: UTF-8, a line for each row of the page; a carriage return is shown as ␍, a line feed as
-// ␤.
-std::string PageFile(const std::string& bytes);
-
 }  // namespace surva::test

@@ -116,7 +116,7 @@ void RegisterRoads() {
                              {"memory", "postgres", data::Dialect::kPostgres},
                              {"sockets", "sqlite", data::Dialect::kSqlite},
                              {"nodes", "postgres", data::Dialect::kPostgres}};
-  for (const char* room : {"filling", "design", "scheduling", "records", "reporting"}) {
+  for (const char* room : {"filling", "design", "scheduling", "records", "reporting", "desk"}) {
     for (const Kind& kind : kKinds) {
       ::testing::RegisterTest(room, (std::string(kind.way) + "_" + kind.engine_name).c_str(), nullptr, nullptr,
                               __FILE__, __LINE__,

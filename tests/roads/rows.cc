@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
@@ -23,6 +24,16 @@ std::string ValueText(const Field& field) {
   const std::size_t length = CharacterCount(text);
   if (length <= 100) return Quoted(text);
   return Quoted(FirstCharacters(text, 40)) + "...(" + std::to_string(length) + " characters, " + Digest(text) + ")";
+}
+
+// Those of the system, and what pages of our own keep.
+const std::vector<const data::Table*>& Tables() {
+  static const std::vector<const data::Table*> all = [] {
+    std::vector<const data::Table*> tables(data::AllTables().begin(), data::AllTables().end());
+    tables.insert(tables.end(), {&data::tables::kEventClose, &data::tables::kMailText});
+    return tables;
+  }();
+  return all;
 }
 
 }  // namespace
@@ -53,8 +64,8 @@ std::string Quoted(std::string_view text) {
 Snapshot ReadRows(data::Database& database) {
   data::Connection db(database);
   Snapshot all;
-  for (std::size_t number = 0; number < data::AllTables().size(); ++number) {
-    const data::Table& table = *data::AllTables()[number];
+  for (std::size_t number = 0; number < Tables().size(); ++number) {
+    const data::Table& table = *Tables()[number];
     for (const data::Row& row : db.Query({"select * from ", Name(table)})) {
       Columns columns;
       for (const data::Column& column : table.columns) {
@@ -69,7 +80,7 @@ Snapshot ReadRows(data::Database& database) {
 std::string Difference(const Snapshot& before, const Snapshot& after) {
   std::string lines;
   const auto begin = [&lines](char mark, const auto& key) {
-    lines.append("  ").append(1, mark).append(" ").append(data::AllTables()[key.first]->name);
+    lines.append("  ").append(1, mark).append(" ").append(Tables()[key.first]->name);
     lines += " " + std::to_string(key.second);
   };
   const auto tell = [&](char mark, const auto& key, const Columns& row, const Columns* old) {

@@ -70,8 +70,10 @@ std::vector<Word> WordsOf(std::string_view line) {
 
 void LoadFixture(data::Database& database) {
   const bool sqlite = database.dialect() == data::Dialect::kSqlite;
-  std::string script = "DELETE FROM VisitorSession;";
-  for (const data::Table* table : data::AllTables()) script += "DELETE FROM " + std::string(table->name) + ";";
+  std::string script;
+  for (const auto tables : {data::AllTables(), data::HostTables()}) {
+    for (const data::Table* table : tables) script += "DELETE FROM " + std::string(table->name) + ";";
+  }
   if (sqlite) script += "DELETE FROM sqlite_sequence;";
   const std::string file = "tests/support/fixture.txt";
   std::ifstream stream(file);
@@ -99,10 +101,13 @@ void LoadFixture(data::Database& database) {
     script.append("INSERT INTO ").append(table->name).append("(" + names + ") VALUES (" + values + ");");
   }
   if (!sqlite) {
-    for (const data::Table* each : data::AllTables()) {
-      const std::string name(each->name);
-      script.append("SELECT setval(pg_get_serial_sequence('" + name + "', lower('").append(each->key().name);
-      script.append("')), coalesce(max(").append(each->key().name).append("), 0) + 1, false) FROM " + name + ";");
+    for (const auto tables : {data::AllTables(), data::HostTables()}) {
+      for (const data::Table* each : tables) {
+        if (each->key().type != data::ColumnType::kKey) continue;
+        const std::string name(each->name);
+        script.append("SELECT setval(pg_get_serial_sequence('" + name + "', lower('").append(each->key().name);
+        script.append("')), coalesce(max(").append(each->key().name).append("), 0) + 1, false) FROM " + name + ";");
+      }
     }
   }
   auto engine = database.Take();

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "frame/data/postgres_engine.h"
 #include "frame/data/schema_upgrade.h"
@@ -83,6 +85,39 @@ TestDatabase::~TestDatabase() {
   } else {
     std::error_code ignored;
     std::filesystem::remove_all(sqlite_folder_, ignored);
+  }
+}
+
+std::string Read(data::Database& database, std::initializer_list<data::Piece> select) {
+  data::Connection db(database);
+  const data::Rows rows = db.Query(select);
+  std::string text;
+  for (const data::Row& row : rows) {
+    if (!text.empty()) text += ' ';
+    for (int column = 0; column < rows.shape().size(); ++column) {
+      if (column > 0) text += ',';
+      text += row[column].IsNull() ? "-" : row[column].Text();
+    }
+  }
+  return text;
+}
+
+void Write(data::Database& database, std::initializer_list<data::Piece> statement) {
+  data::Connection db(database);
+  db.Execute(statement);
+  db.Commit();
+}
+
+void AtOnce(int count, const std::function<void(int)>& work) {
+  std::vector<std::jthread> threads;
+  for (int number = 0; number < count; ++number) {
+    threads.emplace_back([&work, number] {
+      try {
+        work(number);
+      } catch (const std::exception& failure) {
+        ADD_FAILURE() << failure.what();
+      }
+    });
   }
 }
 

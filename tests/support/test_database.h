@@ -5,10 +5,11 @@
 
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
-#include "frame/data/database.h"
+#include "frame/data/connection.h"
 
 namespace surva::test {
 
@@ -43,6 +44,13 @@ class TestDatabase {
 std::string PostgresAddress(const std::string& database, const std::string& user = "postgres");
 // Runs SQL as the server's superuser, outside any test's database.
 void RunOnServer(const std::string& sql);
+
+// The rows of a select as text: columns by commas, rows by blanks, a null as "-".
+std::string Read(data::Database& database, std::initializer_list<data::Piece> select);
+void Write(data::Database& database, std::initializer_list<data::Piece> statement);
+
+// Runs work(0), work(1) and so on at the same time. What one of them throws fails the test.
+void AtOnce(int count, const std::function<void(int)>& work);
 
 // Base of the tests that run on both engines.
 class OnBothEngines : public ::testing::TestWithParam<data::Dialect> {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -27,39 +28,14 @@ TEST(Dates, ReadFromText) {
     const auto at = ReadDateText(text);
     EXPECT_EQ(at ? IsoText(*at) : "none", std::string(iso) + " 00:00:00") << text;
   }
-  for (const char* text : {"",
-                           " ",
-                           "-",
-                           "1",
-                           "1-January",
-                           "29-February-1900",
-                           "29-Feb-2001",
-                           "31-April-2001",
-                           "0-May-2001",
-                           "32-May-2001",
-                           "1-Janu-2001",
-                           "1-J-2001",
-                           "1-5-2001",
-                           "May-1-2001",
-                           "1-May-20011",
-                           "1-May-2001-5",
-                           "1-May-2001-",
-                           "1-May-2001- ",
-                           "1-May-2001 - ",
-                           "1-May-2001 10:00",
-                           "001-May-2001",
-                           "1.May.2001",
-                           "1/May/2001",
-                           "1-May-+1",
-                           "1-May-0x1",
-                           "1-May-1e3",
-                           "2001-05-01",
-                           "1-May-99999999999999999999",
-                           "1-May-50 AD",
-                           "1-Maj-2001",
-                           "\u0661-May-2001"}) {
+  for (const char* text : {"", " ", "1-May-2001- ", "1-May-2001 - ", "1-May-2001 10:00", "1-May-50 AD"}) {
     EXPECT_FALSE(ReadDateText(text)) << text;
   }
+  std::istringstream more(
+      "- 1 1-January 29-February-1900 29-Feb-2001 31-April-2001 0-May-2001 32-May-2001 1-Janu-2001 1-J-2001 1-5-2001 "
+      "May-1-2001 1-May-20011 1-May-2001-5 1-May-2001- 001-May-2001 1.May.2001 1/May/2001 1-May-+1 1-May-0x1 1-May-1e3 "
+      "2001-05-01 1-May-99999999999999999999 1-Maj-2001 \u0661-May-2001");
+  for (std::string text; more >> text;) EXPECT_FALSE(ReadDateText(text)) << text;
   for (int month = 1; month <= 12; ++month) {
     const auto at = ReadDateText("5-" + std::string(MonthName(month)) + "-2004");
     EXPECT_EQ(at, (DateTime{2004, month, 5}));

@@ -1,6 +1,8 @@
 // What is read out of a request: its target, its host, what a proxy says of it.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/wire/loopback.h"
 #include "wire/proxy.h"
 #include "wire/request_target.h"
@@ -28,42 +30,12 @@ TEST(RequestTarget, IsTakenInOneFormOnly) {
     EXPECT_EQ(target->query, tried.query);
     EXPECT_EQ(target->authority, tried.authority);
   }
-  for (const std::string_view refused : {"",
-                                         "*",
-                                         "a",
-                                         "/%",
-                                         "/%4",
-                                         "/%4g",
-                                         "/%-1",
-                                         "/%00",
-                                         "/%0a",
-                                         "/%7f",
-                                         "/\t",
-                                         "/?a\x01",
-                                         "ftp://host/",
-                                         "http://",
-                                         "http:///a",
-                                         "host:80",
-                                         "/..",
-                                         "/a/../b",
-                                         "/a/./b",
-                                         "/.well",
-                                         "//",
-                                         "//admin/default.asp",
-                                         "/a//b",
-                                         "/a\\b",
-                                         "/#/../admin/default.asp",
-                                         "/a#b",
-                                         "/a?b#c",
-                                         "/%2e%2E/admin",
-                                         "/admin%2fdefault.asp",
-                                         "/admin%5Cdefault.asp",
-                                         "/%61dmin/default.asp",
-                                         "/admin/default%2easp",
-                                         "http://host//a",
-                                         "http://host/#/../admin"}) {
-    EXPECT_FALSE(ReadTarget(refused)) << refused;
-  }
+  for (const std::string_view refused : {"", "/\t", "/?a\x01"}) EXPECT_FALSE(ReadTarget(refused)) << refused;
+  std::istringstream more(
+      "* a /% /%4 /%4g /%-1 /%00 /%0a /%7f ftp://host/ http:// http:///a host:80 /.. /a/../b /a/./b /.well // "
+      "//admin/default.asp /a//b /a\\b /#/../admin/default.asp /a#b /a?b#c /%2e%2E/admin /admin%2fdefault.asp "
+      "/admin%5Cdefault.asp /%61dmin/default.asp /admin/default%2easp http://host//a http://host/#/../admin");
+  for (std::string refused; more >> refused;) EXPECT_FALSE(ReadTarget(refused)) << refused;
 }
 
 TEST(RequestHost, IsCheckedAndLosesItsPort) {

@@ -1,0 +1,139 @@
+// Node: a whole site without its sockets, and a browser that asks it. Several over one database are a cluster.
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "host/page_service.h"
+#include "wire/body_stream.h"
+
+namespace surva::test {
+
+class KeptLog final : public wire::Log {
+ public:
+  void Access(const wire::AccessEntry&) override {}
+  void Info(std::string_view) override {}
+  void Warning(std::string_view text) override {
+    const std::lock_guard lock(mutex_);
+    warnings_.append(text).append("\n");
+  }
+  void Error(std::string_view text) override {
+    const std::lock_guard lock(mutex_);
+    errors_.append(text).append("\n");
+  }
+  std::string warnings() const {
+    const std::lock_guard lock(mutex_);
+    return warnings_;
+  }
+  std::string errors() const {
+    const std::lock_guard lock(mutex_);
+    return errors_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::string warnings_;
+  std::string errors_;
+};
+
+inline std::string HeaderOf(const wire::HttpResponse& response, std::string_view name) {
+  for (const auto& [known, value] : response.headers) {
+    if (known == name) return value;
+  }
+  return "";
+}
+
+using Coming = std::future<wire::HttpResponse>;
+
+inline Coming Send(host::PageService& service, wire::HttpRequest request) {
+  auto answer = std::make_shared<std::promise<wire::HttpResponse>>();
+  Coming coming = answer->get_future();
+  service.Handle(std::move(request), [answer](wire::HttpResponse response) { answer->set_value(std::move(response)); });
+  return coming;
+}
+
+class Node {
+ public:
+  struct Options {
+    data::Database::Wrap wrap = {};
+    std::chrono::milliseconds patience = std::chrono::seconds(5);
+    host::PageService::Options service = {};
+    const Clock& clock = Clock::System();
+  };
+
+  explicit Node(const std::string& dsn) : Node(dsn, Options{}) {}
+  Node(const std::string& dsn, Options options)
+      : database(dsn, std::move(options.wrap)),
+        workers({.threads = 2, .patience = options.patience}),
+        service(std::move(options.service), database, files, workers, log, options.clock) {}
+
+  Coming Send(wire::HttpRequest request) { return test::Send(service, std::move(request)); }
+  wire::HttpResponse Ask(wire::HttpRequest request) { return Send(std::move(request)).get(); }
+
+  data::Database database;
+  KeptLog log;
+  const host::StaticSite files;
+  host::WorkerPool workers;
+  host::PageService service;
+};
+
+// A form is posted if it is not empty.
+inline wire::HttpRequest RequestFor(const std::string& path, const std::string& query = "",
+                                    const std::string& form = "") {
+  wire::HttpRequest request;
+  request.path = path;
+  request.query = query;
+  request.host = "surva.example";
+  request.network = "a network";
+  if (!form.empty()) {
+    request.method = wire::HttpRequest::Method::kPost;
+    request.headers = {{"Content-Type", "application/x-www-form-urlencoded"}};
+    request.body = form;
+  }
+  return request;
+}
+
+// A browser's cookies, whichever node has set them.
+class Cookies {
+ public:
+  void AddTo(wire::HttpRequest& request) const {
+    std::string all;
+    for (const auto& [name, value] : values) all.append(all.empty() ? "" : "; ").append(name).append("=").append(value);
+    if (!all.empty()) request.headers.emplace_back("Cookie", all);
+  }
+  void TakeFrom(const wire::HttpResponse& response) {
+    for (const auto& [name, value] : response.headers) {
+      if (name != "Set-Cookie") continue;
+      const std::size_t equals = value.find('=');
+      values[value.substr(0, equals)] = value.substr(equals + 1, value.find(';') - equals - 1);
+    }
+  }
+
+  std::map<std::string, std::string> values;
+};
+
+class Browser {
+ public:
+  Coming Send(Node& node, wire::HttpRequest request) {
+    cookies.AddTo(request);
+    return node.Send(std::move(request));
+  }
+  wire::HttpResponse Ask(Node& node, wire::HttpRequest request) {
+    wire::HttpResponse response = Send(node, std::move(request)).get();
+    cookies.TakeFrom(response);
+    return response;
+  }
+  wire::HttpResponse Get(Node& node, const std::string& path, const std::string& query = "") {
+    return Ask(node, RequestFor(path, query));
+  }
+  wire::HttpResponse Post(Node& node, const std::string& path, const std::string& form) {
+    return Ask(node, RequestFor(path, "", form));
+  }
+
+  Cookies cookies;
+};
+
+}  // namespace surva::test
