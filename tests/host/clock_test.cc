@@ -78,7 +78,7 @@ TEST_P(OneClock, StampsWhateverTheServersShows) {
     database_->Take()->RunScript("create or replace function now() returns timestamp language sql as "
                                  "$$ select timestamp '1999-01-01' $$");
   }
-  Node node(database_.dsn(), {}, std::chrono::minutes(1));
+  Node node(database_.dsn(), {.patience = std::chrono::minutes(1)});
   const DateTime begin = Clock::System().Now();
   Browser visitor;
   visitor.Post(node, "/surva.asp", "PIN=2221");
