@@ -1,20 +1,9 @@
 // The questionnaire designer, from an empty database to a filled-in form.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { Form, Site, launchBrowser, openVisit } from "./site.js";
+import { test } from "node:test";
+import { Form, openVisit, stage } from "./site.js";
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start({ demo: false });
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage({ demo: false });
 
 // SURVA_SCREENSHOTS names a folder for pictures of the pages on the way.
 async function picture(page, name) {

@@ -2,33 +2,20 @@
 // give away.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
-import { after, before, test } from "node:test";
+import { test } from "node:test";
 import jsQR from "jsqr";
 import { PNG } from "pngjs";
 import readXlsxFile from "read-excel-file/node";
-import { Site, launchBrowser, openVisit } from "./site.js";
+import { openVisit, stage } from "./site.js";
 
 const axe = readFileSync(new URL("node_modules/axe-core/axe.min.js", import.meta.url), "utf8");
 
-let site;
-let browser;
-let waiting;
-let answered;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-    // Behind "||" a text is compared as it is; only surva knows the column's own order.
-    const largest = (pin) => site.value(`select ScheduleID from Participant where PIN||''${pin}'' group by 1
-        order by count(*) desc, 1 limit 1`);
-    waiting = largest("<>");
-    answered = largest("=");
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
+// Behind "||" a text is compared as it is; only surva knows the column's own order.
+const largest = (pin) => site.value(`select ScheduleID from Participant where PIN||''${pin}'' group by 1
+    order by count(*) desc, 1 limit 1`);
+const waiting = largest("<>");
+const answered = largest("=");
 
 const pages = () => ["report", `report?event=${answered}`, "trends", "trends?trainer=1&by=quarter", "export",
     `slips?event=${waiting}`, "poster?version=3", "import", `import?event=${waiting}`, `mail?event=${waiting}`,

@@ -2,23 +2,12 @@
 import assert from "node:assert/strict";
 import { createServer } from "node:http";
 import { once } from "node:events";
-import { after, before, test } from "node:test";
+import { test } from "node:test";
 import { count } from "./axe.js";
-import { Site, launchBrowser, openVisit } from "./site.js";
+import { openVisit, stage } from "./site.js";
 import { filledPages } from "./tour.js";
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
 
 // A visitor at an address of the way. `held` is what the frame holds.
 async function visit(address, options) {

@@ -1,20 +1,9 @@
 // What planning has from the browser: controls, frames, the filter of students, paper.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { Form, Site, launchBrowser, logOn, openVisit, press } from "./site.js";
+import { test } from "node:test";
+import { Form, logOn, openVisit, press, stage } from "./site.js";
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
 
 // Fills in the page's controls by their names, whose case differs from page to page; a list takes the first
 // option with the text.
@@ -33,32 +22,6 @@ async function add(page, address, values) {
     await fill(page, values);
     await press(page, "Save");
 }
-
-// Finds a record by the search form and opens it by its name in the list.
-async function open(page, address, criteria) {
-    await page.goto(`${site.address}/admin/${address}?Action=P`);
-    await fill(page, criteria);
-    await press(page, "Search");
-    await page.locator(`a[href^="${address}?Modify=" i]`, { hasText: Object.values(criteria)[0] }).click();
-    await page.waitForLoadState("load");
-}
-
-test("a record keeps what a browser types, and its form shows it again", async () => {
-    const { page, alerts, complaints } = await openVisit(browser);
-    const values = { FirstName: "Änne", LastName: "Daubigné", City: "Köln", CompanyID: "Sundström",
-        Description: "First\nsecond – &" };
-    await add(page, "student.asp", values);
-    await open(page, "student.asp", { LastName: "Daub" });
-    for (const [name, value] of Object.entries(values)) {
-        const control = page.locator(`[name="${name}" i]`);
-        const text = await control.evaluate((element) => element.selectedOptions?.[0].text ?? element.value);
-        assert.ok(text.includes(value), `${name} holds "${text}"`);
-    }
-    await press(page, "Delete");
-    assert.ok(await page.getByText("has been successfully deleted from the system.").isVisible());
-    assert.deepEqual(alerts, []);
-    assert.deepEqual(complaints, []);
-});
 
 // Adds an event in March 2027; its two frames are then on the page.
 async function addEvent(page, values) {

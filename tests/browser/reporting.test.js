@@ -1,20 +1,9 @@
 // What the reports have from the browser: its date, and windows for filled forms.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { Site, launchBrowser, openVisit } from "./site.js";
+import { test } from "node:test";
+import { openVisit, stage } from "./site.js";
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
 
 // The choices that are stored, by their keys in order; a question left open has a mark without a choice.
 function stored(marks) {

@@ -1,22 +1,11 @@
 // The public page as respondents use it.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { Form, Site, launchBrowser, logOn, openVisit, press } from "./site.js";
+import { test } from "node:test";
+import { Form, logOn, openVisit, press, stage } from "./site.js";
 
 const notAllAnswered = "You have not answered all required questions! Required questions are marked with red asterisk.";
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
 
 // The answers that stand in the database, by the question's text: choices' texts, or the text, in order.
 function answers(rows) {
@@ -81,19 +70,6 @@ test("what is typed and ticked in a browser is stored, comes back and is correct
     assert.ok(row.Ago < 120, `filled ${row.Ago} s ago`);
 
     assert.deepEqual(complaints, []);
-});
-
-test("a form outlives a crash of the server", async () => {
-    const [student] = site.waiting("Short workshop", 1);
-    const { page } = await openVisit(browser);
-    await logOn(site, page, student.PIN);
-    const form = new Form(page);
-    await form.answerRequired();
-    await site.kill("SIGKILL");
-    await site.serve(new URL(site.address).host);
-    await form.send();
-    await page.waitForURL(`${site.address}/greetings/default0.asp`);
-    assert.equal(site.value(`select PIN from Participant where ParticipantID=${student.ParticipantID}`), "");
 });
 
 test("markup in an answer comes back into the page and runs no script", async () => {

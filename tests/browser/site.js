@@ -4,6 +4,7 @@ import { once } from "node:events";
 import { existsSync, mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import path from "node:path";
+import { after } from "node:test";
 import { createInterface } from "node:readline";
 import { chromium } from "playwright-core";
 
@@ -106,6 +107,17 @@ export function launchBrowser() {
         args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
             "--disable-component-update", "--disable-sync"],
     });
+}
+
+// What every file of tests begins with: a site and a browser, which end with its last test.
+export async function stage(options) {
+    const site = await Site.start(options);
+    const browser = await launchBrowser();
+    after(async () => {
+        await browser.close();
+        await site.stop();
+    });
+    return { site, browser };
 }
 
 // A visitor with cookies of his own. `complaints` gathers what the browser objects to: errors of scripts, what the

@@ -1,23 +1,12 @@
 // What the staff pages have from the browser: toolbar, pictures, help.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { Site, launchBrowser, openVisit } from "./site.js";
+import { test } from "node:test";
+import { openVisit, stage } from "./site.js";
 
 const pages = ["default.asp", "CreateForm.asp", "schedule.asp?Action=P", "company.asp?Action=P", "student.asp?Action=P",
     "Trainer.asp?Action=P", "training.asp?Action=P", "stat.asp?Action=P", "browse.asp"];
 
-let site;
-let browser;
-
-before(async () => {
-    site = await Site.start();
-    browser = await launchBrowser();
-});
-
-after(async () => {
-    await browser?.close();
-    await site?.stop();
-});
+const { site, browser } = await stage();
 
 for (const address of pages) {
     test(`admin/${address} has a toolbar, all its pictures, and help`, async () => {
