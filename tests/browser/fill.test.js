@@ -181,6 +181,25 @@ test("a server that goes away loses nothing, and a shared computer keeps nothing
     assert.equal(plan(student), "not to be kept");
 });
 
+test("a tab whose visit another tab has ended stores nothing under the other's name", async () => {
+    const [student, other] = site.waiting("Short workshop", 2);
+    const { page, context, held } = await visit("/fill");
+    await page.getByLabel("This is a shared computer").check();
+    await enter(held, student.PIN);
+    await answerShort(held, "of the first tab");
+    const second = await context.newPage();
+    await second.goto(`${site.address}/fill`);
+    await enter(second.frameLocator("#surva"), other.PIN);
+    await second.frameLocator("#surva").getByRole("button", { name: "Accept answers" }).waitFor();
+    await send(held);
+    await page.getByText("Somebody has begun anew in another tab").waitFor();
+    await page.getByRole("button", { name: "Go on" }).click();
+    await page.getByText("The answers that you had given are back.").waitFor();
+    await send(held);
+    await held.getByRole("heading", { name: "Thank you" }).waitFor();
+    assert.deepEqual([plan(student), plan(other)], ["of the first tab", undefined]);
+});
+
 test("a thank-you page on another site opens in the whole window", async () => {
     const other = createServer((request, response) => response.end("elsewhere")).listen(0, "127.0.0.1");
     await once(other, "listening");

@@ -1,9 +1,10 @@
 // A draft of the answers in this browser, until the form is accepted. One draft belongs to
-// one visitor and one surva; on a shared computer nothing is kept.
+// one visitor and one surva; on a shared computer it stands in this page's memory alone and ends with the page.
 
 const prefix = "surva.draft.";
 const mostDays = 7;
 const shared = "surva.shared";
+const inMemory = new Map();
 
 function isShared() {
     return sessionStorage.getItem(shared) === "yes";
@@ -26,12 +27,13 @@ function answers(form) {
 }
 
 export function keep(key, form) {
-    if (isShared())
-        return;
     const values = answers(form).filter((control) => control.type !== "radio" && control.type !== "checkbox" || control.checked)
         .map(({ name, value }) => [name, value]);
+    inMemory.set(key, JSON.stringify({ time: Date.now(), values }));
+    if (isShared())
+        return;
     try {
-        localStorage.setItem(key, JSON.stringify({ time: Date.now(), values }));
+        localStorage.setItem(key, inMemory.get(key));
     } catch {
         // A full or closed store: the answers stand in the form all the same.
     }
@@ -39,7 +41,7 @@ export function keep(key, form) {
 
 function read(key) {
     try {
-        return JSON.parse(localStorage.getItem(key));
+        return JSON.parse(inMemory.get(key) ?? localStorage.getItem(key));
     } catch {
         return null;
     }
@@ -64,8 +66,8 @@ export function putBack(key, form) {
 }
 
 export function forget(key) {
-    if (key)
-        localStorage.removeItem(key);
+    inMemory.delete(key);
+    localStorage.removeItem(key);
 }
 
 function keys() {
@@ -92,7 +94,7 @@ export function offerSharing() {
     box.addEventListener("change", () => {
         sessionStorage.setItem(shared, box.checked ? "yes" : "no");
         if (box.checked)
-            keys().forEach(forget);
+            keys().forEach((key) => localStorage.removeItem(key));
     });
     document.getElementById("keeping").hidden = false;
 }

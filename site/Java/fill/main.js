@@ -6,6 +6,7 @@ import { describe, isOpen, questions } from "../shared/form.js";
 import * as draft from "./draft.js";
 import { dress, kindOf } from "./framed.js";
 import { printWhole } from "./paper.js";
+import { beginVisit, isVisitOver } from "./tabs.js";
 import { showOpen, showStep } from "./way.js";
 
 const frame = document.getElementById("surva");
@@ -63,6 +64,7 @@ function goOn(page) {
     const way = pending;
     pending = null;
     if (way.version) {
+        beginVisit();
         frame.contentWindow.location.replace(`surva.asp?version=${encodeURIComponent(way.version)}`);
         return;
     }
@@ -83,6 +85,7 @@ function onPin(page) {
     box.form.addEventListener("submit", () => {
         box.value = box.value.replace(/\s+/g, "");
         entry = { pin: box.value };
+        beginVisit();
     });
     if (pending)
         return goOn(page);
@@ -97,6 +100,16 @@ function onPin(page) {
 function onDetails(page) {
     const box = page.querySelector("textarea[name=Notes i]");
     box.setAttribute("aria-label", "Mistakes or missing data");
+    box.form.addEventListener("submit", refuseOver);
+}
+
+// What is sent for a visit that is over would be stored under another's name.
+function refuseOver(event) {
+    if (!isVisitOver())
+        return;
+    event.preventDefault();
+    tell("Somebody has begun anew in another tab of this browser, which ended this visit. Nothing was stored.", "Go on", enter);
+    scrollTo(0, 0);
 }
 
 function keepDraft(key, page) {
@@ -132,6 +145,9 @@ function onForm(page) {
         if (sending)
             return event.preventDefault();
         keepDraft(key, page);
+        refuseOver(event);
+        if (event.defaultPrevented)
+            return;
         sending = true;
         lost = key;
         watchSending();

@@ -94,7 +94,8 @@ function shareHeight(page) {
         const needed = document.querySelector("form").getBoundingClientRect().bottom + window.scrollY + document.body.scrollTop + 12;
         set.rows = `${Math.round(Math.min(needed, page.defaultView.innerHeight * 0.62))},*`;
     };
-    fit();
+    // Links to our own pages come later.
+    new ResizeObserver(fit).observe(document.querySelector("body > table"));
     page.defaultView.addEventListener("resize", fit);
 }
 
