@@ -25,6 +25,7 @@ TEST(TableReader, ReadsWhatSpreadsheetsWrite) {
   EXPECT_EQ(Cells("only\nnames"), "1:only|2:names|");
   EXPECT_EQ(Cells("a,b\n\n1,\"2\n3"), "Line 3 opens a quote that nothing closes.1:a|b|");
   EXPECT_EQ(Cells(" \n ,\n"), "There is no line in it.");
+  EXPECT_EQ(ReadTable("a" + std::string(59, ',')).problem, "");
   EXPECT_EQ(Cells(std::string(100, ',')), "Line 1 has more than 60 columns.");
   std::string many;
   for (std::size_t i = 0; i < kMostLines + 2; ++i) many += "a\n";
