@@ -21,7 +21,7 @@ std::string JsonOf(const Given& given) {
   return "\"answers\":" + std::to_string(given.answers) + ",\"respondents\":" + std::to_string(given.respondents);
 }
 
-void Count(data::Rows rows, Given& all, std::map<std::int64_t, Given>& choices) {
+void Count(const data::Rows& rows, Given& all, std::map<std::int64_t, Given>& choices) {
   for (const Row& row : rows) {
     Given& choice = choices[row["FieldValueID"].Integer()];
     choice.answers += row["Answers"].Integer();

@@ -20,7 +20,6 @@ namespace surva::desk {
 using data::Bound;
 using data::Number;
 using data::Row;
-using data::Rows;
 
 namespace {
 

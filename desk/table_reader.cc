@@ -58,9 +58,8 @@ char SeparatorOf(std::string_view text) {
   return kSeparators[static_cast<std::size_t>(std::ranges::max_element(counts) - counts.begin())];
 }
 
-std::string Trimmed(std::string text) {
+std::string Trimmed(std::string_view rest) {
   constexpr std::string_view kHardBlank = "\u00a0";
-  std::string_view rest = text;
   const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   for (;;) {
     if (!rest.empty() && blank(rest.front())) {
@@ -106,11 +105,8 @@ class Reader {
         return Refuse(line.number, "has more than " + std::to_string(kMostCells) + " columns");
       }
     } while (Next(separator_));
-    if (Next('\r')) {
-      Next('\n');
-    } else {
-      Next('\n');
-    }
+    Next('\r');
+    Next('\n');
     ++number_;
     if (!table_.problem.empty() || !filled) return;
     if (table_.lines.size() == kMostLines + 1) return Refuse(line.number, "is one too many; bring 20,000 at a time");

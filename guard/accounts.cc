@@ -11,7 +11,6 @@ namespace surva::guard {
 namespace {
 
 using data::Bound;
-using data::Number;
 
 constexpr std::size_t kLongestName = 60;
 constexpr std::size_t kShortestPassword = 10;

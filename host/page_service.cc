@@ -69,7 +69,6 @@ wire::HttpResponse AnswerOf(Response& response, std::string policy) {
     answer = Redirection(LocationOf(*response.redirect()));
     if (cache_control.empty()) cache_control = "no-store";
   } else {
-    answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
     answer.headers.emplace_back("Content-Security-Policy", std::move(policy));
     if (cache_control.empty()) cache_control = "private";
   }
@@ -77,6 +76,9 @@ wire::HttpResponse AnswerOf(Response& response, std::string policy) {
   answer.headers.emplace_back("Cache-Control", std::move(cache_control));
   if (const auto minutes = response.expires()) {
     answer.headers.emplace_back("Expires", wire::HttpDate(std::time(nullptr) + 60 * *minutes));
+  }
+  if (!response.redirect()) {
+    answer.body = IsAscii(response.page()) ? std::move(response).TakePage() : ToWindows1252(response.page());
   }
   return answer;
 }

@@ -1,13 +1,13 @@
 #include "program/log_file.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <system_error>
 #include <utility>

@@ -14,7 +14,6 @@ namespace surva::upkeep {
 namespace {
 
 using data::Bound;
-using data::Column;
 using data::ColumnType;
 using data::Dialect;
 using data::Effect;

@@ -68,7 +68,7 @@ std::string ColumnDefinition(const Column& column, Dialect dialect) {
     case kLongText:
       break;
   }
-  const std::string text = name + (sqlite ? " TEXT COLLATE " + std::string(kCollation) : " citext COLLATE \"C\"");
+  std::string text = name + (sqlite ? " TEXT COLLATE " + std::string(kCollation) : " citext COLLATE \"C\"");
   if (column.type == kLongText) return text;
   return text + " CHECK (" + (sqlite ? "length(" + name + ")" : "char_length(" + name + "::text)") + " <= " + width +
          ")";

@@ -69,7 +69,7 @@ class Tally {
 
 // SQLite keeps a pointer's room for each group, in zeroes at first.
 void Step(sqlite3_context* context, int, sqlite3_value** values) {
-  auto** const tally = static_cast<Tally**>(sqlite3_aggregate_context(context, sizeof(Tally*)));
+  auto** const tally = static_cast<Tally**>(sqlite3_aggregate_context(context, sizeof(void*)));
   if (tally == nullptr) return sqlite3_result_error_nomem(context);
   try {
     if (*tally == nullptr) *tally = new Tally;
