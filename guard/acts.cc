@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::guard {
@@ -36,21 +37,7 @@ constexpr std::string_view kReaders[] = {"/admin/browse.asp", "/admin/default.as
 
 // A name as the form decoder will read it, in small letters.
 std::string DecodedName(std::string_view name) {
-  const auto digit = [](char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-  };
-  std::string decoded;
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    if (name[i] == '%' && i + 2 < name.size() && digit(name[i + 1]) >= 0 && digit(name[i + 2]) >= 0) {
-      decoded += static_cast<char>(digit(name[i + 1]) * 16 + digit(name[i + 2]));
-      i += 2;
-    } else {
-      decoded += name[i] == '+' ? ' ' : name[i];
-    }
-  }
-  return LowerName(decoded);
+  return LowerName(DecodeEscapes(name));
 }
 
 }  // namespace
