@@ -29,6 +29,21 @@ constexpr int kReadersPatience = 20;  // milliseconds in which they may end what
               path + ": the log of changes cannot be read or written");
 }
 
+// Null if it cannot be opened.
+sqlite3* OpenToCheckpoint(const std::string& path) {
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  if (code == SQLITE_OK) {
+    sqlite3_busy_timeout(opened, kReadersPatience);
+    // The log is known only after the first read.
+    if (sqlite3_exec(opened, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr) == SQLITE_OK)
+      return opened;
+  }
+  sqlite3_close_v2(opened);
+  return nullptr;
+}
+
 }  // namespace
 
 void ChangeLog::Grown(int pages) {
@@ -56,19 +71,11 @@ void ChangeLog::Rest() {
 }
 
 void ChangeLog::Keep() {
-  sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(path_.c_str(), &opened,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   const auto close = [this](sqlite3* database) {
     if (broken_) sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_close_v2(database);
   };
-  const std::unique_ptr<sqlite3, decltype(close)> database(opened, close);
-  if (code == SQLITE_OK) {
-    sqlite3_busy_timeout(opened, kReadersPatience);
-    // Known only after the first read.
-    sqlite3_exec(opened, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
-  }
+  std::unique_ptr<sqlite3, decltype(close)> database(nullptr, close);
   bool rest_is_left = false;
   std::unique_lock lock(mutex_);
   while (true) {
@@ -80,11 +87,19 @@ void ChangeLog::Keep() {
     if (ends_) return;
     wanted_ = false;
     lock.unlock();
+    if (!database) database.reset(OpenToCheckpoint(path_));
     int length = 0;
     int done = 0;
-    int outcome = sqlite3_wal_checkpoint_v2(opened, nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &done);
+    // What cannot be opened now, because there are no descriptors left, can be a moment later.
+    if (!database) {
+      lock.lock();
+      rest_is_left = wanted_ = true;
+      wake_.wait_for(lock, kAgain, [this] { return ends_; });
+      continue;
+    }
+    int outcome = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &done);
     if (outcome == SQLITE_OK && length > kTooMany && gate_.Enter(kGatePatience)) {
-      outcome = sqlite3_wal_checkpoint_v2(opened, nullptr, SQLITE_CHECKPOINT_RESTART, &length, &done);
+      outcome = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_RESTART, &length, &done);
       gate_.Leave();
     }
     if (outcome == SQLITE_IOERR_FSYNC) Break();
