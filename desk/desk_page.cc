@@ -1,5 +1,6 @@
 #include "desk/desk_page.h"
 
+#include "desk/parts.h"
 #include "frame/page_frame.h"
 #include "frame/values/text.h"
 
@@ -29,6 +30,18 @@ void WriteHead(Markup& page, std::string_view title) {
        "<script src=\"/Java/Desk.js\" defer></script>\n</head>\n<body>\n"});
 }
 
+// The PIN list belongs to one event: the one that the page's own address names, or else the one that is chosen among
+// the events.
+void WriteAddress(Markup& page, const Context& context, const PageLink& link) {
+  if (link.address != "/admin/list.asp") {
+    page.Write({link.address});
+  } else if (const auto event = ReadKey(context.request.QueryString("event"))) {
+    page.Write({link.address, "?Schedule=", *event});
+  } else {
+    page.Write({"/admin/schedule.asp?Action=P"});
+  }
+}
+
 // Entries of one group stand together in the table of addresses.
 void WriteMenu(Markup& page, const Context& context) {
   page.Write({"<a class=\"skip\" href=\"#content\">To the content</a>\n<header>\n"
@@ -41,7 +54,9 @@ void WriteMenu(Markup& page, const Context& context) {
       group = link.group;
     }
     const bool here = EqualNames(link.address.substr(0, link.address.find('?')), context.http.path);
-    page.Write({"<li><a href=\"", link.address, "\""});
+    page.Write({"<li><a href=\""});
+    WriteAddress(page, context, link);
+    page.Write({"\""});
     if (here) page.Write({" aria-current=\"page\""});
     page.Write({">", link.caption, "</a></li>\n"});
   }

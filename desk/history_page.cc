@@ -11,19 +11,19 @@ namespace {
 constexpr int kChangesOnPage = 100;
 
 void WriteFilter(Markup& page, const Context& context, const guard::History::Filter& filter) {
-  page.Write({"<form method=\"get\" action=\"/admin/history\">\n<p><label class=\"inline\" for=\"table\">Table</label> "
-              "<select id=\"table\" name=\"table\"><option value=\"\">all</option>"});
+  page.Write(
+      {"<form method=\"get\" action=\"/admin/history\" class=\"grid-form\">\n<div><label for=\"table\">Table</label>"
+       "<select id=\"table\" name=\"table\"><option value=\"\">all</option>"});
   for (const data::Table* table : data::AllTables()) {
     page.Write({"<option"});
     if (EqualNames(table->name, filter.table)) page.Write({" selected"});
     page.Write({">", table->name, "</option>"});
   }
-  page.Write({"</select> <label class=\"inline\" for=\"person\">Person</label> "
-              "<input id=\"person\" name=\"person\" size=\"12\" value=\"",
+  page.Write({"</select></div>\n<div><label for=\"person\">Person</label><input id=\"person\" name=\"person\" value=\"",
               std::string_view(filter.person),
-              "\"> "
-              "<label class=\"inline\" for=\"day\">Day</label> <input id=\"day\" name=\"day\" type=\"date\" value=\"",
-              context.request.QueryString("day"), "\"> <button class=\"quiet\">Show</button></p>\n</form>\n"});
+              "\"></div>\n<div><label for=\"day\">Day</label><input id=\"day\" name=\"day\" type=\"date\" value=\"",
+              context.request.QueryString("day"),
+              "\"></div>\n<div><button class=\"quiet\">Show</button></div>\n</form>\n"});
 }
 
 void WriteChange(Markup& page, const guard::Change& change) {

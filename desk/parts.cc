@@ -149,6 +149,10 @@ void WriteEventLinks(Markup& page, const Context& context, std::int64_t event) {
        [](Markup& out, std::int64_t key) {
          out.Write({"<a href=\"/admin/import?event=", key, "\">Enrol from a list</a>\n"});
        }},
+      {"/admin/list.asp",
+       [](Markup& out, std::int64_t key) {
+         out.Write({"<a href=\"/admin/list.asp?Schedule=", key, "\">PIN list</a>\n"});
+       }},
       {"/admin/export",
        [](Markup& out, std::int64_t key) {
          out.Write({"<a href=\"/admin/export?event=", key, "\">Export</a>\n"});

@@ -25,8 +25,8 @@ std::string Typed(const std::string& address) {
 void WriteSlip(Markup& page, const Event& event, const Row& participant, const std::string& site,
                const std::optional<DateTime>& close) {
   const std::string pin = participant["PIN"].Text();
-  page.Write({"<article class=\"slip\"><div><h2 dir=\"auto\">", participant["FirstName"], " ", participant["LastName"],
-              "</h2><p class=\"training\" dir=\"auto\">", event.training_name, "</p><p>", event.Period(),
+  page.Write({"<article class=\"slip\"><h2 dir=\"auto\">", participant["FirstName"], " ", participant["LastName"],
+              "</h2><p class=\"training\" dir=\"auto\">", event.training_name, "</p><div><p>", event.Period(),
               "</p><p class=\"how\">Please tell us how it was:<br><b>", Typed(site), "</b></p><p>PIN <b class=\"pin\">",
               pin, "</b></p>"});
   if (close) page.Write({"<p class=\"soft\">until ", DayText(*close), "</p>"});

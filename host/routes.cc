@@ -62,8 +62,13 @@ constexpr Route kRoutes[] = {
      .group = "Planning",
      .caption = "Events",
      .address = "/admin/schedule.asp?Action=P"},
-    // The PIN list belongs to one event and is reached from there.
-    {.path = "/admin/list.asp", .roles = kPlanner, .make = Make<List>},
+    // The list of one event: who shows the menu gives it the event (desk/desk_page.cc, Java/Surva.js).
+    {.path = "/admin/list.asp",
+     .roles = kPlanner,
+     .make = Make<List>,
+     .group = "Planning",
+     .caption = "PIN lists",
+     .address = "/admin/list.asp"},
     {.path = "/admin/slips",
      .roles = kPlanner,
      .desk = desk::ShowSlips,

@@ -12,6 +12,7 @@
         { address: "default.asp", caption: "Start", group: "Start" },
         { address: "CreateForm.asp", caption: "Survas", group: "Survas" },
         { address: "schedule.asp?Action=P", caption: "Events", group: "Planning" },
+        { address: "list.asp", caption: "PIN lists", group: "Planning" },
         { address: "company.asp?Action=P", caption: "Companies", group: "Records" },
         { address: "student.asp?Action=P", caption: "Students", group: "Records" },
         { address: "Trainer.asp?Action=P", caption: "Trainers", group: "Records" },
@@ -45,21 +46,13 @@
         return made;
     }
 
-    // The PIN lists follow the events, the public page ends the bar.
-    function entries(pages) {
-        const events = pages.findIndex(({ address }) => pageName(address) === "schedule.asp");
-        const all = pages.slice();
-        if (events >= 0)
-            all.splice(events + 1, 0, { address: pinList(), caption: "PIN lists", group: pages[events].group });
-        return [...all, publicPage];
-    }
-
     function groups(pages) {
         const found = new Map();
         let current = false;
-        for (const { address, caption, group } of entries(pages)) {
-            const link = element("a", { href: address, textContent: caption });
-            if (!current && pageName(address) === pageName(location.pathname)) {
+        for (const { address, caption, group } of [...pages, publicPage]) {
+            const page = pageName(address);
+            const link = element("a", { href: page === "list.asp" ? pinList() : address, textContent: caption });
+            if (!current && page === pageName(location.pathname)) {
                 link.setAttribute("aria-current", "page");
                 current = true;
             }
