@@ -12,6 +12,8 @@ namespace {
 
 using data::Bound;
 
+// Held by what changes accounts and by who has proved to have one, to the commit.
+constexpr std::string_view kAccounts = "staff accounts";
 constexpr std::size_t kLongestName = 60;
 constexpr std::size_t kShortestPassword = 10;
 constexpr std::size_t kLongestPassword = 256;
@@ -93,9 +95,10 @@ std::optional<Person> Accounts::Find(std::string_view name) const {
 void Accounts::Add(std::string_view name, Role role, std::string_view password) {
   CheckName(name);
   CheckPassword(name, password);
+  const std::string hash = HashOf(password);
+  connection_.Lock(kAccounts);
   if (!Any() && role != Role::kOwner) throw AccountError("The first account must be an owner's.");
   const std::string key = KeyOf(name);
-  const std::string hash = HashOf(password);
   if (connection_.Execute({"insert into StaffAccount (AccountKey, Name, Role, PasswordHash) values (", Bound(Key(key)),
                            ", ", Bound(Field(name)), ", ", Bound(Field(NameOf(role))), ", ", Bound(Key(hash)),
                            ") on conflict (AccountKey) do nothing"}) == 0) {
@@ -118,6 +121,7 @@ void Accounts::EndSessions(std::string_view name) {
 }
 
 void Accounts::Remove(std::string_view name) {
+  connection_.Lock(kAccounts);
   KeepAnOwner(name);
   const std::string key = KeyOf(name);
   if (connection_.Execute({"delete from StaffAccount where AccountKey=", Bound(Key(key))}) == 0) {
@@ -131,6 +135,7 @@ void Accounts::SetPassword(std::string_view name, std::string_view password) {
   CheckPassword(name, password);
   const std::string key = KeyOf(name);
   const std::string hash = HashOf(password);
+  connection_.Lock(kAccounts);
   if (connection_.Execute(
           {"update StaffAccount set PasswordHash=", Bound(Key(hash)), " where AccountKey=", Bound(Key(key))}) == 0) {
     throw AccountError("There is no account of that name.");
@@ -139,6 +144,7 @@ void Accounts::SetPassword(std::string_view name, std::string_view password) {
 }
 
 void Accounts::SetRole(std::string_view name, Role role) {
+  connection_.Lock(kAccounts);
   if (role != Role::kOwner) {
     const auto person = Find(name);
     if (person && List().size() == 1) throw AccountError("One owner must remain.");
@@ -156,12 +162,17 @@ std::optional<Person> Accounts::Verify(std::string_view name, std::string_view p
   // Of nobody's password: compared with where a name is unknown.
   static const std::string kNobody = HashOf("a password that nobody has");
   const std::string key = KeyOf(name);
-  const data::Rows rows =
-      connection_.Query({"select Name, Role, PasswordHash from StaffAccount where AccountKey=", Bound(Key(key))});
-  const bool known = !rows.empty();
-  const bool right = IsPasswordOf(known ? rows.First()["PasswordHash"].Text() : kNobody, password);
-  if (!known || !right) return {};
-  return Person{rows.First()["Name"].Text(), ReadRole(rows.First()["Role"].Text()).value_or(Role::kAnalyst)};
+  const auto read = [&] {
+    return connection_.Query({"select Name, Role, PasswordHash from StaffAccount where AccountKey=", Bound(Key(key))});
+  };
+  const data::Rows before = read();
+  const std::string hash = before.empty() ? kNobody : before.First()["PasswordHash"].Text();
+  if (!IsPasswordOf(hash, password) || before.empty()) return {};
+  // That took a while. Whoever has changed or removed the account meanwhile has ended its sessions, and none may begin.
+  connection_.Lock(kAccounts);
+  const data::Rows now = read();
+  if (now.empty() || now.First()["PasswordHash"].Text() != hash) return {};
+  return Person{now.First()["Name"].Text(), ReadRole(now.First()["Role"].Text()).value_or(Role::kAnalyst)};
 }
 
 }  // namespace surva::guard

@@ -36,7 +36,8 @@ class Accounts {
   void SetPassword(std::string_view name, std::string_view password);
   void SetRole(std::string_view name, Role role);
 
-  // Who that is, if the password is his. Takes the same time for a name that nobody has.
+  // Who that is, if the password is his. Takes the same time for a name that nobody has. Holds the accounts to the
+  // commit: what he begins by it, a change of his account finds and ends.
   std::optional<Person> Verify(std::string_view name, std::string_view password) const;
 
  private:

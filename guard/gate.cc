@@ -54,8 +54,12 @@ std::int64_t SecondsNow() {
 
 bool Gate::IsGuarded(data::Connection& connection, std::int64_t now) {
   if (guarded_) return true;
-  // Accounts may be added while the program runs.
-  if (looked_.exchange(now) != now && Accounts(connection).Any()) guarded_ = true;
+  // Accounts may be added while the program runs. That somebody has looked counts once he knows: who asks meanwhile, or
+  // when the database did not tell, looks himself.
+  if (looked_ != now) {
+    if (Accounts(connection).Any()) guarded_ = true;
+    looked_ = now;
+  }
   return guarded_;
 }
 

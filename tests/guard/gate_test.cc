@@ -75,6 +75,12 @@ TEST_P(GateTest, AsksNobodyUntilThereIsAnAccount) {
   for (Gate* each : {&gate, &trusting}) {
     EXPECT_EQ(each->Admit(*connection_, Request(), Roles::All(), kNow + 1).refusal, Refusal::kSignIn);
   }
+  // A program that has just begun: nobody passes while another one asks whether there are accounts.
+  Gate begun;
+  EXPECT_EQ(PassAtOnce([&](data::Connection& connection, int) {
+              return begun.Admit(connection, Request(), Roles::All(), kNow).refusal == Refusal::kNone;
+            }),
+            0);
 }
 
 TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
@@ -181,6 +187,40 @@ TEST_P(GateTest, RefusesAccountsThatGuardNothing) {
   EXPECT_THROW(accounts.SetRole("anna", Role::kAnalyst), AccountError);
   accounts.Remove("anna");
   EXPECT_FALSE(accounts.Any());
+}
+
+TEST_P(GateTest, NothingPassesBetweenAChangeOfAccountsAndWhatHangsOnIt) {
+  Accounts accounts(*connection_);
+  for (const char* name : {"anna", "bert"}) accounts.Add(name, Role::kOwner, kPassword);
+  accounts.Add("paul", Role::kPlanner, kPassword);
+  connection_->Commit();
+  const auto remove = [](data::Connection& connection, std::string_view name) {
+    try {
+      Accounts(connection).Remove(name);
+      connection.Commit();
+      return true;
+    } catch (const AccountError&) {
+      return false;
+    }
+  };
+  // Whose account goes while his password is being looked at, which takes a while, has no session behind that.
+  std::atomic<bool> signed_in = false;
+  std::jthread remover([&] {
+    data::Connection connection(*database_);
+    while (connection.Query({"select TryKey from WrongTry"}).empty() && !signed_in) std::this_thread::yield();
+    remove(connection, "paul");
+  });
+  Gate gate;
+  SignIn(gate, "paul", kPassword);
+  signed_in = true;
+  remover.join();
+  EXPECT_TRUE(connection_->Query({"select SessionKey from StaffSession"}).empty());
+  // Two owners who remove each other.
+  accounts.Add("paul", Role::kPlanner, kPassword);
+  connection_->Commit();
+  EXPECT_EQ(
+      PassAtOnce([&](data::Connection& connection, int i) { return remove(connection, i % 2 == 0 ? "anna" : "bert"); }),
+      1);
 }
 
 // Two nodes count together: each has a guard of its own on one database.
