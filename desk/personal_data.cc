@@ -87,12 +87,22 @@ std::string OfVisits(std::int64_t student) {
   return "%9:StudentID" + std::to_string(value.size()) + ":" + value + "%";
 }
 
+std::string LogonOf(std::string_view student) {
+  return "logon " + std::string(student);
+}
+
 // What a visitor has under way ends before his visit does.
 void EndVisits(data::Connection& db, std::int64_t student) {
-  for (const Row& visit : db.Query({"select SessionKey from VisitorSession where Contents like ",
-                                    data::Pattern(OfVisits(student)), " order by SessionKey"})) {
-    db.Lock(visit["SessionKey"].Text());
-  }
+  const auto hold = [&] {
+    for (const Row& visit : db.Query({"select SessionKey from VisitorSession where Contents like ",
+                                      data::Pattern(OfVisits(student)), " order by SessionKey"})) {
+      db.Lock(visit["SessionKey"].Text());
+    }
+  };
+  hold();
+  // A logon has its visitor's key before this one as well.
+  db.Lock(LogonOf(std::to_string(student)));
+  hold();
   db.Execute({"delete from VisitorSession where Contents like ", data::Pattern(OfVisits(student))});
 }
 
@@ -197,6 +207,12 @@ std::int64_t CountVisits(data::Connection& db, std::int64_t student) {
       .Query({"select count(*) as Visits from VisitorSession where Contents like ", data::Pattern(OfVisits(student))})
       .First()["Visits"]
       .Integer();
+}
+
+bool HoldLogon(data::Connection& db, std::string_view pin, const Value& student) {
+  db.Lock(LogonOf(student.Text()));
+  return !db.Query({"select PIN from Participant where PIN=", data::Text(pin), " and StudentID=", Number(student)})
+              .empty();
 }
 
 void EraseStudent(data::Connection& db, std::int64_t student) {

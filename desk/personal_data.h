@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "frame/data/connection.h"
 #include "frame/values/date_time.h"
@@ -18,6 +19,10 @@ std::string PersonalDataAsJson(data::Connection& connection, std::int64_t studen
 data::Rows HistoryOf(data::Connection& connection, std::int64_t student);
 // Forms that somebody has begun with a PIN of the person's and may go on with.
 std::int64_t CountVisits(data::Connection& connection, std::int64_t student);
+
+// Lets the visit of a PIN begin, if the PIN still is the student's: whoever erases him meanwhile waits for the commit,
+// and finds the visit.
+bool HoldLogon(data::Connection& connection, std::string_view pin, const Value& student);
 
 // The person, his enrolments, answers, remarks, mails, visits, and what the history knows of them. The figures of his
 // events lose his answers.

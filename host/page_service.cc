@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "desk/close_date.h"
+#include "desk/personal_data.h"
 #include "desk/sign_in.h"
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
@@ -381,7 +382,9 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
                       }};
   order.route->make(context)->Serve();
 
-  if (is_public && connection.HasWritten() && !visit.Stands(connection)) {
+  const bool erased =
+      response.pin_found().value_or(false) && !desk::HoldLogon(connection, request("PIN"), session["StudentID"]);
+  if (erased || (is_public && connection.HasWritten() && !visit.Stands(connection))) {
     // Whose visit it was has been erased.
     connection.Rollback();
     return wire::StatusPage(409, "This visit has been ended, and nothing of it was stored.");

@@ -59,6 +59,19 @@ TEST_P(Privacy, ErasesAPersonWhoIsFillingIn) {
   EXPECT_EQ(Read({"select count(*) from Mark where StudentID=201"}), "0");
 }
 
+TEST_P(Privacy, ErasesAPersonWhoLogsOn) {
+  test::Watch watch;
+  test::Node node(database.dsn(), {.wrap = test::WatchedEngine::Around(watch)});
+  data::Connection eraser(*database);
+  EraseStudent(eraser, 201);
+  auto logon = node.Send(test::RequestFor("/surva.asp", "", "PIN=2221"));
+  while (watch.reads == 0) std::this_thread::yield();
+  logon.wait_for(std::chrono::milliseconds(300));  // the PIN stands, as far as he can see
+  eraser.Commit();
+  logon.get();
+  EXPECT_EQ(CountVisits(eraser, 201), 0);
+}
+
 TEST_P(Privacy, ForgetsManyWhoseEventsAreLongOver) {
   Write({"insert into Student (LastName) values ('Newcomer')"});
   // Of the one event only, which has ended; 203 is on a later one as well.
