@@ -148,6 +148,8 @@ class AnswerColumns {
     const auto found = questions_.find(mark["QuestionID"].Integer());
     if (found == questions_.end()) return;
     const Question& question = found->second;
+    // Of several answers the first counts, as on the form.
+    if (!question.boxes && !cells[question.column].IsNull()) return;
     if (question.text) {
       cells[question.column] = Value(mark["TextAnswer"]);
       return;
