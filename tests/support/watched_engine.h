@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <latch>
 #include <memory>
 
 #include "frame/data/database.h"
@@ -18,6 +19,8 @@ struct Watch {
   std::atomic<bool> fail_commit = false;
   std::atomic<bool> lose_commit = false;  // it goes through, and its answer is lost
   std::atomic<int> flushed_commits = 0;
+  std::atomic<bool> away = false;            // the database does not answer
+  std::atomic<std::latch*> hangs = nullptr;  // statements wait for it
 
   void Reset() { reads = writes = 0; }
 };
@@ -34,6 +37,8 @@ class WatchedEngine : public data::ForwardingEngine {
   }
 
   data::Rows Run(data::Statement statement, data::Effect effect) override {
+    if (std::latch* const release = watch_.hangs) release->wait();
+    if (watch_.away) throw Fault(FaultNumber::kConnectionFailed, "test", "The database does not answer.");
     (effect == data::Effect::kRead ? watch_.reads : watch_.writes)++;
     if (effect == data::Effect::kWrite && watch_.fail_write > 0 && --watch_.fail_write == 0) {
       throw Fault(FaultNumber::kValueRefused, "test", "The write was told to fail.");

@@ -16,15 +16,11 @@ namespace surva::test {
 namespace {
 
 TEST(Dates, ReadFromText) {
-  for (const auto& [text, iso] : {std::pair("1-January-2001", "2001-01-01"),
-                                  {"31 dec 99", "1999-12-31"},
-                                  {"1-jan-0", "2000-01-01"},
-                                  {"01-JAN-29", "2029-01-01"},
-                                  {"1-Jan-30", "1930-01-01"},
-                                  {"29-february-2000", "2000-02-29"},
-                                  {"2 May-2004", "2004-05-02"},
-                                  {"1-Jan-0100", "0100-01-01"},
-                                  {"31-October-9999", "9999-10-31"}}) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"1-January-2001", "2001-01-01"}, {"31 dec 99", "1999-12-31"},  {"1-jan-0", "2000-01-01"},
+      {"01-JAN-29", "2029-01-01"},      {"1-Jan-30", "1930-01-01"},   {"29-february-2000", "2000-02-29"},
+      {"2 May-2004", "2004-05-02"},     {"1-Jan-0100", "0100-01-01"}, {"31-October-9999", "9999-10-31"}};
+  for (const auto& [text, iso] : cases) {
     const auto at = ReadDateText(text);
     EXPECT_EQ(at ? IsoText(*at) : "none", std::string(iso) + " 00:00:00") << text;
   }
@@ -43,22 +39,24 @@ TEST(Dates, ReadFromText) {
 }
 
 TEST(Dates, OnAPage) {
-  for (const auto& [at, text] : {std::pair(DateTime{2004, 3, 1}, "3/1/2004"),
-                                 {DateTime{2004, 12, 31, 0, 0, 1}, "12/31/2004 12:00:01 AM"},
-                                 {DateTime{2004, 1, 2, 9, 5, 0}, "1/2/2004 9:05:00 AM"},
-                                 {DateTime{2004, 1, 2, 11, 59, 59}, "1/2/2004 11:59:59 AM"},
-                                 {DateTime{2004, 1, 2, 12, 0, 0}, "1/2/2004 12:00:00 PM"},
-                                 {DateTime{1999, 1, 2, 23, 0, 9}, "1/2/1999 11:00:09 PM"}}) {
+  const std::pair<DateTime, const char*> cases[] = {{DateTime{2004, 3, 1}, "3/1/2004"},
+                                                    {DateTime{2004, 12, 31, 0, 0, 1}, "12/31/2004 12:00:01 AM"},
+                                                    {DateTime{2004, 1, 2, 9, 5, 0}, "1/2/2004 9:05:00 AM"},
+                                                    {DateTime{2004, 1, 2, 11, 59, 59}, "1/2/2004 11:59:59 AM"},
+                                                    {DateTime{2004, 1, 2, 12, 0, 0}, "1/2/2004 12:00:00 PM"},
+                                                    {DateTime{1999, 1, 2, 23, 0, 9}, "1/2/1999 11:00:09 PM"}};
+  for (const auto& [at, text] : cases) {
     EXPECT_EQ(PageText(at), text);
   }
 }
 
 TEST(Dates, Stored) {
-  for (const auto& [text, iso] : {std::pair("2004-02-29", "2004-02-29 00:00:00"),
-                                  {"2004-02-29 23:59:59", "2004-02-29 23:59:59"},
-                                  {"2004-02-29T10:07", "2004-02-29 10:07:00"},
-                                  {"2004-02-29 10:07:08.999999", "2004-02-29 10:07:08"},
-                                  {"0001-01-01 00:00:00", "0001-01-01 00:00:00"}}) {
+  const std::pair<const char*, const char*> cases[] = {{"2004-02-29", "2004-02-29 00:00:00"},
+                                                       {"2004-02-29 23:59:59", "2004-02-29 23:59:59"},
+                                                       {"2004-02-29T10:07", "2004-02-29 10:07:00"},
+                                                       {"2004-02-29 10:07:08.999999", "2004-02-29 10:07:08"},
+                                                       {"0001-01-01 00:00:00", "0001-01-01 00:00:00"}};
+  for (const auto& [text, iso] : cases) {
     const auto at = ReadIso(text);
     EXPECT_EQ(at ? IsoText(*at) : "none", iso) << text;
   }
@@ -91,19 +89,13 @@ TEST(Dates, DaysAndWeeks) {
 }
 
 TEST(Numbers, NumericTest) {
-  for (const auto& [text, value] : {std::pair("0", 0.0),
-                                    {"-5", -5.0},
-                                    {" 7 ", 7.0},
-                                    {"\t+7\n", 7.0},
-                                    {"1,234", 1234.0},
-                                    {"12,345,678.5", 12345678.5},
-                                    {"5.", 5.0},
-                                    {"-.5", -0.5},
-                                    {"1e3", 1000.0},
-                                    {"1.5E-1", 0.15},
-                                    {"1,000e2", 100000.0},
-                                    {"007", 7.0},
-                                    {"1e-300", 1e-300}}) {
+  const std::pair<const char*, double> cases[] = {
+      {"0", 0.0},        {"-5", -5.0},          {" 7 ", 7.0},
+      {"\t+7\n", 7.0},   {"1,234", 1234.0},     {"12,345,678.5", 12345678.5},
+      {"5.", 5.0},       {"-.5", -0.5},         {"1e3", 1000.0},
+      {"1.5E-1", 0.15},  {"1,000e2", 100000.0}, {"007", 7.0},
+      {"1e-300", 1e-300}};
+  for (const auto& [text, value] : cases) {
     const auto number = ReadNumeric(text);
     ASSERT_TRUE(number) << text;
     EXPECT_DOUBLE_EQ(*number, value) << text;
@@ -117,27 +109,17 @@ TEST(Numbers, NumericTest) {
 }
 
 TEST(Numbers, ToSixteenBits) {
-  for (const auto& [text, value] : {std::pair("", 0),
-                                    {"0.5", 0},
-                                    {"1.5", 2},
-                                    {"2.5", 2},
-                                    {"-0.5", 0},
-                                    {"-1.5", -2},
-                                    {" 12 ", 12},
-                                    {"1,234", 1234},
-                                    {"32767", 32767},
-                                    {"32767.4", 32767},
-                                    {"-32768", -32768},
-                                    {"-32768.5", -32768}}) {
+  const std::pair<const char*, int> cases[] = {
+      {"", 0},      {"0.5", 0},      {"1.5", 2},       {"2.5", 2},         {"-0.5", 0},        {"-1.5", -2},
+      {" 12 ", 12}, {"1,234", 1234}, {"32767", 32767}, {"32767.4", 32767}, {"-32768", -32768}, {"-32768.5", -32768}};
+  for (const auto& [text, value] : cases) {
     EXPECT_EQ(ToInt16(text), value) << text;
   }
-  for (const auto& [text, number] : {std::pair("32768", FaultNumber::kOverflow),
-                                     {"32767.5", FaultNumber::kOverflow},
-                                     {"-32769", FaultNumber::kOverflow},
-                                     {"1e300", FaultNumber::kOverflow},
-                                     {"abc", FaultNumber::kTypeMismatch},
-                                     {" ", FaultNumber::kTypeMismatch},
-                                     {"1, 2", FaultNumber::kTypeMismatch}}) {
+  const std::pair<const char*, FaultNumber> refused[] = {
+      {"32768", FaultNumber::kOverflow},   {"32767.5", FaultNumber::kOverflow}, {"-32769", FaultNumber::kOverflow},
+      {"1e300", FaultNumber::kOverflow},   {"abc", FaultNumber::kTypeMismatch}, {" ", FaultNumber::kTypeMismatch},
+      {"1, 2", FaultNumber::kTypeMismatch}};
+  for (const auto& [text, number] : refused) {
     try {
       ToInt16(text);
       ADD_FAILURE() << text;
@@ -148,21 +130,22 @@ TEST(Numbers, ToSixteenBits) {
 }
 
 TEST(Numbers, OnAPage) {
-  for (const auto& [number, text] : {std::pair(0.0, "0"),
-                                     {-0.0, "0"},
-                                     {2.0, "2"},
-                                     {2.50, "2.5"},
-                                     {-0.125, "-0.125"},
-                                     {1e15, "1000000000000000"},
-                                     {1e21, "1000000000000000000000"},
-                                     {0.1 + 0.2, "0.3"},
-                                     {1.4999 + 1, "2.4999"},
-                                     {-2.0 / 3, "-0.666666666666667"},
-                                     {123456.0 / 7, "17636.5714285714"},
-                                     {99999999999999.96, "100000000000000"},
-                                     {123456789012345678, "123456789012346000"},
-                                     {0.00012, "0.00012"},
-                                     {1e-7, "0.0000001"}}) {
+  const std::pair<double, const char*> cases[] = {{0.0, "0"},
+                                                  {-0.0, "0"},
+                                                  {2.0, "2"},
+                                                  {2.50, "2.5"},
+                                                  {-0.125, "-0.125"},
+                                                  {1e15, "1000000000000000"},
+                                                  {1e21, "1000000000000000000000"},
+                                                  {0.1 + 0.2, "0.3"},
+                                                  {1.4999 + 1, "2.4999"},
+                                                  {-2.0 / 3, "-0.666666666666667"},
+                                                  {123456.0 / 7, "17636.5714285714"},
+                                                  {99999999999999.96, "100000000000000"},
+                                                  {123456789012345678, "123456789012346000"},
+                                                  {0.00012, "0.00012"},
+                                                  {1e-7, "0.0000001"}};
+  for (const auto& [number, text] : cases) {
     EXPECT_EQ(Field(number).Text(), text);
   }
   EXPECT_EQ(Field(INT64_MIN).Text(), "-9223372036854775808");

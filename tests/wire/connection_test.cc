@@ -6,9 +6,7 @@
 namespace surva::wire {
 namespace {
 
-using namespace std::chrono_literals;
-
-const std::string kHost = "Host: localhost\r\n";
+const std::string kPost = "POST /p HTTP/1.1\r\n" + kHost;
 
 TEST(Connection, ServesOneRequestAfterTheOther) {
   Loopback loopback;
@@ -18,16 +16,23 @@ TEST(Connection, ServesOneRequestAfterTheOther) {
   const Answer answer = client.Get("/static");
   EXPECT_EQ(answer.body, "unmoved");
   EXPECT_TRUE(answer.Says("Content-Length: 7"));
-  EXPECT_TRUE(answer.Says("X-Content-Type-Options: nosniff"));
   EXPECT_FALSE(answer.Says("Connection: close"));
+  for (const char* failing : {"/throw", "/drop"}) EXPECT_EQ(client.Get(failing).status, 500U);
 
   // The same head for HEAD, and nothing behind it.
   client.Send("HEAD /static HTTP/1.1\r\n" + kHost + "\r\nGET /after HTTP/1.1\r\n" + kHost + "\r\n");
   EXPECT_TRUE(client.Read(true).Says("Content-Length: 7"));
   EXPECT_TRUE(client.Read().body.starts_with("/after|"));
-
   EXPECT_TRUE(client.Ask("GET / HTTP/1.1\r\nConnection: close\r\n" + kHost + "\r\n").Says("Connection: close"));
   EXPECT_TRUE(client.IsClosed());
+
+  Client once(loopback.port());
+  EXPECT_TRUE(once.Ask("GET /a HTTP/1.0\r\n\r\n").Says("Connection: close"));
+  EXPECT_TRUE(once.IsClosed());
+  Client twice(loopback.port());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(twice.Ask("GET /a HTTP/1.0\r\nConnection: keep-alive\r\n\r\n").Says("Connection: keep-alive"));
+  }
 }
 
 TEST(Connection, KeepsTheOrderOfPipelinedRequests) {
@@ -52,83 +57,55 @@ TEST(Connection, KeepsTheOrderOfPipelinedRequests) {
 TEST(Connection, ReadsBodiesInAllCodings) {
   Loopback loopback;
   Client client(loopback.port());
-  const std::string post = "POST /p HTTP/1.1\r\n" + kHost;
-  const std::string chunked = post + "Transfer-Encoding: chunked\r\n\r\n";
+  const std::string chunked = kPost + "Transfer-Encoding: chunked\r\n\r\n";
   EXPECT_TRUE(client.Ask(chunked + "3\r\nabc\r\n4;x=y\r\ndefg\r\n0\r\nX-Trailer: z\r\nCookie: no\r\n\r\n")
                   .body.starts_with("/p||abcdefg|"));
   const std::string large(300'000, 'x');
-  EXPECT_EQ(client.Ask(post + "Content-Length: 300000\r\n\r\n" + large).body.substr(4, 300'000), large);
+  EXPECT_EQ(client.Ask(kPost + "Content-Length: 300000\r\n\r\n" + large).body.substr(4, 300'000), large);
   // A byte at a time.
   for (const char c : chunked + "1\r\nq\r\n0\r\n\r\n") client.Send({&c, 1});
   EXPECT_TRUE(client.Read().body.starts_with("/p||q|"));
 
-  client.Send(post + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+  client.Send(kPost + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
   EXPECT_EQ(client.Read().status, 100U);
   EXPECT_TRUE(client.Ask("ok").body.starts_with("/p||ok|"));
   // Who has sent the body already needs no leave.
-  EXPECT_EQ(client.Ask(post + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\nok").status, 200U);
-  EXPECT_EQ(client.Ask(post + "Content-Length: 2\r\nExpect: wonders\r\n\r\nok").status, 417U);
+  EXPECT_EQ(client.Ask(kPost + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\nok").status, 200U);
+  EXPECT_EQ(client.Ask(kPost + "Content-Length: 2\r\nExpect: wonders\r\n\r\nok").status, 417U);
 }
 
-TEST(Connection, SpeaksHttp10) {
-  Loopback loopback;
-  Client once(loopback.port());
-  const Answer answer = once.Ask("GET /a HTTP/1.0\r\n\r\n");
-  EXPECT_EQ(answer.status, 200U);
-  EXPECT_TRUE(answer.Says("Connection: close"));
-  EXPECT_TRUE(once.IsClosed());
-
-  Client twice(loopback.port());
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_TRUE(twice.Ask("GET /a HTTP/1.0\r\nConnection: keep-alive\r\n\r\n").Says("Connection: keep-alive"));
-  }
-}
-
-TEST(Connection, NothingSplitsAHeader) {
-  Loopback loopback;
-  Client client(loopback.port());
-  const Answer answer = client.Get("/split?x");
-  EXPECT_TRUE(answer.Says("Location: xaSet-Cookie: b<html>"));
-  EXPECT_EQ(answer.head.find("Worse"), std::string::npos);
-  EXPECT_TRUE(answer.body.starts_with("/split|x|"));
-}
-
-TEST(Connection, RefusesWhatIsMalformed) {
+TEST(Connection, RefusesWhatIsMalformedOrTooLong) {
   struct Case {
     std::string request;
     unsigned status;
     bool stays;  // the connection goes on
   };
   const std::string get = "GET / HTTP/1.1\r\n";
-  const std::string post = "POST / HTTP/1.1\r\n" + kHost;
+  const std::string chunked = kPost + "Transfer-Encoding: chunked\r\n\r\n";
   const Case cases[] = {
-      {"GET / HTTP/1.1\r\n\r\n", 400, true},
+      {get + "\r\n", 400, true},
       {get + "Host: \r\n\r\n", 400, true},
       {get + "Host: a b\r\n\r\n", 400, true},
       {get + "Host: a\r\nHost: a\r\n\r\n", 400, true},
-      {get + "Host: [::1\r\n\r\n", 400, true},
-      {get + "Host: a:99999999\r\n\r\n", 400, true},
       {"GET /%zz HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
-      {"GET /%00 HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
-      {"GET /../x HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
       {"GET http:/// HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
       {"GET http://h@x/ HTTP/1.1\r\n" + kHost + "\r\n", 400, true},
       {"OPTIONS * HTTP/1.1\r\n" + kHost + "\r\n", 405, true},
       {"PUT / HTTP/1.1\r\n" + kHost + "\r\n", 405, true},
       {"PUT / HTTP/1.1\r\n" + kHost + "Content-Length: 3\r\n\r\nabc", 405, false},
       {"FLY / HTTP/1.1\r\n" + kHost + "\r\n", 501, true},
-      {post + "Content-Length: 1\r\nContent-Length: 1\r\n\r\na", 400, false},
-      {post + "Content-Length: 1, 1\r\n\r\na", 400, false},
-      {post + "Content-Length: -1\r\n\r\na", 400, false},
-      {post + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
-      {post + "Transfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
-      {post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 400, false},
-      {post + "Transfer-Encoding: identity\r\n\r\n", 400, false},
+      {kPost + "Content-Length: 1\r\nContent-Length: 1\r\n\r\na", 400, false},
+      {kPost + "Content-Length: 1, 1\r\n\r\na", 400, false},
+      {kPost + "Content-Length: -1\r\n\r\na", 400, false},
+      {kPost + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
+      {kPost + "Transfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
+      {kPost + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 400, false},
+      {kPost + "Transfer-Encoding: identity\r\n\r\n", 400, false},
       {"POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400, false},
-      {post + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", 400, false},
-      {post + "Content-Length : 1\r\n\r\na", 400, false},
+      {chunked + "zz\r\n", 400, false},
+      {chunked + "1;" + std::string(30'000, 'x'), 400, false},
+      {kPost + "Content-Length : 1\r\n\r\na", 400, false},
       {std::string("GET /\0 HTTP/1.1\r\n", 16) + kHost + "\r\n", 400, false},
-      {"GET /\x01 HTTP/1.1\r\n" + kHost + "\r\n", 400, false},
       {"GET / HTTP/7.0\r\n" + kHost + "\r\n", 400, false},
       {"\x16\x03\x01\x02\x01\x01\x01", 400, false},
       // What one program reads as a line and another as its continuation or its end.
@@ -136,10 +113,22 @@ TEST(Connection, RefusesWhatIsMalformed) {
       {get + kHost + "X: a\r\n\tTransfer-Encoding: chunked\r\n\r\n", 400, false},
       {get + " X: a\r\n" + kHost + "\r\n", 400, false},
       {get + "Host: localhost\n\n", 400, false},
+      // Limits of size.
+      {get + kHost + "Cookie: a=" + std::string(15'000, 'c') + "\r\n\r\n", 200, true},
+      {get + kHost + "Cookie: a=" + std::string(16'400, 'c') + "\r\n\r\n", 431, false},
+      {get + kHost + "Cookie: a=" + std::string(16'400, 'c'), 431, false},
+      {"GET /" + std::string(16'400, 'a') + " HTTP/1.1\r\n" + kHost + "\r\n", 431, false},
+      {kPost + "Content-Length: 10000\r\n\r\n" + std::string(10'000, 'b'), 200, true},
+      {kPost + "Content-Length: 10001\r\n\r\n", 413, false},
+      // Told at once, not after leave to send it.
+      {kPost + "Content-Length: 10001\r\nExpect: 100-continue\r\n\r\n", 413, false},
+      {kPost + "Content-Length: 99999999999999999999999\r\n\r\n", 400, false},
+      {chunked + "1388\r\n" + std::string(5000, 'b') + "\r\n1389\r\n" + std::string(5001, 'b') + "\r\n0\r\n\r\n", 413,
+       false},
   };
-  Loopback loopback;
+  Loopback loopback({.limits = {.body_bytes = 10'000}});
   for (const Case& tried : cases) {
-    SCOPED_TRACE(tried.request);
+    SCOPED_TRACE(tried.request.substr(0, 120));
     Client client(loopback.port());
     const Answer answer = client.Ask(tried.request);
     EXPECT_EQ(answer.status, tried.status);
@@ -155,12 +144,10 @@ TEST(Connection, RefusesWhatIsMalformed) {
 }
 
 TEST(Connection, ProtectsEveryAnswer) {
-  ServerOptions options;
-  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
-  Loopback loopback(std::move(options));
+  Loopback loopback({.trusted_proxies = TrustedProxies({"127.0.0.1"})});
   for (const std::string& request :
        {"GET /static HTTP/1.1\r\n" + kHost, "GET /throw HTTP/1.1\r\n" + kHost, "GET /stream HTTP/1.1\r\n" + kHost,
-        "POST / HTTP/1.1\r\n" + kHost, "PUT / HTTP/1.1\r\n" + kHost, std::string("GET / HTTP/1.1\r\nHost: evil\r\n"),
+        kPost, "PUT / HTTP/1.1\r\n" + kHost, std::string("GET / HTTP/1.1\r\nHost: evil\r\n"),
         std::string("GET //x HTTP/1.1\r\n X: y\r\n")}) {
     SCOPED_TRACE(request);
     const Answer answer = Client(loopback.port()).Ask(request + "X-Forwarded-Proto: https\r\n\r\n");
@@ -183,14 +170,11 @@ TEST(Connection, ProtectsEveryAnswer) {
   const std::string given = "GET / HTTP/1.1\r\n" + kHost + "X-Request-ID: ";
   EXPECT_TRUE(client.Ask(given + "a-1.2\r\n\r\n").Says("X-Request-ID: a-1.2"));
   EXPECT_FALSE(client.Ask(given + "a b\r\n\r\n").Says("X-Request-ID: a b"));
-}
-
-TEST(Connection, SurvivesASiteThatFails) {
-  Loopback loopback;
-  Client client(loopback.port());
-  EXPECT_EQ(client.Get("/throw").status, 500U);
-  EXPECT_EQ(client.Get("/drop").status, 500U);
-  EXPECT_EQ(client.Get("/ok").status, 200U);
+  // Nothing splits a header.
+  const Answer split = client.Get("/split?x");
+  EXPECT_TRUE(split.Says("Location: xaSet-Cookie: b<html>"));
+  EXPECT_EQ(split.head.find("Worse"), std::string::npos);
+  EXPECT_TRUE(split.body.starts_with("/split|x|"));
 }
 
 TEST(Connection, SurvivesAPeerThatDisappears) {
@@ -203,65 +187,47 @@ TEST(Connection, SurvivesAPeerThatDisappears) {
   };
   {
     Client client(loopback.port());
-    client.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
-    // Reset rather than closed in peace, once the worker has the request.
-    std::this_thread::sleep_for(50ms);
+    client.Begin("/worker");
+    loopback.AwaitAsked(1);
+    // Reset rather than closed in peace.
     const linger reset{1, 0};
     ::setsockopt(client.socket(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
   }
   gone.count_down();
   answered.wait();
-  {
-    // Gone in the middle of a large answer.
-    Client client(loopback.port());
-    client.Send("GET /large HTTP/1.1\r\n" + kHost + "\r\n");
-  }
+  // Gone in the middle of a large answer.
+  Client(loopback.port()).Begin("/large");
   loopback.site.wait = nullptr;
   Client client(loopback.port());
   EXPECT_EQ(client.Get("/worker").status, 200U);
   EXPECT_EQ(client.Get("/large").body.size(), 8U * 1024 * 1024);
 }
 
-TEST(Connection, StopsWithARequestUnderWay) {
-  std::latch begun(1);
-  std::latch stopping(1);
-  Loopback loopback;
-  loopback.site.wait = [&] {
-    begun.count_down();
-    stopping.wait();
-  };
-  Client idle(loopback.port());
-  EXPECT_EQ(idle.Get("/").status, 200U);
-  Client busy(loopback.port());
-  busy.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
-  begun.wait();
-  loopback.server().Stop();
-  EXPECT_TRUE(idle.IsClosed());
-  EXPECT_FALSE(Client(loopback.port()).Get("/").status != 0);
-  stopping.count_down();
-  const Answer answer = busy.Read();
-  EXPECT_EQ(answer.status, 200U);
-  EXPECT_TRUE(answer.Says("Connection: close"));
-  EXPECT_TRUE(busy.IsClosed());
-  EXPECT_LT(loopback.Stop(), 1s);
-}
-
-TEST(Connection, StopsThoughARequestHangs) {
-  ServerOptions options;
-  options.limits.stop = 200ms;
-  std::latch begun(1);
-  std::latch release(1);
-  Loopback loopback(std::move(options));
-  loopback.site.wait = [&] {
-    begun.count_down();
-    release.wait();
-  };
-  Client client(loopback.port());
-  client.Send("GET /worker HTTP/1.1\r\n" + kHost + "\r\n");
-  begun.wait();
-  EXPECT_LT(loopback.Stop(), 1s);
-  EXPECT_TRUE(client.IsClosed());
-  release.count_down();  // its answer is dropped
+TEST(Connection, EndsWithTheServer) {
+  for (const bool hangs : {false, true}) {
+    std::latch release(1);
+    Loopback loopback({.limits = {.stop = hangs ? 200ms : 30'000ms}});
+    loopback.site.wait = [&] { release.wait(); };
+    loopback.site.dawdles = hangs;
+    Client idle(loopback.port());
+    EXPECT_EQ(idle.Get("/").status, 200U);
+    Client busy(loopback.port());
+    busy.Begin("/worker");
+    Client fed(loopback.port());
+    if (hangs) fed.Begin("/stream");
+    loopback.AwaitAsked(hangs ? 2 : 1);
+    loopback.server.Stop();
+    EXPECT_TRUE(idle.IsClosed());
+    EXPECT_EQ(Client(loopback.port()).Get("/").status, 0U);
+    if (!hangs) release.count_down();
+    const Answer answer = busy.Read();
+    EXPECT_EQ(answer.status, hangs ? 0U : 200U);
+    EXPECT_EQ(answer.Says("Connection: close"), !hangs);
+    EXPECT_TRUE(busy.IsClosed());
+    EXPECT_FALSE(fed.Read().whole);
+    EXPECT_LT(loopback.Stop(), 20s);
+    if (hangs) release.count_down();  // its answer is dropped
+  }
 }
 
 }  // namespace

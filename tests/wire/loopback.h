@@ -25,6 +25,10 @@
 
 namespace surva::wire {
 
+using namespace std::chrono_literals;
+
+inline const std::string kHost = "Host: localhost\r\n";
+
 struct Answer {
   unsigned status = 0;  // 0 if none came
   bool whole = false;   // all of the body has come
@@ -88,8 +92,10 @@ class Client {
     Send(bytes);
     return Read();
   }
+  void Begin(std::string_view target) { Send("GET " + std::string(target) + " HTTP/1.1\r\n" + kHost + "\r\n"); }
   Answer Get(std::string_view target) {
-    return Ask("GET " + std::string(target) + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    Begin(target);
+    return Read();
   }
 
   // Whether the server closes the connection without another byte.
@@ -167,14 +173,17 @@ class EchoSite : public Site {
         if (wait) wait();
         respond(response);
       });
+      ++begun;
     } else if (request.path == "/stream") {
       workers_.emplace_back([this, respond] { Stream(respond); });
+      ++begun;
     } else {
       respond(std::move(response));
     }
   }
 
   std::function<void()> wait;  // what /worker does before it answers
+  std::atomic<int> begun = 0;  // how many times these two have been asked
   // What /stream sends, and how much of it the writer could write.
   std::vector<std::string> pieces;
   bool finishes = true;
@@ -191,7 +200,7 @@ class EchoSite : public Site {
       if (!writer.Write(piece)) return;
       written += piece.size();
     }
-    while (dawdles && writer.Write({})) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (dawdles && writer.Write({})) std::this_thread::sleep_for(1ms);
     dawdles = false;
     if (finishes) writer.Finish();
   }
@@ -207,34 +216,49 @@ class SilentLog final : public Log {
   void Error(std::string_view) override {}
 };
 
-class Loopback {
- public:
-  explicit Loopback(ServerOptions options = {})
-      : server_(std::make_unique<Server>(io_, std::move(options), site, log_)) {
-    thread_ = std::thread([this] { server_->Run(); });
-  }
-  ~Loopback() { Stop(); }
+// Whether something comes true before half a minute is over.
+template <class Condition>
+bool Becomes(const Condition& condition) {
+  for (int i = 0; i < 3000 && !condition(); ++i) std::this_thread::sleep_for(10ms);
+  return condition();
+}
 
-  unsigned short port() const { return server_->port(); }
-  Server& server() { return *server_; }
-  // Stops the server and gives the time that it took.
-  std::chrono::milliseconds Stop() {
-    const auto begin = std::chrono::steady_clock::now();
-    server_->Stop();
-    if (thread_.joinable()) thread_.join();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+template <class Kind = EchoSite>
+class LoopbackOf {
+ public:
+  explicit LoopbackOf(ServerOptions options = {}) : server(io_, std::move(options), site, log_) {
+    thread_ = std::thread([this] { server.Run(); });
   }
+  ~LoopbackOf() { Stop(); }
+
+  unsigned short port() const { return server.port(); }
+  // Stops the server and gives the time that it took.
+  std::chrono::steady_clock::duration Stop() {
+    const auto begin = std::chrono::steady_clock::now();
+    server.Stop();
+    if (thread_.joinable()) thread_.join();
+    return std::chrono::steady_clock::now() - begin;
+  }
+  bool HoldsNothing() const {
+    return Becomes([this] { return server.bytes_in_flight() == 0; });
+  }
+  // Waits until /worker and /stream have been asked so many times.
+  void AwaitAsked(int times) {
+    EXPECT_TRUE(Becomes([&] { return site.begun >= times; }));
+  }
+
+  Kind site;
 
  private:
   SilentLog log_;
+  boost::asio::io_context io_{1};
 
  public:
-  EchoSite site;
+  Server server;
 
  private:
-  boost::asio::io_context io_{1};
-  std::unique_ptr<Server> server_;
   std::thread thread_;
 };
+using Loopback = LoopbackOf<>;
 
 }  // namespace surva::wire

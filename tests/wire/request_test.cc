@@ -101,10 +101,7 @@ TEST(TrustedProxies, OthersAreNotHeard) {
       "X-Forwarded-Proto: https\r\nX-Forwarded-Host: outer\r\n\r\n";
   Loopback direct;
   EXPECT_EQ(Client(direct.port()).Ask(request).body, "/|||127.0.0.1|127.0.0.2|off");
-  ServerOptions options;
-  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
-  options.host_names = {"outer"};
-  Loopback proxied(std::move(options));
+  Loopback proxied({.trusted_proxies = TrustedProxies({"127.0.0.1"}), .host_names = {"outer"}});
   EXPECT_EQ(Client(proxied.port()).Ask(request).body, "/|||203.0.113.9|outer|on");
 }
 
@@ -123,10 +120,7 @@ TEST(HostNames, KeepOutWhoComesUnderAnotherName) {
   EXPECT_EQ(Client(own.port()).Ask("GET http://evil.example/ HTTP/1.1\r\nHost: localhost\r\n\r\n").status, 421U);
   EXPECT_EQ(Client(own.port()).Ask("GET / HTTP/1.0\r\n\r\n").status, 200U);
 
-  ServerOptions options;
-  options.host_names = {"Survey.example", "127.0.0.1"};
-  options.trusted_proxies = TrustedProxies({"127.0.0.1"});
-  Loopback named(options);
+  Loopback named({.trusted_proxies = TrustedProxies({"127.0.0.1"}), .host_names = {"Survey.example", "127.0.0.1"}});
   EXPECT_EQ(status(named, "survey.example:443"), 200U);
   EXPECT_EQ(status(named, "127.0.0.1"), 200U);
   EXPECT_EQ(status(named, "localhost"), 421U);
@@ -134,8 +128,7 @@ TEST(HostNames, KeepOutWhoComesUnderAnotherName) {
   EXPECT_EQ(status(named, "127.0.0.1", "X-Forwarded-Host: evil.example\r\n"), 421U);
   EXPECT_TRUE(HostNames({}, false).Contain("whatever.example"));
   for (const char* no_name : {"", "a:80", "a/b", "*"}) {
-    options.host_names = {no_name};
-    EXPECT_THROW(Loopback{options}, std::invalid_argument) << no_name;
+    EXPECT_THROW(Loopback({.host_names = {no_name}}), std::invalid_argument) << no_name;
   }
 }
 

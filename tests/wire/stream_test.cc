@@ -4,10 +4,6 @@
 namespace surva::wire {
 namespace {
 
-using namespace std::chrono_literals;
-
-const std::string kHost = "Host: localhost\r\n";
-
 TEST(Stream, ComesWholeInAllVersions) {
   Loopback loopback;
   std::string all;
@@ -52,51 +48,12 @@ TEST(Stream, BrokenOffIsNoWholeAnswer) {
   EXPECT_EQ(old.last_error(), ECONNRESET);
 }
 
-TEST(Stream, WaitsForASlowReaderInLittleMemory) {
-  ServerOptions options;
-  options.limits.stall = 700ms;
-  options.limits.tick = 20ms;
-  Loopback loopback(std::move(options));
-  loopback.site.pieces.assign(64, std::string(1024 * 1024, 'x'));
-  {
-    Client client(loopback.port());
-    client.Send("GET /stream HTTP/1.1\r\n" + kHost + "\r\n");
-    std::this_thread::sleep_for(300ms);
-    // What the sockets' buffers hold, and little more.
-    const std::size_t ahead = loopback.site.written;
-    EXPECT_LT(ahead, 16U * 1024 * 1024);
-    EXPECT_EQ(client.Read().body.size(), 64U * 1024 * 1024);
-  }
-  // A reader who stops altogether is cut, and the writer let go.
-  loopback.site.written = 0;
-  Client stopped(loopback.port());
-  stopped.Send("GET /stream HTTP/1.1\r\n" + kHost + "\r\n");
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_FALSE(stopped.Read().whole);
-  EXPECT_LT(loopback.site.written, 16U * 1024 * 1024);
-}
-
 TEST(Stream, LetsGoOfAWriterWithNothingToSay) {
   Loopback loopback;
   loopback.site.pieces = {"a"};
   loopback.site.dawdles = true;
-  {
-    Client client(loopback.port());
-    client.Send("GET /stream HTTP/1.1\r\n" + kHost + "\r\n");
-  }
-  while (loopback.site.dawdles) std::this_thread::yield();
-}
-
-TEST(Stream, EndsWithTheServer) {
-  ServerOptions options;
-  options.limits.stop = 100ms;
-  Loopback loopback(std::move(options));
-  loopback.site.pieces.assign(64, std::string(1024 * 1024, 'x'));
-  Client client(loopback.port());
-  client.Send("GET /stream HTTP/1.1\r\n" + kHost + "\r\n");
-  std::this_thread::sleep_for(100ms);
-  EXPECT_LT(loopback.Stop(), 1s);
-  EXPECT_FALSE(client.Read().whole);
+  Client(loopback.port()).Begin("/stream");
+  EXPECT_TRUE(Becomes([&] { return !loopback.site.dawdles; }));
 }
 
 }  // namespace

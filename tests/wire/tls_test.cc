@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 
@@ -11,8 +12,6 @@
 
 namespace surva::wire {
 namespace {
-
-using namespace std::chrono_literals;
 
 class Tls : public ::testing::Test {
  protected:
@@ -76,40 +75,33 @@ TEST(TlsFiles, AreLookedAtBeforeAStart) {
 // The TLS side of a client.
 class Session {
  public:
-  Session(Client& client, int newest) : context_(SSL_CTX_new(TLS_client_method())), ssl_(SSL_new(context_)) {
-    SSL_set_max_proto_version(ssl_, newest);
-    SSL_set_min_proto_version(ssl_, TLS1_VERSION);
-    SSL_set_security_level(ssl_, 0);
-    SSL_set_fd(ssl_, client.socket());
-    const timeval patience{2, 0};
+  Session(Client& client, int newest) : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free) {
+    SSL_set_max_proto_version(ssl_.get(), newest);
+    SSL_set_min_proto_version(ssl_.get(), TLS1_VERSION);
+    SSL_set_security_level(ssl_.get(), 0);
+    SSL_set_fd(ssl_.get(), client.socket());
+    const timeval patience{10, 0};
     ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
-    connected_ = SSL_connect(ssl_) == 1;
+    connected = SSL_connect(ssl_.get()) == 1;
   }
-  ~Session() {
-    SSL_free(ssl_);
-    SSL_CTX_free(context_);
-  }
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
 
-  bool connected() const { return connected_; }
-  void Send(std::string_view bytes) { SSL_write(ssl_, bytes.data(), static_cast<int>(bytes.size())); }
+  void Send(std::string_view bytes) { SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())); }
   // All that comes until the server says goodbye.
   std::string ReadToEnd() {
     std::string text;
-    char bytes[65536];
+    std::array<char, 65536> bytes;
     int count = 0;
-    while ((count = SSL_read(ssl_, bytes, sizeof(bytes))) > 0) text.append(bytes, static_cast<std::size_t>(count));
-    said_goodbye_ = SSL_get_error(ssl_, count) == SSL_ERROR_ZERO_RETURN;
+    while ((count = SSL_read(ssl_.get(), bytes.data(), bytes.size())) > 0) text.append(bytes.data(), count);
+    said_goodbye = SSL_get_error(ssl_.get(), count) == SSL_ERROR_ZERO_RETURN;
     return text;
   }
-  bool said_goodbye() const { return said_goodbye_; }
+
+  bool connected = false;
+  bool said_goodbye = false;
 
  private:
-  SSL_CTX* context_;
-  SSL* ssl_;
-  bool connected_ = false;
-  bool said_goodbye_ = false;
+  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
+  std::unique_ptr<SSL, decltype(&SSL_free)> ssl_{SSL_new(context_.get()), SSL_free};
 };
 
 TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
@@ -117,42 +109,37 @@ TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
     Client client(loopback.port());
     Session session(client, version);
-    ASSERT_TRUE(session.connected());
+    ASSERT_TRUE(session.connected);
     const std::string body(100'000, 'b');
-    session.Send("POST /post HTTP/1.1\r\nHost: localhost\r\nContent-Length: 100000\r\n\r\n");
-    session.Send(body);
     loopback.site.pieces.assign(5, std::string(20'000, 's'));
-    session.Send("GET /stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    session.Send("GET /worker HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    session.Send(
-        "GET /large HTTP/1.1\r\nHost: localhost\r\n\r\nGET /%zz HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    session.Send("POST /post HTTP/1.1\r\n" + kHost + "Content-Length: 100000\r\n\r\n" + body);
+    for (const std::string target : {"/stream", "/worker", "/large", "/%zz"}) {
+      session.Send("GET " + target + " HTTP/1.1\r\n" + kHost +
+                   (target == "/%zz" ? "Connection: close\r\n\r\n" : "\r\n"));
+    }
     const std::string answers = session.ReadToEnd();
     EXPECT_NE(answers.find("/post||" + body + "|127.0.0.1|localhost|on"), std::string::npos);
     EXPECT_EQ(std::count(answers.begin(), answers.end(), 's') / 10'000, 10);
     EXPECT_NE(answers.find("\r\n0\r\n\r\nHTTP/1.1 200 "), std::string::npos);
     EXPECT_NE(answers.find("/worker|||127.0.0.1|localhost|on"), std::string::npos);
     EXPECT_NE(answers.find(std::string(8 * 1024 * 1024, 'l') + "HTTP/1.1 400 "), std::string::npos);
-    EXPECT_TRUE(session.said_goodbye());
+    EXPECT_TRUE(session.said_goodbye);
   }
   Client old(loopback.port());
-  EXPECT_FALSE(Session(old, TLS1_1_VERSION).connected());
+  EXPECT_FALSE(Session(old, TLS1_1_VERSION).connected);
 }
 
 TEST_F(Tls, DeadlinesHold) {
   ServerOptions options = Options();
-  options.limits.handshake = 200ms;
-  options.limits.header = 200ms;
-  options.limits.tick = 20ms;
+  options.limits = {.handshake = 1s, .header = 1s, .tick = 20ms};
   Loopback loopback(std::move(options));
-  Client silent(loopback.port());
-  EXPECT_TRUE(silent.IsClosed());
+  EXPECT_TRUE(Client(loopback.port()).IsClosed());
   Client client(loopback.port());
   Session session(client, TLS1_3_VERSION);
-  ASSERT_TRUE(session.connected());
+  ASSERT_TRUE(session.connected);
   session.Send("GET / HTTP/1.1\r\n");
   EXPECT_TRUE(session.ReadToEnd().starts_with("HTTP/1.1 408 "));
-  Client plain(loopback.port());
-  EXPECT_EQ(plain.Get("/").status, 0U);
+  EXPECT_EQ(Client(loopback.port()).Get("/").status, 0U);
 }
 
 TEST_F(Tls, ToldWhenItsFilesAreWrong) {
