@@ -46,6 +46,18 @@ bool HasBareLineFeed(std::string_view text, std::size_t from) {
   return false;
 }
 
+// Whether the line of a chunk's size ends inside a quoted text: the parser would wait for the quote's end for ever.
+bool IsCutOffInQuotes(std::string_view text) {
+  if (text.starts_with(kChunkEnd)) text.remove_prefix(kChunkEnd.size());  // behind the chunk before
+  const std::size_t end = text.find(kChunkEnd);
+  bool quoted = false;
+  for (std::size_t i = 0; end != std::string_view::npos && i < end; ++i) {
+    if (text[i] == '"') quoted = !quoted;
+    if (text[i] == '\\' && quoted) ++i;
+  }
+  return quoted;
+}
+
 }  // namespace
 
 template <class Stream>
@@ -278,8 +290,12 @@ void HttpConnection<Stream>::ParseBody() {
     if (!charge_.GrowTo(header_cost_ + parser_->get().body().capacity())) return OnOverload();
     if (parser_->is_done()) break;
     if (unread() == 0 || error == http::error::need_more) {
-      // A chunk's head or trailer that fills the buffer is none, and framing must not be what is mostly sent.
-      if (unread() > reception_.limits().header_bytes) return OnParseError(http::error::bad_chunk);
+      // What is left is framing. A chunk's head or trailer that fills the buffer is none, nor is one that cannot end
+      // any more, and framing must not be what is mostly sent.
+      const std::string_view left(buffer() + begin_, unread());
+      if (left.size() > reception_.limits().header_bytes || HasBareLineFeed(left, 0) || IsCutOffInQuotes(left)) {
+        return OnParseError(http::error::bad_chunk);
+      }
       if (transferred_ > reception_.limits().body_bytes * kMostFraming) return OnParseError(http::error::body_limit);
       return Read();
     }

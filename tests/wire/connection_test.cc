@@ -63,7 +63,7 @@ TEST(Connection, ReadsBodiesInAllCodings) {
   const std::string large(300'000, 'x');
   EXPECT_EQ(client.Ask(kPost + "Content-Length: 300000\r\n\r\n" + large).body.substr(4, 300'000), large);
   // A byte at a time.
-  for (const char c : chunked + "1\r\nq\r\n0\r\n\r\n") client.Send({&c, 1});
+  for (const char c : chunked + "1;x=\"y\\\"z\"\r\nq\r\n0\r\n\r\n") client.Send({&c, 1});
   EXPECT_TRUE(client.Read().body.starts_with("/p||q|"));
 
   client.Send(kPost + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
@@ -105,6 +105,8 @@ TEST(Connection, RefusesWhatIsMalformedOrTooLong) {
       {chunked + "zz\r\n", 400, false},
       {chunked + "1;" + std::string(30'000, 'x'), 400, false},
       {kPost + "Content-Length : 1\r\n\r\na", 400, false},
+      {chunked + "1\na\n0\n\n", 400, false},
+      {chunked + "1\r\na\r\n0;x=\"y\\\"\r\n\r\n", 400, false},
       {std::string("GET /\0 HTTP/1.1\r\n", 16) + kHost + "\r\n", 400, false},
       {"GET / HTTP/7.0\r\n" + kHost + "\r\n", 400, false},
       {"\x16\x03\x01\x02\x01\x01\x01", 400, false},
