@@ -1,6 +1,7 @@
 #include "wire/http_connection.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <boost/asio/error.hpp>
@@ -29,6 +30,9 @@ constexpr std::size_t kSmallBody = 15 * 1024;
 // A chunked body may bring this many bytes of framing for each byte that it is allowed.
 constexpr std::size_t kMostFraming = 8;
 constexpr std::size_t kMostLogged = 300;
+constexpr int kHelloHead = 9;                     // of a TLS record and of the first message in it
+constexpr std::size_t kLongestHello = 16 * 1024;  // those of browsers have two
+using LowWatermark = asio::socket_base::receive_low_watermark;
 constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kFieldCost = 200;          // of a header field, besides its bytes
 constexpr std::size_t kStreamCost = 512 * 1024;  // of a streamed body, at most
@@ -106,12 +110,31 @@ void HttpConnection<Stream>::Start() {
     state_ = State::kHandshake;
     reception_.SetWaiting(*this, true);
     ArmIn(reception_.limits().handshake);
+    error_code ignored;
+    socket().set_option(LowWatermark(kHelloHead), ignored);
+    socket().async_wait(Socket::wait_read, Guarded([this](error_code error, std::size_t) {
+                          if (error) return Close();
+                          ShakeHands();
+                        }));
+  } else {
+    BeginNext();
+  }
+}
+
+// The library keeps room for as long a hello as one tells, long before it is there.
+template <class Stream>
+void HttpConnection<Stream>::ShakeHands() {
+  if constexpr (kTls) {
+    std::array<unsigned char, kHelloHead> head{};
+    const ssize_t bytes = recv(socket().native_handle(), head.data(), head.size(), MSG_PEEK | MSG_DONTWAIT);
+    const std::size_t told = std::size_t{head[6]} << 16 | std::size_t{head[7]} << 8 | head[8];
+    if (bytes != kHelloHead || told > kLongestHello) return Close();
+    error_code ignored;
+    socket().set_option(LowWatermark(1), ignored);
     stream_.async_handshake(asio::ssl::stream_base::server, Guarded([this](error_code error, std::size_t) {
                               if (error) return Close();
                               BeginNext();
                             }));
-  } else {
-    BeginNext();
   }
 }
 

@@ -98,6 +98,7 @@ class HttpConnection final : public Connection {
   void TakePiece();
   void OnWritten();
   void NoteAccess();
+  void ShakeHands();
   void BeginNext();
   void Finish();
   void Linger();

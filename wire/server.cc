@@ -45,6 +45,18 @@ bool IsAbsent(error_code error) {
   return error == asio::error::address_family_not_supported || error.value() == EADDRNOTAVAIL;
 }
 
+// What the TLS library keeps for a connection, used or not.
+constexpr std::size_t kTlsCost = 96 * 1024;
+
+// With TLS idle connections cost memory too: four times what may be on its way, and a quarter of it for one address.
+ServerOptions Bounded(ServerOptions options) {
+  if (options.tls_certificate.empty()) return options;
+  Limits& limits = options.limits;
+  limits.connections = std::min(limits.connections, 4 * limits.bytes_in_flight / kTlsCost);
+  limits.connections_per_address = std::min(limits.connections_per_address, limits.connections / 4);
+  return options;
+}
+
 }  // namespace
 
 // The right to answer one request. If it is dropped unused, the visitor gets a 500 instead of silence.
@@ -87,7 +99,7 @@ class Server::Ticket {
 
 Server::Server(asio::io_context& io, ServerOptions options, Site& site, Log& log)
     : io_(io),
-      options_(std::move(options)),
+      options_(Bounded(std::move(options))),
       site_(site),
       log_(log),
       connections_(options_.limits),

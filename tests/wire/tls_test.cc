@@ -142,6 +142,22 @@ TEST_F(Tls, DeadlinesHold) {
   EXPECT_EQ(Client(loopback.port()).Get("/").status, 0U);
 }
 
+TEST_F(Tls, ConnectionsKeepLittleMemory) {
+  ServerOptions options = Options();
+  options.limits.bytes_in_flight = 2 * 96 * 1024;  // two connections of one address
+  Loopback loopback(std::move(options));
+  Client first(loopback.port());
+  Session waits(first, TLS1_2_VERSION);
+  ASSERT_TRUE(waits.connected);
+  Client second(loopback.port());
+  EXPECT_TRUE(Session(second, TLS1_2_VERSION).connected);
+  Client hello(loopback.port());
+  hello.Send({"\x16\x03\x01\x10\x00\x01\x00\x40\x01", 9});
+  hello.Send(std::string(1000, 'h'));
+  EXPECT_TRUE(first.IsClosed()) << "the one that has waited longest";
+  EXPECT_TRUE(hello.IsClosed()) << "long before its deadline";
+}
+
 TEST_F(Tls, ToldWhenItsFilesAreWrong) {
   ServerOptions options = Options();
   options.tls_key = options.tls_certificate;
