@@ -141,6 +141,11 @@ PageService::PageService(Options options, data::Database& database, const Static
   if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
 }
 
+std::function<void()> PageService::SettlesFor(data::Database& database) {
+  if (database.shared_transaction() == nullptr) return {};
+  return [&database] { database.CommitShared(); };
+}
+
 void PageService::Handle(wire::HttpRequest request, wire::Respond respond) {
   const std::string path = LowerName(request.path);
   if (const Route* route = FindRoute(path); route != nullptr) {
@@ -206,6 +211,14 @@ void PageService::Serve(const std::shared_ptr<Order>& order) {
     connection.SetDeadline(order->turn->deadline());
     const Lane lane = order->turn->lane();
     if (lane != Lane::kWriting && lane != Lane::kPasswords) connection.ForbidWriting();
+    if (lane == Lane::kWriting && workers_.settles()) {
+      // Respondents' requests take a moment each; staff's may take long, and nobody shall wait for them.
+      if (order->route->make != nullptr && order->route->roles.empty()) {
+        connection.Share();
+      } else {
+        database_.CommitShared();
+      }
+    }
     if (std::optional<wire::HttpResponse> stop = Stop(*order, connection)) {
       order->answer = std::move(*stop);
     } else {
@@ -219,7 +232,7 @@ void PageService::Serve(const std::shared_ptr<Order>& order) {
       order->paced = true;
       return delays_.Add(options_.pin_pace, options_.longest_pin_wait, [this, order] { Enqueue(order); });
     }
-    if (connection.HasWritten()) {
+    if (connection.NeedsCommit()) {
       // The worker is free for the next request while the disk is being waited for.
       return connection.Commit([this, order](const std::exception_ptr& failure) { Finish(order, failure); });
     }
@@ -462,6 +475,7 @@ void PageService::PostChore(const std::string& name, std::function<void(data::Co
                  .run =
                      [this, name, chore = std::move(chore)](const std::shared_ptr<WorkerPool::Turn>& turn) {
                        try {
+                         database_.CommitShared();
                          data::Connection connection(database_);
                          connection.SetDeadline(turn->deadline());
                          chore(connection);

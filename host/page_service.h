@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,9 @@ class PageService final : public wire::Site {
   // All but the options outlive the service.
   PageService(Options options, data::Database& database, const StaticSite& files, WorkerPool& workers, wire::Log& log,
               const Clock& clock = Clock::System());
+
+  // What the workers have to know of the database (WorkerPool::Options::settle).
+  static std::function<void()> SettlesFor(data::Database& database);
 
   void Handle(wire::HttpRequest request, wire::Respond respond) override;
 

@@ -9,6 +9,9 @@ namespace {
 constexpr std::chrono::milliseconds kExpireEvery{200};
 // What a waiting job takes beside what it says itself.
 constexpr std::size_t kBytesOfJob = 1024;
+// Where one worker at a time takes jobs: how many in a row, and after which time another one takes over.
+constexpr std::size_t kMostInARow = 32;
+constexpr std::chrono::milliseconds kHeldUp{5};
 
 }  // namespace
 
@@ -22,6 +25,7 @@ WorkerPool::WorkerPool(Options options) : options_(options) {
     std::size_t threads = options_.threads;
     if (at == static_cast<std::size_t>(Lane::kPasswords)) threads = 1;
     if (at == static_cast<std::size_t>(Lane::kWriting) && options_.writers != 0) threads = options_.writers;
+    lane.one_by_one = at == static_cast<std::size_t>(Lane::kWriting) && options_.settle;
     for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back([this, &lane] { Work(lane); });
   }
   threads_.emplace_back([this] { Expire(); });
@@ -85,10 +89,15 @@ WorkerPool::LaneState* WorkerPool::MakeReady(std::uint64_t number) {
   Numbers& of_address = lane.ready[job.address];
   if (of_address.empty()) lane.round.push_back(job.address);
   of_address.insert(number);
+  return Wake(lane) ? &lane : nullptr;
+}
+
+bool WorkerPool::Wake(LaneState& lane) {
+  if (lane.round.empty() || lane.idle == 0) return false;
   // One worker on its way is enough: it wakes the next if it finds more than it takes.
-  if (lane.idle == 0 || lane.waking) return nullptr;
+  if (lane.waking || (lane.runner != nullptr && lane.watched)) return false;
   lane.waking = true;
-  return &lane;
+  return true;
 }
 
 // Takes a job out of all that waits.
@@ -168,25 +177,63 @@ std::size_t WorkerPool::waiting() const {
   return waiting_.size();
 }
 
+bool WorkerPool::MayTake(const LaneState& lane, const void* worker) {
+  if (lane.round.empty()) return false;
+  return lane.runner == nullptr || lane.runner == worker || std::chrono::steady_clock::now() >= lane.taken_at + kHeldUp;
+}
+
+void WorkerPool::Wait(LaneState& lane, std::unique_lock<std::mutex>& lock) {
+  ++lane.idle;
+  if (lane.round.empty() || lane.watched) {
+    lane.wake.wait(lock);
+  } else {
+    lane.watched = true;
+    lane.wake.wait_until(lock, lane.taken_at + kHeldUp);
+    lane.watched = false;
+  }
+  --lane.idle;
+  lane.waking = false;
+}
+
+// The address whose turn it is goes to the end of the round.
+std::shared_ptr<WorkerPool::Turn> WorkerPool::Take(LaneState& lane) {
+  const std::string address = std::move(lane.round.front());
+  lane.round.pop_front();
+  const std::uint64_t number = *lane.ready.at(address).begin();
+  std::shared_ptr<Turn> turn = waiting_.at(number).turn;
+  lane.round.push_back(address);
+  Remove(number);
+  return turn;
+}
+
 void WorkerPool::Work(LaneState& lane) {
+  const char self = 0;  // its place says who it is
+  std::size_t in_a_row = 0;
   std::unique_lock lock(mutex_);
   while (true) {
-    while (lane.round.empty() && !(stopping_ && turns_ == 0)) {
-      ++lane.idle;
-      lane.wake.wait(lock);
-      --lane.idle;
-      lane.waking = false;
+    const bool takes = in_a_row < kMostInARow && MayTake(lane, &self);
+    if (!takes && in_a_row > 0) {
+      in_a_row = 0;
+      if (lane.runner == &self) lane.runner = nullptr;
+      const bool wake = Wake(lane);
+      lock.unlock();
+      if (wake) lane.wake.notify_one();
+      options_.settle();
+      lock.lock();
+      continue;
     }
-    if (lane.round.empty()) return;
-    // The address whose turn it is goes to the end of the round.
-    const std::string address = std::move(lane.round.front());
-    lane.round.pop_front();
-    const std::uint64_t number = *lane.ready.at(address).begin();
-    std::shared_ptr<Turn> turn = waiting_.at(number).turn;
-    lane.round.push_back(address);
-    Remove(number);
-    const bool wake = !lane.round.empty() && lane.idle > 0 && !lane.waking;
-    if (wake) lane.waking = true;
+    if (!takes) {
+      if (stopping_ && turns_ == 0) return;
+      Wait(lane, lock);
+      continue;
+    }
+    std::shared_ptr<Turn> turn = Take(lane);
+    if (lane.one_by_one) {
+      lane.runner = &self;
+      lane.taken_at = std::chrono::steady_clock::now();
+      ++in_a_row;
+    }
+    const bool wake = Wake(lane);
     lock.unlock();
     if (wake) lane.wake.notify_one();
     if (std::chrono::steady_clock::now() < turn->deadline_) {

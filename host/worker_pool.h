@@ -37,6 +37,9 @@ class WorkerPool {
     std::chrono::milliseconds patience{5000};
     std::size_t most_bytes = std::size_t{64} << 20;  // of all that waits
     std::size_t most_of_visitor = 32;                // requests that wait behind the visitor's own
+    // Said where writers pass one gate anyhow: one worker at a time takes the writers' jobs, one behind the other, and
+    // calls this when none is left or there were many. Another one takes over when a job takes long, and meanwhile.
+    std::function<void()> settle = {};
   };
 
   class Turn;
@@ -88,6 +91,7 @@ class WorkerPool {
   void Stop();
 
   std::size_t waiting() const;
+  bool settles() const { return options_.settle != nullptr; }
 
  private:
   using Time = std::chrono::steady_clock::time_point;
@@ -103,9 +107,20 @@ class WorkerPool {
     std::condition_variable wake;
     std::size_t idle = 0;
     bool waking = false;  // a worker was woken and has not run yet
+    // Where one worker at a time takes jobs: who it is, since when he has been at one, and whether an idle one looks
+    // whether that is too long.
+    bool one_by_one = false;
+    const void* runner = nullptr;
+    Time taken_at;
+    bool watched = false;
   };
 
   void Work(LaneState& lane);
+  static bool MayTake(const LaneState& lane, const void* worker);
+  void Wait(LaneState& lane, std::unique_lock<std::mutex>& lock);
+  std::shared_ptr<Turn> Take(LaneState& lane);
+  // Whether an idle worker should be woken, which then counts as on its way.
+  static bool Wake(LaneState& lane);
   void Expire();
   bool Enter(const std::shared_ptr<Turn>& turn);
   // Puts a waiting job into its lane; gives the lane if one of its workers should be woken.

@@ -262,7 +262,8 @@ int Serve(const Configuration& configuration) {
   host::WorkerPool workers({.threads = threads,
                             .writers = WriterCount(threads, database.dialect()),
                             .patience = std::chrono::seconds(configuration.queue_seconds),
-                            .most_bytes = configuration.queue_mebibytes << 20});
+                            .most_bytes = configuration.queue_mebibytes << 20,
+                            .settle = host::PageService::SettlesFor(database)});
   const desk::Settings settings = Desk(configuration);
   const bool guarded = IsGuarded(configuration, database);
   host::PageService service(Pages(configuration, settings), database, *files, workers, *metered);

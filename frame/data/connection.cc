@@ -1,6 +1,8 @@
 #include "frame/data/connection.h"
 
 #include <algorithm>
+#include <future>
+#include <utility>
 
 #include "frame/values/fault.h"
 
@@ -8,6 +10,8 @@ namespace surva::data {
 namespace {
 
 constexpr std::chrono::seconds kWritersPatience{10};
+// How long who only reads, so far, waits for those inside the shared transaction before he goes his own way.
+constexpr std::chrono::milliseconds kMoment{2};
 
 }  // namespace
 
@@ -16,20 +20,43 @@ Connection::~Connection() {
 }
 
 Engine& Connection::Open() {
-  if (!engine_) {
-    engine_ = database_.Take(deadline_);
+  if (engine_ == nullptr && shared_ != nullptr) Enter(std::min(kMoment, Patience()));
+  if (engine_ == nullptr) {
+    own_ = database_.Take(deadline_);
+    engine_ = own_.get();
     fresh_ = true;
   }
   return *engine_;
 }
 
+void Connection::Enter(std::chrono::milliseconds patience) {
+  engine_ = shared_->Enter(patience);
+  inside_ = engine_ != nullptr;
+  if (!inside_) return;
+  engine_->SetDeadline(deadline_);
+  fresh_ = true;
+}
+
+// How long a writer waits for the others.
+std::chrono::milliseconds Connection::Patience() const {
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+  return std::clamp<std::chrono::milliseconds>(left, {}, kWritersPatience);
+}
+
 void Connection::Reopen() {
-  database_.Give(std::move(engine_));
+  LetGo();
   Open();
   if (!begun_) return;
   engine_->Begin();
   engine_->SetAuthor(author_);
   for (const std::int64_t lock : locks_) engine_->Lock(lock);
+}
+
+void Connection::LetGo() noexcept {
+  if (inside_) shared_->Undo();
+  if (own_) database_.Give(std::move(own_));
+  engine_ = nullptr;
+  inside_ = false;
 }
 
 Rows Connection::Run(Statement statement, Effect effect) {
@@ -56,14 +83,23 @@ Rows Connection::Query(Statement statement) {
 void Connection::Begin() {
   if (begun_) return;
   Open();
-  if (WriteGate* gate = database_.write_gate(); gate != nullptr) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
-    if (!gate->Enter(std::clamp<std::chrono::milliseconds>(left, {}, kWritersPatience))) throw Fault::Busy({});
-    in_gate_ = true;
-  }
   try {
-    engine_->Begin();
+    if (shared_ != nullptr) {
+      if (!inside_) {
+        LetGo();
+        Enter(Patience());
+        if (!inside_) throw Fault::Busy({});
+      }
+      shared_->Begin(Patience());
+      fresh_ = false;
+    } else {
+      if (WriteGate* gate = database_.write_gate(); gate != nullptr) {
+        database_.CommitShared();
+        if (!gate->Enter(Patience())) throw Fault::Busy({});
+        in_gate_ = true;
+      }
+      engine_->Begin();
+    }
     engine_->SetAuthor(author_);
   } catch (...) {
     Rollback();
@@ -138,7 +174,7 @@ void Connection::CommitTrans() {
 }
 
 void Connection::RollbackTrans() noexcept {
-  if (engine_ && begun_) engine_->RollbackInner();
+  if (engine_ != nullptr && begun_) engine_->RollbackInner();
 }
 
 void Connection::ExecuteAtCommit(std::initializer_list<Piece> statement) {
@@ -146,17 +182,48 @@ void Connection::ExecuteAtCommit(std::initializer_list<Piece> statement) {
   at_commit_.emplace_back(Statement(statement));
 }
 
+bool Connection::NeedsCommit() const {
+  return HasWritten() || (inside_ && shared_->HoldsOthers());
+}
+
 void Connection::Commit() {
+  if (shared_ != nullptr) {
+    std::promise<void> ended;
+    LeaveShared(
+        [&ended](const std::exception_ptr& failure) { failure ? ended.set_exception(failure) : ended.set_value(); });
+    database_.CommitShared();
+    return ended.get_future().get();
+  }
   CommitTo([this](Engine& engine) { database_.shared_flush().Wait([&engine] { engine.Flush(); }); });
 }
 
 void Connection::Commit(SharedFlush::Done done) {
+  if (shared_ != nullptr) return LeaveShared(std::move(done));
   bool passed_on = false;
   CommitTo([&](Engine& engine) {
     passed_on = true;
     database_.shared_flush().Then([&engine] { engine.Flush(); }, done);
   });
   if (!passed_on) done(nullptr);
+}
+
+void Connection::LeaveShared(SharedFlush::Done done) {
+  try {
+    if (!at_commit_.empty()) {
+      Begin();
+      written_ = true;
+      for (const KeptStatement& last : at_commit_) Run(last.statement(), Effect::kWrite);
+    }
+    if (NeedsCommit()) {
+      shared_->Leave(written_ ? durability_ : Durability::kMemory, std::exchange(done, nullptr));
+      inside_ = begun_ = false;
+    }
+  } catch (...) {
+    Rollback();
+    throw;
+  }
+  Rollback();
+  if (done) done(nullptr);
 }
 
 // `flush` is called where the commit is not on disk by itself.
@@ -187,12 +254,12 @@ void Connection::LeaveGate() {
 }
 
 void Connection::Rollback() noexcept {
-  if (engine_ && begun_) engine_->Rollback();
+  if (own_ && begun_) own_->Rollback();
   begun_ = written_ = false;
   locks_.clear();
   at_commit_.clear();
   LeaveGate();
-  if (engine_) database_.Give(std::move(engine_));
+  LetGo();
 }
 
 }  // namespace surva::data

@@ -71,6 +71,9 @@ class Connection {
 
   // Whether anything was written since the last Commit, or is to be written by the next.
   bool HasWritten() const { return written_ || !at_commit_.empty(); }
+  // Whether what this request says may be known only when Commit is done: it has written, or read what others have
+  // written in a transaction that it shares with them.
+  bool NeedsCommit() const;
   // A write that the commit carries out, in its own round trip: if it fails, the commit does.
   void ExecuteAtCommit(std::initializer_list<Piece> statement);
 
@@ -88,23 +91,34 @@ class Connection {
   // first statement; the database's own patience holds too.
   void SetDeadline(std::chrono::steady_clock::time_point deadline) { deadline_ = deadline; }
   void ForbidWriting() { may_write_ = false; }
+  // For a request that takes a moment: on SQLite it shares a transaction with those that come before and behind it.
+  // To be said before the first statement. Commit without waiting only promises then that the request is among those
+  // of the next Database::CommitShared, which must follow.
+  void Share() { shared_ = database_.shared_transaction(); }
   void AllowWriting() { may_write_ = true; }
 
  private:
   friend class RowWriter;
   Engine& Open();
+  void Enter(std::chrono::milliseconds patience);
+  std::chrono::milliseconds Patience() const;
   // Another connection in place of one that was lost while nobody used it.
   void Reopen();
+  void LetGo() noexcept;  // of the connection
   void Begin();
   void BeginWrite();
   void HoldNow(std::string_view thing);
   Rows Run(Statement statement, Effect effect);
   Rows Write(Statement statement);
   void CommitTo(const std::function<void(Engine&)>& flush);
+  void LeaveShared(SharedFlush::Done done);
   void LeaveGate();
 
   Database& database_;
-  std::unique_ptr<Engine> engine_;
+  SharedTransaction* shared_ = nullptr;  // to be shared; `inside_` it now, with its engine
+  bool inside_ = false;
+  std::unique_ptr<Engine> own_;
+  Engine* engine_ = nullptr;
   Durability durability_ = Durability::kDisk;
   Author author_;
   std::vector<std::int64_t> locks_;

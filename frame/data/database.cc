@@ -15,6 +15,9 @@ namespace {
 constexpr std::chrono::seconds kPatience{5};
 constexpr std::chrono::milliseconds kAgain{100};
 
+// How long writers may go ahead of one who waits.
+constexpr std::chrono::milliseconds kMostOvertaken{20};
+
 constexpr std::string_view kSqlitePrefix = "sqlite:";
 
 Dialect DialectOf(std::string_view dsn) {
@@ -34,12 +37,14 @@ bool IsFull(const Fault& fault) {
 }  // namespace
 
 struct WriteWaiter {
+  std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
   std::condition_variable turn;
 };
 
 bool WriteGate::Enter(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
-  if (taken_) {
+  if (taken_ || IsOverdue()) {
+    if (patience.count() <= 0) return false;
     WriteWaiter waiter;
     waiting_.push_back(&waiter);
     const bool free = waiter.turn.wait_for(lock, patience, [&] { return !taken_; });
@@ -50,8 +55,12 @@ bool WriteGate::Enter(std::chrono::milliseconds patience) {
   return true;
 }
 
+bool WriteGate::IsOverdue() const {
+  return !waiting_.empty() && std::chrono::steady_clock::now() - waiting_.front()->since > kMostOvertaken;
+}
+
 // Who has waited longest is woken; a writer who comes meanwhile may go first, so that the gate need not stand idle
-// until a thread has woken up.
+// until a thread has woken up; but not for long.
 void WriteGate::Leave() {
   const std::lock_guard lock(mutex_);
   taken_ = false;
@@ -139,7 +148,12 @@ void Database::SettleLog() {
   Give(std::move(engine));
 }
 
+void Database::CommitShared() {
+  if (dialect_ == Dialect::kSqlite) shared_transaction_.Commit();
+}
+
 void Database::Close() {
+  shared_transaction_.Close();
   change_log_.Rest();
   std::vector<std::unique_ptr<Engine>> closing;
   {

@@ -13,6 +13,7 @@
 #include "frame/data/change_log.h"
 #include "frame/data/engine.h"
 #include "frame/data/shared_flush.h"
+#include "frame/data/shared_transaction.h"
 #include "frame/data/sqlite_engine.h"
 
 namespace surva::data {
@@ -20,11 +21,13 @@ namespace surva::data {
 // Lets the writers of one process through one after the other, the longest waiting first as a rule.
 class WriteGate {
  public:
-  // False if the turn did not come within the time.
+  // False if the turn did not come within the time; without any, this does not wait.
   bool Enter(std::chrono::milliseconds patience);
   void Leave();
 
  private:
+  bool IsOverdue() const;  // the one who has waited longest
+
   std::mutex mutex_;
   std::vector<struct WriteWaiter*> waiting_;
   bool taken_ = false;
@@ -65,6 +68,10 @@ class Database {
   // Null where the engine itself puts its writers in order.
   WriteGate* write_gate() { return dialect_ == Dialect::kSqlite ? &gate_ : nullptr; }
 
+  // Null there too.
+  SharedTransaction* shared_transaction() { return dialect_ == Dialect::kSqlite ? &shared_transaction_ : nullptr; }
+  // Commits for all requests that have left the shared transaction.
+  void CommitShared();
   // Through this, commits of one moment share a flush to disk.
   SharedFlush& shared_flush() { return shared_flush_; }
   const Traffic& traffic() const { return traffic_; }
@@ -95,6 +102,8 @@ class Database {
   std::condition_variable given_;
   std::vector<std::unique_ptr<Engine>> idle_;
   std::size_t in_use_ = 0;
+  WriteGate shared_gate_;
+  SharedTransaction shared_transaction_{*this, gate_, shared_gate_};
 };
 
 }  // namespace surva::data

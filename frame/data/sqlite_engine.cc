@@ -198,6 +198,7 @@ class SqliteEngine final : public Engine {
                                      function, nullptr, nullptr, nullptr));
   }
   void TurnOnWriteAheadLog();
+  void RequireTransaction();
   // SQLite's handler for what another program holds: whether to try once more.
   static int WaitForOthers(void* engine, int tries);
   Prepared& Prepare(const std::string& sql);
@@ -217,6 +218,7 @@ class SqliteEngine final : public Engine {
   ChangeLog& log_;
   Time deadline_ = Time::max();
   Time waits_until_;
+  bool begun_ = false;  // a transaction
   bool usable_ = true;
 };
 
@@ -392,6 +394,7 @@ struct Reset {
 };
 
 Rows SqliteEngine::Run(Statement statement, Effect) {
+  RequireTransaction();
   Assemble(statement, Dialect::kSqlite, sql_, values_);
   const Prepared& prepared = Prepare(sql_);
   const Reset reset{prepared.handle.get()};
@@ -417,6 +420,7 @@ void SqliteEngine::Replace(Statement removal, const RowSet& rows) {
 }
 
 void SqliteEngine::Insert(const RowSet& rows, std::size_t first, std::size_t count) {
+  RequireTransaction();
   sql_ = "insert into " + std::string(rows.table->name);
   std::string places;
   for (const Column* column : rows.columns) {
@@ -458,7 +462,9 @@ void SqliteEngine::RunScript(const std::string& script) {
 void SqliteEngine::Begin() {
   log_.RequireWhole();
   static constexpr Piece kBegin[] = {"BEGIN IMMEDIATE"};
+  begun_ = false;
   Run(kBegin, Effect::kWrite);
+  begun_ = true;
 }
 
 void SqliteEngine::Commit(Durability durability, Statement last) {
@@ -466,6 +472,16 @@ void SqliteEngine::Commit(Durability durability, Statement last) {
   if (!last.empty()) Run(last, Effect::kWrite);
   if (durability == Durability::kDisk) CheckFiles();
   Run(kCommit, Effect::kWrite);
+  begun_ = false;
+}
+
+// A full disk or one that fails undoes the whole transaction, not the statement alone: what came behind it would stand
+// by itself.
+void SqliteEngine::RequireTransaction() {
+  if (!begun_ || InTransaction()) return;
+  usable_ = false;
+  throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+              "the transaction has been undone");
 }
 
 void SqliteEngine::Flush() {
@@ -489,6 +505,7 @@ void SqliteEngine::Flush() {
 }
 
 void SqliteEngine::Rollback() noexcept {
+  begun_ = false;
   if (!InTransaction()) return;
   if (sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr) != SQLITE_OK && InTransaction())
     usable_ = false;

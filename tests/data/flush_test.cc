@@ -1,4 +1,5 @@
-// Commits of one moment share a flush; each keeps its own success, and nobody is answered before the disk has it.
+// Commits of one moment share a flush, and maybe a transaction; each keeps its own success, and nobody is answered
+// before the disk has it.
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include "frame/data/shared_flush.h"
 #include "frame/values/fault.h"
 #include "tests/support/test_database.h"
+#include "tests/support/watched_engine.h"
 
 namespace {
 std::atomic<bool> disk_fails = false;
@@ -133,6 +135,144 @@ TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
   database->SettleLog();
   EXPECT_EQ(commit("afterwards"), FaultNumber{});
   EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "thanked in doubt afterwards");
+}
+
+// Requests that share a transaction, and what each was told: "." for success, else the fault's number.
+class Sharing : public ::testing::Test {
+ protected:
+  // Writes rows of these texts; a text that is too long is refused.
+  void Ask(const std::vector<std::string>& texts, Durability durability = Durability::kDisk) {
+    Connection db(*database);
+    db.Share();
+    db.SetDurability(durability);
+    const std::size_t mine = told.size();
+    told.emplace_back("?");
+    try {
+      for (const std::string& text : texts) db.AddNew(kFieldValue).Set("FieldValue", Value(text)).Update();
+      db.Commit([this, mine](const std::exception_ptr& failure) { told[mine] = failure ? NumberOf(failure) : "."; });
+    } catch (const Fault&) {
+      told[mine] = NumberOf(std::current_exception());
+    }
+  }
+  static std::string NumberOf(const std::exception_ptr& failure) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (const Fault& fault) {
+      return fault.number() == FaultNumber::kCommitInDoubt ? "doubt" : fault.IsBusy() ? "busy" : "failed";
+    }
+  }
+  std::string Told() const {
+    std::string all;
+    for (const std::string& one : told) all += one + " ";
+    return all;
+  }
+  std::string Stored() { return Read(*database, {"select FieldValue from FieldValue order by FieldValueID"}); }
+
+  Watch watch;
+  TestDatabase made{Dialect::kSqlite};
+  std::optional<Database> database{std::in_place, made.dsn(), WatchedEngine::Around(watch)};
+  std::vector<std::string> told;
+};
+
+TEST_F(Sharing, EachPartStandsOrFallsByItself) {
+  const std::string refused(100, 'x');
+  Ask({"one"});
+  Ask({"two", refused, "three"});
+  {
+    Connection db(*database);
+    db.Share();
+    db.AddNew(kFieldValue).Set("FieldValue", Value("dropped")).Update();
+  }
+  Ask({"four"});
+  {
+    Connection reader(*database);
+    reader.Share();
+    EXPECT_EQ(reader.Query({"select FieldValue from FieldValue"}).size(), 2U);
+    EXPECT_TRUE(reader.NeedsCommit()) << "what it says is not sure yet";
+  }
+  EXPECT_EQ(Stored(), "") << "nobody else sees it before the commit";
+  EXPECT_EQ(Told(), "? failed ? ");
+  const std::uint64_t flushes = database->traffic().flushes;
+  database->CommitShared();
+  EXPECT_EQ(Told(), ". failed . ");
+  EXPECT_EQ(Stored(), "one four");
+  EXPECT_EQ(database->traffic().flushes, flushes + 1);
+  // The first one's part is the whole transaction.
+  Ask({refused});
+  Ask({"five"}, Durability::kMemory);
+  // Whoever has a transaction of his own does not wait for those who have left.
+  Write(*database, {"insert into FieldValue (FieldValue) values ('own')"});
+  EXPECT_EQ(Told(), ". failed . failed . ");
+  EXPECT_EQ(Stored(), "one four five own");
+}
+
+TEST_F(Sharing, AFailedCommitIsToldToAllOfIt) {
+  Ask({"one"});
+  Ask({"two"});
+  watch.fail_commit = true;
+  database->CommitShared();
+  EXPECT_EQ(Told(), "failed failed ");
+  Ask({"three"});
+  Ask({"four"});
+  database->CommitShared();
+  EXPECT_EQ(Stored(), "three four");
+  Ask({"five"});
+  Ask({"six"});
+  disk_fails = true;
+  database->CommitShared();
+  Ask({"refused"});
+  EXPECT_EQ(Told(), "failed failed . . doubt doubt failed ");
+}
+
+// A full disk takes the whole transaction along, everybody's part: what is written behind that must not stand alone.
+TEST_F(Sharing, WhatTheEngineUndoesIsUndoneForAll) {
+  const std::string long_text(1'000'000, 'x');
+  for (const bool first : {false, true}) {
+    if (!first) Ask({"one"});
+    {
+      Connection db(*database);
+      db.Share();
+      db.Execute({"pragma max_page_count=1"});
+      EXPECT_THROW(db.Execute({"insert into VisitorSession (SessionKey, Contents) values ('', ", Text(long_text), ")"}),
+                   Fault);
+      EXPECT_THROW(db.AddNew(kFieldValue).Set("FieldValue", Value("behind")).Update(), Fault);
+      EXPECT_THROW(db.Commit([](const std::exception_ptr&) {}), Fault);
+    }
+    EXPECT_EQ(Told(), "failed ");
+    EXPECT_EQ(Stored(), "");
+  }
+  Ask({"two"});
+  database->CommitShared();
+  EXPECT_EQ(Stored(), "two");
+}
+
+TEST_F(Sharing, ManyAtOnceAreEachAnsweredOnceAndRightly) {
+  constexpr int kThreads = 6;
+  constexpr int kRequests = 60;
+  std::atomic<int> stored = 0;
+  std::atomic<int> answers = 0;
+  AtOnce(kThreads, [&](int thread) {
+    for (int request = 0; request < kRequests; ++request) {
+      Connection db(*database);
+      if (thread > 0) db.Share();
+      db.Query({"select max(FieldValueID) as Last from FieldValue"});
+      db.AddNew(kFieldValue).Set("FieldValue", Value("x")).Update();
+      if (request % 5 == 4) continue;
+      const auto done = [&](const std::exception_ptr& failure) { ++(failure ? answers : stored); };
+      if (thread == 1) {
+        db.Commit();
+        ++stored;
+      } else {
+        db.Commit(done);
+      }
+      if (thread > 1 && request % 3 == 0) database->CommitShared();
+    }
+    database->CommitShared();
+  });
+  database->CommitShared();
+  EXPECT_EQ(answers, 0);
+  EXPECT_EQ(stored, kThreads * kRequests * 4 / 5);
+  EXPECT_EQ(Read(*database, {"select count(*) from FieldValue"}), std::to_string(stored));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <latch>
 #include <string>
@@ -95,6 +96,30 @@ TEST(WorkerPool, ReadersPassWritersThatAreStuck) {
   ASSERT_TRUE(protocol.Becomes(3));
   EXPECT_EQ(protocol.text().back(), '!');
   EXPECT_EQ(pool.waiting(), 0U);
+  brake.Release();
+}
+
+// Nobody waits behind a writer that is held up, and behind all of them, or 32 in a row, comes a settling.
+TEST(WorkerPool, WritersWhoShareAreSettledSoon) {
+  Protocol protocol;
+  Brake brake;
+  WorkerPool pool({.threads = 3, .settle = [&] { protocol.Note('|'); }});
+  const auto post = [&] {
+    pool.Post({.lane = Lane::kWriting, .run = protocol.Serve('w'), .refuse = protocol.Refuse('?')});
+  };
+  const auto count = [&](char name) {
+    const std::string text = protocol.text();
+    return std::count(text.begin(), text.end(), name);
+  };
+  post();
+  ASSERT_TRUE(protocol.Becomes(2));
+  EXPECT_EQ(protocol.text(), "w|");
+  brake.Hold(pool, Lane::kWriting);
+  for (int i = 0; i < 100; ++i) post();
+  for (int i = 0; i < 5000 && (count('w') < 101 || count('|') < 5); ++i) std::this_thread::sleep_for(milliseconds(1));
+  EXPECT_EQ(count('w'), 101);
+  EXPECT_GE(count('|'), 5);
+  EXPECT_EQ(protocol.text().back(), '|');
   brake.Release();
 }
 

@@ -67,7 +67,7 @@ class Node {
   explicit Node(const std::string& dsn) : Node(dsn, Options{}) {}
   Node(const std::string& dsn, Options options)
       : database(dsn, std::move(options.wrap)),
-        workers({.threads = 2, .patience = options.patience}),
+        workers({.threads = 2, .patience = options.patience, .settle = host::PageService::SettlesFor(database)}),
         service(std::move(options.service), database, files, workers, log, options.clock) {}
 
   Coming Send(wire::HttpRequest request) { return test::Send(service, std::move(request)); }
