@@ -267,7 +267,7 @@ class Analysis {
         if (i > 0) statement.push_back(",");
         statement.push_back(Bound(Field(std::string_view(*name))));
       }
-      statement.push_back(")");
+      statement.push_back(") order by 1");
       for (const Row& row : db_.Query(statement)) each(row);
     }
   }

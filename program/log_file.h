@@ -10,6 +10,8 @@ namespace surva::program {
 
 class LogFile {
  public:
+  static constexpr std::size_t kMostBuffered = 1024 * 1024;
+
   // A file's path, or "-" for the standard stream. Throws a std::system_error that names the file if it cannot be
   // opened.
   LogFile(std::string path, int standard_stream);
@@ -31,8 +33,6 @@ class LogFile {
   bool is_journal() const { return is_journal_; }
 
  private:
-  static constexpr std::size_t kMostBuffered = 1024 * 1024;
-
   int Open() const;
   bool IsReady() const;
   bool TakeLines();   // true if there are any

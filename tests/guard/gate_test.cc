@@ -151,6 +151,7 @@ TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
     ++tried;
   }
   EXPECT_LE(tried, 80) << "guesses in an hour";
+  EXPECT_LE(kWrongPasswords.Ask(*connection_, "account", kNow).wait, 60) << "the clock was set back";
 }
 
 TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {

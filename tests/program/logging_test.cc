@@ -38,7 +38,7 @@ TEST_F(LogFiles, NobodyWritesALineOfHisOwn) {
     log.Access({.request_id = "id7",
                 .remote_addr = "::1",
                 .method = "GET",
-                .target = "/a\r\n1.2.3.4 \"GET /b\x1b[2J{}%s\xff",
+                .target = "/a\r\n1.2.3.4 \"GET /b\x1b[2J{}%s~ \x7f\xff",
                 .status = 404,
                 .bytes = 7,
                 .milliseconds = 1.25});
@@ -47,7 +47,7 @@ TEST_F(LogFiles, NobodyWritesALineOfHisOwn) {
     log.Warning("told {} %n\n twice");
   }
   const std::string access = Content(access_);
-  EXPECT_NE(access.find(" ::1 \"GET /a\\x0d\\x0a1.2.3.4 \\x22GET /b\\x1b[2J{}%s\\xff\" 404 7 1.2ms id7\n"),
+  EXPECT_NE(access.find(" ::1 \"GET /a\\x0d\\x0a1.2.3.4 \\x22GET /b\\x1b[2J{}%s~ \\x7f\\xff\" 404 7 1.2ms id7\n"),
             std::string::npos)
       << access;
   EXPECT_EQ(std::count(access.begin(), access.end(), '\n'), 2);
@@ -130,6 +130,11 @@ class Pipe {
 };
 
 TEST_F(LogFiles, NobodyWaitsForTheirReader) {
+  LogFile kept(error_, STDERR_FILENO);
+  kept.Append(std::string(LogFile::kMostBuffered - 1, 'a'));
+  kept.Append("bc");
+  kept.Append("d");
+  EXPECT_EQ(kept.TakeDropped(), 1U);
   Pipe pipe(access_);
   const auto begin = std::chrono::steady_clock::now();
   auto log = std::make_unique<FileLog>(LogOptions{.access = pipe.path(), .error = error_});

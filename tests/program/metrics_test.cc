@@ -56,6 +56,7 @@ TEST_P(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
   for (int i = 0; i < 500; ++i) {
     const std::string target = "/nothing" + std::to_string(i);
     log->Access({.method = "GET", .target = target, .status = i % 2 == 0 ? 404U : 302U, .milliseconds = 1});
+    log->Access({.method = "GET", .target = target + "a", .status = i % 2 == 0 ? 400U : 405U, .milliseconds = 1});
   }
 
   guard::Figures guard;
@@ -66,6 +67,8 @@ TEST_P(MetricsPage, CountsWhatIsDoneAndKnowsWhatTheDashboardAsks) {
   for (const char* line :
        {"surva_requests_total{page=\"/admin/company.asp\",status=\"200\"} 2",
         "surva_requests_total{page=\"other\",status=\"404\"} 250", "surva_database_up 1",
+        "surva_requests_total{page=\"other\",status=\"400\"} 250",
+        "surva_requests_total{page=\"other\",status=\"405\"} 250",
         "surva_statement_duration_seconds_count{effect=\"commit\"} 1", "surva_statement_failures_total 1",
         "surva_database_connections 1", "surva_mails{state=\"sent\"} 1", "surva_sessions 0", "surva_queue_length 0",
         "surva_refusals_total{rule=\"pin-wait\"} 1", "surva_refusals_total{rule=\"sign-in\"} 0",
