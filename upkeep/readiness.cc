@@ -66,9 +66,15 @@ bool IsReadable(const std::string& address) {
   const std::size_t slash = std::min(address.find_first_of("/?", begin), address.size());
   const auto at_signs = std::count(address.begin() + static_cast<std::ptrdiff_t>(begin), address.end(), '@');
   if (at_signs > 1 || (at_signs == 1 && address.find('@') > slash)) return false;
-  PQconninfoOption* options = PQconninfoParse(address.c_str(), nullptr);
+  PQconninfoOption* const options = PQconninfoParse(address.c_str(), nullptr);
+  bool readable = options != nullptr;
+  for (const PQconninfoOption* option = options; readable && option->keyword != nullptr; ++option) {
+    // Without a host, user and password are read as host and port.
+    readable = std::string_view(option->keyword) != "port" || option->val == nullptr ||
+               std::string_view(option->val).find_first_not_of("0123456789,") == std::string_view::npos;
+  }
   PQconninfoFree(options);
-  return options != nullptr;
+  return readable;
 }
 
 // What may be done about a server that answers and refuses. Other languages' messages go without.
@@ -144,7 +150,8 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
   const bool is_postgres = dsn.starts_with("postgres");
   if (is_postgres && dsn.find("//") != std::string::npos && !IsReadable(dsn)) {
     throw Refusal("the address in --dsn cannot be read; in user, password and database name write @ as %40, "
-                  "/ as %2F, : as %3A, ? as %3F, % as %25; behind ? stand libpq's own words alone");
+                  "/ as %2F, : as %3A, ? as %3F, % as %25; the port is a number; behind ? stand libpq's own words "
+                  "alone");
   }
   if (!is_postgres && files == Files::kStanding && !fs::exists(dsn.substr(std::min(kSqlite.size(), dsn.size())))) {
     throw Refusal("there is no file \"" + dsn.substr(std::min(kSqlite.size(), dsn.size())) + "\"; see --dsn");

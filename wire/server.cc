@@ -132,7 +132,7 @@ void Server::Listen() {
   error_code error;
   const auto found = resolver.resolve(
       options_.host, options_.port, asio::ip::resolver_base::passive | asio::ip::resolver_base::numeric_service, error);
-  if (error) throw std::runtime_error("cannot listen on " + where + ": " + error.message());
+  if (error) throw std::runtime_error("cannot listen on " + where + ": " + error.message() + "; see --listen");
   error_code failure;
   for (const auto& entry : found) {
     Tcp::endpoint endpoint = entry.endpoint();
@@ -152,9 +152,12 @@ void Server::Listen() {
     if (!IsAbsent(error)) break;
   }
   if (listeners_.empty() || (failure && !IsAbsent(failure))) {
-    const bool taken = failure == asio::error::address_in_use;
-    throw std::runtime_error("cannot listen on " + where + ": " + failure.message() +
-                             (taken ? "; stop the program that has the port, or give another --listen" : ""));
+    const char* const remedy = failure == asio::error::address_in_use
+                                   ? "; stop the program that has the port, or give another --listen"
+                               : failure == asio::error::access_denied
+                                   ? "; ports below 1024 want CAP_NET_BIND_SERVICE, or give another --listen"
+                                   : "; name an address of this machine with --listen";
+    throw std::runtime_error("cannot listen on " + where + ": " + failure.message() + remedy);
   }
 }
 
