@@ -1,6 +1,7 @@
 #include "upkeep/readiness.h"
 
 #include <libpq-fe.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,6 +40,31 @@ std::string OneLine(std::string text) {
 
 // ---- SQLite
 
+Refusal NotWritable(const std::string& path) {
+  return Refusal("\"" + path +
+                 "\" or its folder may not be written by the user who runs surva; give them to him (chown, chmod)");
+}
+
+// Looks into a file without touching it: opened for work, it would get a log of changes. What cannot be read says why
+// when it is opened.
+void RefuseAnothersFile(const std::string& path) {
+  sqlite3* opened = nullptr;
+  const bool readable = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK;
+  const std::unique_ptr<sqlite3, int (*)(sqlite3*)> file(opened, sqlite3_close_v2);
+  sqlite3_stmt* prepared = nullptr;
+  if (!readable || sqlite3_prepare_v2(opened,
+                                      "select count(*), sum(lower(name)='schemaversion') from sqlite_master where "
+                                      "type='table' and lower(name) not like 'sqlite_%'",
+                                      -1, &prepared, nullptr) != SQLITE_OK) {
+    return;
+  }
+  const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement(prepared, sqlite3_finalize);
+  if (sqlite3_step(prepared) == SQLITE_ROW && sqlite3_column_int(prepared, 0) > 0 &&
+      sqlite3_column_int(prepared, 1) == 0) {
+    throw Refusal("\"" + path + "\" is another program's database; give a new file with --dsn");
+  }
+}
+
 // Why a file cannot be opened, which SQLite does not tell.
 std::string WhyNoFile(const fs::path& file, const std::string& detail) {
   std::error_code error;
@@ -49,6 +75,7 @@ std::string WhyNoFile(const fs::path& file, const std::string& detail) {
   if (fs::exists(file, error) && access(file.c_str(), R_OK) != 0) {
     return quoted + " may not be read by the user who runs surva; give it to him (chown)";
   }
+  if (fs::exists(file, error) && access(file.c_str(), W_OK) != 0) return NotWritable(file.string()).what();
   if (access(folder.c_str(), W_OK) != 0) {
     return "the folder \"" + folder.string() +
            "\" may not be written by the user who runs surva; the database needs "
@@ -105,13 +132,8 @@ std::string Text(data::Connection& db, std::initializer_list<data::Piece> statem
 
 void RequireSuitableSqlite(data::Database& database, data::Connection& db) {
   const std::string path = database.dsn().substr(kSqlite.size());
-  const data::Rows tables = db.Query({"select count(*) as Cnt from sqlite_master where type='table' and "
-                                      "lower(name) not like 'sqlite_%'"});
   const data::Rows own =
       db.Query({"select count(*) as Cnt from sqlite_master where type='table' and lower(name)='schemaversion'"});
-  if (tables.First()["Cnt"].IsTrue() && !own.First()["Cnt"].IsTrue()) {
-    throw Refusal("\"" + path + "\" is another program's database; give a new file with --dsn");
-  }
   if (!own.First()["Cnt"].IsTrue()) return;
   try {
     // Touches no row, and yet begins to write.
@@ -119,9 +141,7 @@ void RequireSuitableSqlite(data::Database& database, data::Connection& db) {
     db.Rollback();
   } catch (const Fault& fault) {
     if (fault.detail().find("readonly") == std::string::npos) throw;
-    throw Refusal("\"" + path +
-                  "\" or its folder may not be written by the user who runs surva; give them to him "
-                  "(chown, chmod)");
+    throw NotWritable(path);
   }
 }
 
@@ -156,6 +176,7 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
   if (!is_postgres && files == Files::kStanding && !fs::exists(dsn.substr(std::min(kSqlite.size(), dsn.size())))) {
     throw Refusal("there is no file \"" + dsn.substr(std::min(kSqlite.size(), dsn.size())) + "\"; see --dsn");
   }
+  if (!is_postgres && dsn.starts_with(kSqlite)) RefuseAnothersFile(dsn.substr(kSqlite.size()));
   constexpr std::chrono::milliseconds kPause{500};
   constexpr int kTellEvery = 20;  // pauses
   const auto deadline = steady_clock::now() + patience;

@@ -28,13 +28,14 @@ class Away : public std::runtime_error {
 enum class Files { kAny, kStanding };
 
 // Opens the database. A PostgreSQL that is away or still starting is waited for; `tell` gets a line now and then while
-// it is. No text tells any part of a password. Throws Refusal or Away.
+// it is. Another program's file is refused and left as it is. No text tells any part of a password. Throws Refusal or
+// Away.
 std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono::seconds patience,
                                              const std::function<void(const std::string&)>& tell,
                                              const data::Database::Wrap& wrap = {}, Files files = Files::kAny);
 
-// Throws a Refusal for a database that cannot be written, whose letters are not those of Unicode, or that belongs to
-// another program. Harmless on an empty one.
+// Throws a Refusal for a database that cannot be written or whose letters are not those of Unicode. Harmless on an
+// empty one.
 void RequireSuitable(data::Database& database);
 
 }  // namespace surva::upkeep

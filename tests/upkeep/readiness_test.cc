@@ -56,7 +56,10 @@ TEST_F(Readiness, TellsWhatIsWrongWithAFile) {
   ASSERT_EQ(sqlite3_open(other.c_str(), &database), SQLITE_OK);
   sqlite3_exec(database, "create table Recipe (Name)", nullptr, nullptr, nullptr);
   sqlite3_close(database);
+  const auto content = [&] { return std::string(std::istreambuf_iterator<char>(std::ifstream(other).rdbuf()), {}); };
+  const std::string before = content();
   EXPECT_NE(Refused("sqlite:" + other).find("another program's"), std::string::npos);
+  EXPECT_EQ(content(), before);
 }
 
 TEST_F(Readiness, TellsWhatIsWrongWithADatabaseOfTheServer) {
