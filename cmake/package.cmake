@@ -1,5 +1,5 @@
 # The Debian package: `cpack` in a build folder. It comes out the same, byte for byte, from the same sources in whatever
-# folder, if SOURCE_DATE_EPOCH is set.
+# folder, with the SOURCE_DATE_EPOCH and the umask that deploy/make-package sets.
 set(pages)
 foreach(page surva.1 surva.toml.5)
   set(file ${CMAKE_BINARY_DIR}/manual/${page}.gz)
