@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 #include <sodium.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -39,8 +40,9 @@ class MailSender::Transfer {
   // kAway: the server took no mail at all, whatever is in it.
   enum class Outcome { kTaken, kRefused, kNotNow, kUnknown, kNotOurs, kAway };
 
-  Transfer(const MailSettings& settings, std::chrono::seconds limit, std::function<bool()> stopping)
-      : curl_(Begin()), stopping_(std::move(stopping)) {
+  Transfer(const MailSettings& settings, const Rhythm& rhythm, std::function<bool()> stopping)
+      : curl_(Begin()), stopping_(std::move(stopping)), last_words_(rhythm.last_words) {
+    const auto limit = static_cast<long>(rhythm.transfer.count());
     if (curl_ == nullptr) throw std::runtime_error("libcurl cannot be used");
     curl_easy_setopt(curl_, CURLOPT_URL, settings.server.c_str());
     curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "smtp,smtps");
@@ -51,8 +53,8 @@ class MailSender::Transfer {
     }
     if (!settings.authority.empty()) curl_easy_setopt(curl_, CURLOPT_CAINFO, settings.authority.c_str());
     curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl_, CURLOPT_TIMEOUT, static_cast<long>(limit.count()));
-    curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT, std::min(15L, static_cast<long>(limit.count())));
+    curl_easy_setopt(curl_, CURLOPT_TIMEOUT, limit);
+    curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT, std::min(15L, limit));
     curl_easy_setopt(curl_, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, error_.data());
     curl_easy_setopt(curl_, CURLOPT_READDATA, this);
@@ -63,7 +65,14 @@ class MailSender::Transfer {
     curl_easy_setopt(curl_, CURLOPT_XFERINFOFUNCTION, Watch);
     curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, 0L);
   }
-  ~Transfer() { curl_easy_cleanup(curl_); }
+  ~Transfer() {
+    // A farewell is said, and its answer not waited for.
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(curl_, CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK && socket != CURL_SOCKET_BAD) {
+      ::shutdown(socket, SHUT_RD);
+    }
+    curl_easy_cleanup(curl_);
+  }
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -133,13 +142,13 @@ class MailSender::Transfer {
   static int Watch(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     auto& transfer = *static_cast<Transfer*>(self);
     if (!transfer.stopping_()) return 0;
-    constexpr std::chrono::seconds kLastWords{4};
-    const bool wait = transfer.leaving_ && std::chrono::steady_clock::now() - transfer.left_at_ < kLastWords;
+    const bool wait = transfer.leaving_ && std::chrono::steady_clock::now() - transfer.left_at_ < transfer.last_words_;
     return wait ? 0 : 1;
   }
 
   CURL* const curl_;
   const std::function<bool()> stopping_;
+  const std::chrono::seconds last_words_;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::string message_;
   std::size_t at_ = 0;
@@ -198,7 +207,7 @@ bool MailSender::SendNext(std::unique_ptr<Transfer>& transfer) {
   const std::optional<Outbox::Claim> claim = outbox_.Take(now);
   if (!claim) return false;
   if (!transfer) {
-    transfer = std::make_unique<Transfer>(settings_, rhythm_.transfer, [this] { return Stopping(); });
+    transfer = std::make_unique<Transfer>(settings_, rhythm_, [this] { return Stopping(); });
   }
   return Send(*transfer, *claim);
 }
@@ -231,7 +240,8 @@ bool MailSender::Send(Transfer& transfer, const Outbox::Claim& claim) {
     case kUnknown:
       log_.Warning("mail " + std::to_string(claim.key) + ": nobody knows whether it arrived");
       outbox_.End(claim, MailState::kDoubtful, told, guard::SecondsNow());
-      return true;
+      // The connection goes: a late answer would be taken for that to the next mail.
+      return false;
     case kNotOurs:
       return true;
     case kAway: {

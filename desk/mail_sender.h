@@ -17,6 +17,7 @@ class MailSender {
   struct Rhythm {
     std::chrono::milliseconds look{3000};  // how often an empty outbox is looked into
     std::chrono::seconds transfer{60};     // the longest that one mail may take
+    std::chrono::seconds last_words{4};    // for a server that has the text, when this program ends
     std::chrono::seconds claim{180};       // after which a claim's sender counts as dead
     // Before the second attempt; each further one waits four times as long. A server that takes none at all is left
     // alone as long, and up to sixteen times as long; that is no attempt.
@@ -37,9 +38,9 @@ class MailSender {
   class Transfer;
 
   void Run();
-  // False if there was nothing to do.
+  // False if there was nothing to do, or the connection must not be used again.
   bool SendNext(std::unique_ptr<Transfer>& transfer);
-  // False if the server takes none for now.
+  // False if the server takes none for now, or cannot be trusted to answer this mail.
   bool Send(Transfer& transfer, const Outbox::Claim& claim);
   bool Stopping();
 

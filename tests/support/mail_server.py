@@ -3,7 +3,7 @@
 
 Each mail becomes a file of the folder. Receivers say what befalls them: refused@ is refused for good, later@ is put off
 at the first attempt, gone@ loses the connection then, cut@ loses it after its text has come, slow@ waits before the
-answer. With TLS it wants an account, and vouches for itself in FOLDER/authority.pem.
+answer, silent@ gets none. With TLS it wants an account, and vouches for itself in FOLDER/authority.pem.
 """
 import asyncio
 import os
@@ -41,6 +41,8 @@ class Keeper:
             server.transport.abort()
         if envelope.rcpt_tos[0].startswith("slow@"):
             await asyncio.sleep(0.05)
+        if envelope.rcpt_tos[0].startswith("silent@"):
+            await asyncio.Event().wait()
         return "250 Taken"
 
 
@@ -64,7 +66,7 @@ async def serve():
     options = {"authenticator": check, "auth_required": True, "auth_require_tls": tls == "starttls"} if tls else {}
     if tls == "starttls":
         options.update(tls_context=context, require_starttls=True)
-    server = await loop.create_server(lambda: SMTP(Keeper(), **options), "127.0.0.1", 0,
+    server = await loop.create_server(lambda: SMTP(Keeper(), hostname="localhost", **options), "127.0.0.1", 0,
                                       ssl=context if tls == "tls" else None)
     print(server.sockets[0].getsockname()[1], flush=True)
     # Ends with whoever started it.
