@@ -50,11 +50,12 @@ class ProcessorTime {
     const std::size_t at = text.rfind(')');
     return at == std::string::npos ? std::string() : text.substr(at + 1);
   }
+  // With what its children had used who have ended: the server lets some work on a statement in parallel.
   static double Of(const std::string& process) {
-    double user = 0;
-    double system = 0;
-    std::sscanf(AfterName(process).c_str(), " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lf %lf", &user, &system);
-    return (user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
+    double user = 0, system = 0, user_of_children = 0, system_of_children = 0;
+    std::sscanf(AfterName(process).c_str(), " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lf %lf %lf %lf", &user,
+                &system, &user_of_children, &system_of_children);
+    return (user + system + user_of_children + system_of_children) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
   }
 
   std::string server_;

@@ -4,7 +4,8 @@
 //   bench_reports run DSN SECONDS      runs the pages of one event and of all, one after the other, and prints for each
 //                                      the processor microseconds of one request (the database server's included) and
 //                                      its name; then the statements of
-//                                      the answer statistics of all in a bare loop on the engine
+//                                      the answer statistics of all in a bare loop on the engine; then the event
+//                                      report and the trends, and the aggregates that each needs, in plain SQL
 #include <libpq-fe.h>
 #include <sqlite3.h>
 
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "bench/measuring.h"
+#include "desk/pages.h"
 #include "frame/data/assembly.h"
 #include "frame/data/forwarding_engine.h"
 #include "frame/data/tally.h"
@@ -173,6 +175,56 @@ class Recorder final : public data::ForwardingEngine {
   std::vector<std::string>& texts_;
 };
 
+void MeasureBare(const char* name, const std::string& dsn, double seconds, const bench::ProcessorTime& processor,
+                 const std::vector<std::string>& texts) {
+  constexpr std::string_view kSqlite = "sqlite:";
+  if (dsn.starts_with(kSqlite)) return MeasureBareLoop(name, dsn.substr(kSqlite.size()), seconds, processor, texts);
+  MeasureBareServer(name, dsn, seconds, processor, texts);
+}
+
+// Pages of our own over all marks, each beside what somebody would ask the engine for himself.
+void RunOurOwn(data::Database& database, const std::string& dsn, double seconds,
+               const bench::ProcessorTime& processor) {
+  const std::string counts = "select QuestionID, FieldValueID, count(*) from Mark where ";
+  const std::string month =
+      database.dialect() == data::Dialect::kSqlite ? "substr(BeginDate, 1, 7)" : "date_trunc('month', BeginDate)";
+  const std::string months = "select " + month +
+                             ", FieldValueID, count(*) from Schedule inner join Mark on "
+                             "Mark.ScheduleID=Schedule.ScheduleID where BeginDate<'2006-01-01' ";
+  const struct {
+    const char* name;
+    NameValues query;
+    desk::Page serve;
+    std::vector<std::string> aggregates;
+  } pages[] = {{"the report of an event",
+                {{"event", "1"}},
+                desk::ShowReport,
+                {counts + "ScheduleID=1 group by 1, 2",
+                 counts + "ScheduleID in (select ScheduleID from Schedule where TrainerID=1) group by 1, 2",
+                 counts + "ScheduleID in (select ScheduleID from Schedule where TrainingID=1) group by 1, 2",
+                 counts + "1=1 group by 1, 2"}},
+               {"the trends of a trainer",
+                {{"trainer", "1"}, {"from", "1999-01"}, {"to", "2005-12"}},
+                desk::ShowTrends,
+                {months + "group by 1, 2", months + "and TrainerID=1 group by 1, 2"}}};
+  const wire::HttpRequest http;
+  desk::Background background([](const std::exception&) { std::exit(1); });
+  const desk::Settings settings;
+  const Owner owner;
+  const guard::Person person;
+  guard::Gate gate;
+  for (const auto& page : pages) {
+    const Request request(page.query, {}, {});
+    Measure(page.name, seconds, processor, [&] {
+      data::Connection connection(database);
+      desk::Context context{http,  request,         {},     connection, database, background, settings,
+                            owner, Clock::System(), person, gate,       {}};
+      if (page.serve(context).status != 200) std::exit(1);
+    });
+    MeasureBare("its aggregates, bare", dsn, seconds, processor, page.aggregates);
+  }
+}
+
 int Run(const std::string& dsn, double seconds) {
   data::Database database(dsn);
   const bench::ProcessorTime processor(database);
@@ -208,13 +260,8 @@ int Run(const std::string& dsn, double seconds) {
   const FilledForms forms(forms::kNamed, session, Request());
   forms.Count(connection);
   forms.CountAnswers(connection);
-  constexpr std::string_view kSqlite = "sqlite:";
-  constexpr const char* kBare = "the statements of the latter, bare";
-  if (dsn.starts_with(kSqlite)) {
-    MeasureBareLoop(kBare, dsn.substr(kSqlite.size()), seconds, processor, texts);
-  } else {
-    MeasureBareServer(kBare, dsn, seconds, processor, texts);
-  }
+  MeasureBare("the statements of the latter, bare", dsn, seconds, processor, texts);
+  RunOurOwn(database, dsn, seconds, processor);
   return 0;
 }
 
