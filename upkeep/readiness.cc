@@ -180,6 +180,7 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
   constexpr std::chrono::milliseconds kPause{500};
   constexpr int kTellEvery = 20;  // pauses
   const auto deadline = steady_clock::now() + patience;
+  int refusals = 0;  // one after the other
   for (int pauses = 0;; ++pauses) {
     try {
       return std::make_unique<data::Database>(dsn, wrap);
@@ -187,9 +188,10 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
       const std::string detail = OneLine(fault.detail().empty() ? fault.description() : fault.detail());
       if (!is_postgres) throw Refusal(WhyNoFile(dsn.substr(kSqlite.size()), detail));
       const PGPing answer = PQping(dsn.c_str());
-      if (answer == PQPING_OK && !IsFull(detail)) {
-        throw Refusal("PostgreSQL refuses: " + std::string(Remedy(detail)) + " (" + detail + ")");
-      }
+      refusals = answer == PQPING_OK && !IsFull(detail) ? refusals + 1 : 0;
+      // A server that was only just starting may have come to itself behind its refusal.
+      if (refusals == 1) continue;
+      if (refusals == 2) throw Refusal("PostgreSQL refuses: " + std::string(Remedy(detail)) + " (" + detail + ")");
       const bool is_no_option = detail.find("for connection option") != std::string::npos;
       if (answer == PQPING_NO_ATTEMPT || is_no_option)
         throw Refusal("the address in --dsn cannot be used (" + detail + ")");

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -105,6 +107,29 @@ TEST_F(Readiness, WaitsForAServerThatIsAway) {
   starting.join();
   EXPECT_EQ(told, 1);
   RequireSuitable(*database);
+}
+
+TEST_F(Readiness, WaitsForAServerThatComesToItselfBehindItsRefusal) {
+  const std::string server = PostgresAddress("postgres");
+  const fs::path real = fs::path(server.substr(server.find("host=") + 5)) / ".s.PGSQL.5432";
+  sockaddr_un name{.sun_family = AF_UNIX, .sun_path = {}};
+  const std::string path = folder_ / ".s.PGSQL.5432";
+  path.copy(name.sun_path, sizeof(name.sun_path) - 1);
+  const int starting = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(starting, reinterpret_cast<sockaddr*>(&name), sizeof(name)), 0);
+  ASSERT_EQ(listen(starting, 1), 0);
+  std::thread refusing([&] {
+    const int visitor = accept(starting, nullptr, nullptr);
+    fs::remove(path);
+    fs::create_symlink(real, path);
+    constexpr std::string_view kStarting("E\0\0\0\x32SFATAL\0VFATAL\0C57P03\0Mthe database starts up\0\0", 51);
+    EXPECT_EQ(write(visitor, kStarting.data(), kStarting.size()), 51);
+    close(visitor);
+  });
+  EXPECT_NO_THROW(OpenDatabase("postgresql://postgres@/postgres?host=" + folder_.string(), std::chrono::seconds(20),
+                               [](const std::string&) {}));
+  refusing.join();
+  close(starting);
 }
 
 }  // namespace
