@@ -45,15 +45,12 @@ class GateTest : public test::OnBothEngines {
     constexpr int kTries = 8;
     std::latch start(kTries);
     std::atomic<int> passed = 0;
-    std::vector<std::jthread> people;
-    for (int i = 0; i < kTries; ++i) {
-      people.emplace_back([&, i] {
-        data::Connection connection(*database_);
-        start.arrive_and_wait();
-        passed += attempt(connection, i) ? 1 : 0;
-      });
-    }
-    people.clear();
+    test::AtOnce(kTries, [&](int number) {
+      data::Connection connection(*database_);
+      connection.Query({"select TryKey from WrongTry"});
+      start.arrive_and_wait();
+      passed += attempt(connection, number) ? 1 : 0;
+    });
     return passed;
   }
 
@@ -90,8 +87,8 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
   const SignInResult result = SignIn(gate, "PAUL", kPassword);
   ASSERT_TRUE(result.person);
   EXPECT_EQ(result.person->name, "Paul");
-  EXPECT_EQ(result.cookies.front().substr(0, 21), "__Host-surva_staff=" + result.cookies.front().substr(19, 2));
-  EXPECT_NE(result.cookies.front().find("; Path=/; HttpOnly; SameSite=Strict; Secure"), std::string::npos);
+  const std::string token = Cookie(result.cookies.front()).substr(19);
+  EXPECT_EQ(result.cookies.front(), "__Host-surva_staff=" + token + "; Path=/; HttpOnly; SameSite=Strict; Secure");
   const wire::HttpRequest signed_in = Request(Cookie(result.cookies.front()));
   const auto admit = [&](const wire::HttpRequest& request, std::int64_t seconds, Roles roles = Roles::All()) {
     return gate.Admit(*connection_, request, roles, kNow + seconds).refusal;
@@ -106,7 +103,6 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
 
   EXPECT_EQ(admit(signed_in, 3599), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 3601), Refusal::kSignIn) << "idle for an hour";
-  const std::string token = Cookie(result.cookies.front()).substr(19);
   for (int hour = 1; hour <= 12; ++hour) gate.NoteUse(*connection_, token, kNow + hour * 3600 - 1);
   EXPECT_EQ(admit(signed_in, 12 * 3600 - 1), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 12 * 3600), Refusal::kSignIn) << "twelve hours";
@@ -119,19 +115,19 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
 
   // Whatever changes the account ends its sessions, on this gate and on another node's.
   Gate other;
-  const auto ends = [&](auto work) {
-    const SignInResult again = SignIn(gate, "paul", work.second);
-    const wire::HttpRequest request = Request(again.cookies.empty() ? "" : Cookie(again.cookies.front()));
+  Accounts accounts(*connection_);
+  const auto ends = [&](const std::function<void(const wire::HttpRequest&)>& work, std::string_view password) {
+    const wire::HttpRequest request = Request(Cookie(SignIn(gate, "paul", password).cookies.at(0)));
     EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kNone);
-    work.first(request);
+    work(request);
     connection_->Commit();
     EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kSignIn);
   };
-  using Work = std::pair<std::function<void(const wire::HttpRequest&)>, std::string_view>;
-  ends(Work([&](const auto& request) { gate.SignOut(*connection_, request); }, kPassword));
-  ends(Work([&](const auto&) { Accounts(*connection_).SetPassword("paul", "four white storks"); }, kPassword));
-  ends(Work([&](const auto&) { Accounts(*connection_).SetRole("paul", Role::kAnalyst); }, "four white storks"));
-  ends(Work([&](const auto&) { Accounts(*connection_).Remove("paul"); }, "four white storks"));
+  constexpr std::string_view kNew = "four white storks";
+  ends([&](const auto& request) { gate.SignOut(*connection_, request); }, kPassword);
+  ends([&](const auto&) { accounts.SetPassword("paul", kNew); }, kPassword);
+  ends([&](const auto&) { accounts.SetRole("paul", Role::kAnalyst); }, kNew);
+  ends([&](const auto&) { accounts.Remove("paul"); }, kNew);
 }
 
 TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
@@ -228,13 +224,11 @@ TEST_P(GateTest, NothingPassesBetweenAChangeOfAccountsAndWhatHangsOnIt) {
 TEST_P(GateTest, GuessingPinsTakesAMinuteEach) {
   const PinGuard nodes[2] = {PinGuard(10), PinGuard(10)};
   int tries = 0;
-  for (int second = 0; second < 3600; ++second) {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-      const PinGuard& node = nodes[attempt % 2];
-      if (node.Ask(*connection_, "net", kNow + second).wait > 0) continue;
-      node.CountWrong(*connection_, "net", kNow + second);
-      ++tries;
-    }
+  for (int attempt = 0; attempt < 20 * 3600; ++attempt) {
+    const PinGuard& node = nodes[attempt % 2];
+    if (node.Ask(*connection_, "net", kNow + attempt / 20).wait > 0) continue;
+    node.CountWrong(*connection_, "net", kNow + attempt / 20);
+    ++tries;
   }
   EXPECT_GE(tries, 10 + 55);
   EXPECT_LE(tries, 10 + 6 + 60);
@@ -267,9 +261,9 @@ TEST_P(GateTest, TriesAtOnceAreNotLetThroughByOneCount) {
   EXPECT_EQ(PassAtOnce(pin), 1) << "a network that must wait a minute for each";
 }
 
+// All err twice before the first is right, and send at the same moment, again and again.
 TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
   const PinGuard guard(10);
-  // All err twice before the first is right, and send at the same moment, again and again.
   std::vector<int> errors(30, 2);
   std::int64_t now = kNow;
   int in = 0;
@@ -279,7 +273,7 @@ TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
       if (errors[student]-- > 0) {
         guard.CountWrong(*connection_, "school", now);
       } else {
-        guard.CountRight(*connection_, "school", "pin" + std::to_string(student), now);
+        guard.CountRight(*connection_, "school", std::to_string(student), now);
         ++in;
       }
     }
@@ -288,24 +282,22 @@ TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
   EXPECT_LE(now - kNow, 120) << "seconds until the last one was in";
   // A PIN gives the free tries back once.
   for (int i = 0; i < 10; ++i) guard.CountWrong(*connection_, "school", now);
-  guard.CountRight(*connection_, "school", "pin3", now);
+  guard.CountRight(*connection_, "school", "3", now);
   EXPECT_GT(guard.Ask(*connection_, "school", now).wait, 0);
 }
 
 TEST(WriteBudget, BoundsWhatOneNetworkStoresInAnHour) {
   WriteBudget budget({});
   const auto start = std::chrono::steady_clock::now();
-  std::size_t stored = 0;
-  for (int second = 0; second < 3600; ++second) {
-    const auto now = start + std::chrono::seconds(second);
-    for (int i = 0; i < 100 && budget.Ask("a", now) == 0; ++i) {
-      budget.Count("a", 1024 * 1024, now);
-      stored += 1024 * 1024;
-    }
+  int stored = 0;  // MiB
+  for (int attempt = 0; attempt < 100 * 3600; ++attempt) {
+    const auto now = start + std::chrono::seconds(attempt / 100);
+    if (budget.Ask("a", now) > 0) continue;
+    budget.Count("a", 1024 * 1024, now);
+    ++stored;
   }
-  EXPECT_LE(stored, std::size_t{66} * 1024 * 1024);
+  EXPECT_LE(stored, 66);
   EXPECT_GT(budget.Ask("a", start + std::chrono::hours(1)), 0);
-  EXPECT_EQ(budget.Ask("b", start), 0);
   // A class never meets it.
   for (int request = 0; request < 30 * 20; ++request) {
     EXPECT_EQ(budget.Ask("class", start), 0);

@@ -10,43 +10,33 @@ namespace {
 
 using Method = wire::HttpRequest::Method;
 
+// All that staff change by a link, and what only reads.
 TEST(Acts, AreLinksAndPostsThatChangeSomething) {
-  // All that staff change by a link.
-  for (const auto& [path, query] : std::initializer_list<std::pair<std::string_view, std::string_view>>{
-           {"/admin/createform.asp", "DeleteSurva=1"},
-           {"/admin/createform.asp", "ChangeValid=Change&Number=1"},
-           {"/admin/createform.asp", "CreateEmptySurva=1"},
-           {"/admin/createform.asp", "CreateNewSurva2=1&SurvaVersionID=1"},
-           {"/admin/createform.asp", "MoveUp=3&SurvaVersion=1"},
-           {"/admin/createform.asp", "MoveDown=3&SurvaVersion=1"},
-           {"/admin/createform.asp", "DeleteQuestion=3&SurvaVersion=1"},
-           {"/admin/createform.asp", "DeleteQuestionAnswer=1&Number=1"},
-           {"/admin/createform.asp", "AddQuestionAnswer=1&Number=1"},
-           {"/admin/createform.asp", "AddQuestionStep=5"},
-           {"/admin/createform.asp", "&&View=1&%64eletesurva=1"},
-           {"/admin/schedule.asp", "Update=1"},
-           {"/admin/schedule.asp", "ModDown=1&Choose=Choose&StudentID=2"},
-           {"/admin/schedule.asp", "ModDown=1&Delete=Delete&ToN=2"},
-           {"/admin/company.asp", "Delete=1&Update=1"},
-           {"/admin/stat.asp", "EraseMessage=1"}}) {
-    EXPECT_TRUE(MayChange(path, Method::kGet, query)) << path << query;
+  const std::pair<std::string_view, std::vector<std::string_view>> acts[] = {
+      {"/admin/createform.asp",
+       {"DeleteSurva=1", "ChangeValid=Change&Number=1", "CreateEmptySurva=1", "CreateNewSurva2=1&SurvaVersionID=1",
+        "MoveUp=3&SurvaVersion=1", "MoveDown=3&SurvaVersion=1", "DeleteQuestion=3&SurvaVersion=1",
+        "DeleteQuestionAnswer=1&Number=1", "AddQuestionAnswer=1&Number=1", "AddQuestionStep=5",
+        "&&View=1&%64eletesurva=1"}},
+      {"/admin/schedule.asp", {"Update=1", "ModDown=1&Choose=Choose&StudentID=2", "ModDown=1&Delete=Delete&ToN=2"}},
+      {"/admin/company.asp", {"Delete=1&Update=1"}},
+      {"/admin/stat.asp", {"EraseMessage=1"}}};
+  for (const auto& [path, queries] : acts) {
+    for (const std::string_view query : queries) EXPECT_TRUE(MayChange(path, Method::kGet, query)) << path << query;
   }
-  for (const auto& [path, query] : std::initializer_list<std::pair<std::string_view, std::string_view>>{
-           {"/admin/createform.asp", ""},
-           {"/admin/createform.asp", "View=1"},
-           {"/admin/createform.asp", "Preview=1"},
-           {"/admin/schedule.asp", "ModSch0=1"},
-           {"/admin/schedule.asp", "Action=P&M=3"},
-           {"/admin/student.asp", "Search=Search&LastName=%25"},
-           {"/admin/stat.asp", "Remarks=1"},
-           {"/admin/report", "event=1"}}) {
-    EXPECT_FALSE(MayChange(path, Method::kGet, query)) << path << query;
-    EXPECT_TRUE(MayChange(path, Method::kPost, query)) << path << query;
+  const std::pair<std::string_view, std::vector<std::string_view>> reads[] = {
+      {"/admin/createform.asp", {"", "View=1", "Preview=1"}},
+      {"/admin/schedule.asp", {"ModSch0=1", "Action=P&M=3"}},
+      {"/admin/student.asp", {"Search=Search&LastName=%25"}},
+      {"/admin/stat.asp", {"Remarks=1"}},
+      {"/admin/report", {"event=1"}}};
+  for (const auto& [path, queries] : reads) {
+    for (const std::string_view query : queries) {
+      EXPECT_FALSE(MayChange(path, Method::kGet, query)) << path << query;
+      EXPECT_TRUE(MayChange(path, Method::kPost, query)) << path << query;
+    }
   }
-}
-
-TEST(Acts, AreNoneOfAReportsCriteria) {
-  EXPECT_FALSE(MayChange("/admin/browse.asp", Method::kPost, "ReadCriteria=1"));
+  EXPECT_FALSE(MayChange("/admin/browse.asp", Method::kPost, "ReadCriteria=1")) << "a report's criteria";
 }
 
 TEST(SafeAddress, StaysInsideAndOnlyReads) {
@@ -54,16 +44,11 @@ TEST(SafeAddress, StaysInsideAndOnlyReads) {
   EXPECT_EQ(SafeAddress("/admin/CreateForm.asp?DeleteSurva=1"), "/admin/CreateForm.asp");
   for (const std::string_view bad :
        {"", "//evil.example/admin/", "https://evil.example/", "/admin/../surva.asp", "/admin//evil.example",
-        "/admin/\\evil", "javascript:alert(1)", "/admin/%2e%2e/x", "/admin/x\r\nSet-Cookie: a=b", "/surva.asp"}) {
+        "/admin/\\evil", "javascript:alert(1)", "/admin/%2e%2e/x", "/admin/x\r\nSet-Cookie: a=b", "/surva.asp",
+        "/admin/\t/evil.example", "/admin@evil.example/", "/\\evil.example/admin/", "\x01/admin/default.asp"}) {
     EXPECT_EQ(SafeAddress(bad), "/admin/default.asp") << bad;
   }
 }
-
-struct Case {
-  const char* what;
-  wire::HeaderFields headers;
-  Verdict verdict;
-};
 
 wire::HttpRequest Request(const wire::HeaderFields& headers, Method method = Method::kGet) {
   wire::HttpRequest request;
@@ -73,92 +58,88 @@ wire::HttpRequest Request(const wire::HeaderFields& headers, Method method = Met
   return request;
 }
 
-wire::HeaderFields Fetch(const char* site, const char* mode, const char* dest, const char* user, const char* referer) {
-  return {{"Sec-Fetch-Site", site},
-          {"Sec-Fetch-Mode", mode},
-          {"Sec-Fetch-Dest", dest},
-          {"Sec-Fetch-User", user},
-          {"Referer", referer}};
+wire::HeaderFields Fetch(const char* site, const char* mode, const char* dest, bool person, const std::string& referer,
+                         const char* purpose = "") {
+  return {{"Sec-Fetch-Site", site}, {"Sec-Fetch-Mode", mode},
+          {"Sec-Fetch-Dest", dest}, {"Sec-Fetch-User", person ? "?1" : ""},
+          {"Referer", referer},     {"Sec-Purpose", purpose}};
 }
-
-constexpr const char* kOwn = "https://surva.example/admin/CreateForm.asp?View=1";
+// A person's click in a page of the site.
+wire::HeaderFields ClickIn(const std::string& page) {
+  return Fetch("same-origin", "navigate", "document", true, "https://surva.example" + page);
+}
 
 TEST(Judge, LetsActOnlyAPersonOnThePageItself) {
-  const Case cases[] = {
-      {"a click on the page", Fetch("same-origin", "navigate", "document", "?1", kOwn), Verdict::kPass},
-      {"a click in a frame", Fetch("same-origin", "navigate", "frame", "?1", kOwn), Verdict::kPass},
+  const std::string own = "/admin/CreateForm.asp?View=1";
+  const std::string own_address = "https://surva.example" + own;
+  const struct {
+    const char* what;
+    wire::HeaderFields headers;
+    Verdict verdict;
+  } cases[] = {
+      {"a click on the page", ClickIn(own), Verdict::kPass},
+      {"a click in a frame", Fetch("same-origin", "navigate", "frame", true, own_address), Verdict::kPass},
       {"no browser", {}, Verdict::kPass},
-      {"an old browser", {{"Referer", kOwn}}, Verdict::kPass},
-      {"a picture", Fetch("same-origin", "no-cors", "image", "", kOwn), Verdict::kRefuse},
-      {"a prefetch", Fetch("same-origin", "no-cors", "empty", "", kOwn), Verdict::kRefuse},
+      {"an old browser", {{"Referer", own_address}}, Verdict::kPass},
+      {"a picture", Fetch("same-origin", "no-cors", "image", false, own_address), Verdict::kRefuse},
+      {"a picture by a click", Fetch("same-origin", "no-cors", "image", true, own_address), Verdict::kRefuse},
+      {"a prefetch", Fetch("same-origin", "no-cors", "empty", false, own_address), Verdict::kRefuse},
+      {"a script", Fetch("same-origin", "cors", "empty", false, own_address), Verdict::kRefuse},
       {"a page fetched ahead of a click",
-       {{"Sec-Fetch-Site", "same-origin"},
-        {"Sec-Fetch-Mode", "navigate"},
-        {"Sec-Fetch-Dest", "document"},
-        {"Sec-Fetch-User", "?1"},
-        {"Sec-Purpose", "prefetch;prerender"},
-        {"Referer", kOwn}},
-       Verdict::kRefuse},
-      {"a refresh that nobody asked for", Fetch("same-origin", "navigate", "document", "", kOwn), Verdict::kAskAgain},
-      {"a remark's link",
-       Fetch("same-origin", "navigate", "document", "?1", "https://surva.example/admin/stat.asp?Remarks=1"),
+       Fetch("same-origin", "navigate", "document", true, own_address, "prefetch;prerender"), Verdict::kRefuse},
+      {"a refresh that nobody asked for", Fetch("same-origin", "navigate", "document", false, own_address),
        Verdict::kAskAgain},
-      {"a link that hides where it stands", Fetch("same-origin", "navigate", "document", "?1", ""), Verdict::kAskAgain},
-      {"the public page", Fetch("same-origin", "navigate", "document", "?1", "https://surva.example/surva.asp"),
+      {"a remark's link", ClickIn("/admin/stat.asp?Remarks=1"), Verdict::kAskAgain},
+      {"a link that hides where it stands", Fetch("same-origin", "navigate", "document", true, ""), Verdict::kAskAgain},
+      {"the public page", ClickIn("/surva.asp"), Verdict::kAskAgain},
+      {"another site's link", Fetch("cross-site", "navigate", "document", true, "https://evil.example/"),
        Verdict::kAskAgain},
-      {"another site's link", Fetch("cross-site", "navigate", "document", "?1", "https://evil.example/"),
+      {"another site that names the page", Fetch("cross-site", "navigate", "document", true, own_address),
        Verdict::kAskAgain},
-      {"another site's picture", Fetch("cross-site", "no-cors", "image", "", ""), Verdict::kRefuse},
-      {"another site's frame", Fetch("cross-site", "navigate", "iframe", "", ""), Verdict::kAskAgain},
-      {"a neighbour host's link", Fetch("same-site", "navigate", "document", "?1", "https://wiki.example/"),
+      {"another site's picture", Fetch("cross-site", "no-cors", "image", false, ""), Verdict::kRefuse},
+      {"another site's frame", Fetch("cross-site", "navigate", "iframe", false, ""), Verdict::kAskAgain},
+      {"a neighbour host's link", Fetch("same-site", "navigate", "document", true, "https://wiki.example/"),
        Verdict::kAskAgain},
-      {"a mail program's link", Fetch("none", "navigate", "document", "?1", ""), Verdict::kAskAgain},
+      {"a mail program's link", Fetch("none", "navigate", "document", true, ""), Verdict::kAskAgain},
       {"an old browser on another site", {{"Referer", "http://evil.example/admin/createform.asp"}}, Verdict::kAskAgain},
-      {"the page's path on another site", {{"Origin", "null"}, {"Referer", kOwn}}, Verdict::kAskAgain},
+      {"the page's path on another site", {{"Origin", "null"}, {"Referer", own_address}}, Verdict::kAskAgain},
   };
-  for (const Case& one : cases) {
-    const wire::HttpRequest request = Request(one.headers);
-    EXPECT_EQ(Judge(request, "/admin/createform.asp", true, Source::kItself), one.verdict) << one.what;
-    EXPECT_EQ(Judge(request, "/admin/createform.asp", false, Source::kItself), Verdict::kPass) << one.what;
-    if (one.verdict == Verdict::kAskAgain) {
-      EXPECT_EQ(Judge(Request(one.headers, Method::kPost), "/admin/createform.asp", true, Source::kItself),
-                Verdict::kRefuse)
-          << one.what;
-    }
+  for (const auto& [what, headers, verdict] : cases) {
+    const auto judge = [&](bool acts, Method method) {
+      return Judge(Request(headers, method), "/admin/createform.asp", acts, Source::kItself);
+    };
+    EXPECT_EQ(judge(true, Method::kGet), verdict) << what;
+    EXPECT_EQ(judge(false, Method::kGet), Verdict::kPass) << what;
+    const bool passes = verdict == Verdict::kPass;
+    EXPECT_EQ(judge(true, Method::kPost), passes ? Verdict::kPass : Verdict::kRefuse) << what;
   }
-}
-
-TEST(Judge, LetsAMonthBeChosenFromTheFilledForms) {
-  EXPECT_EQ(Judge(Request(Fetch("same-origin", "navigate", "document", "?1", "https://surva.example/admin/browse.asp"),
-                          Method::kPost),
-                  "/admin/stat.asp", true, Source::kItself),
-            Verdict::kPass);
-}
-
-TEST(Judge, LetsPagesOfOurOwnLeadToEachOther) {
-  const auto post = [](const char* from) {
-    return Judge(Request(Fetch("same-origin", "navigate", "document", "?1", from), Method::kPost), "/admin/import",
-                 true, Source::kOurPages);
+  const auto post = [](const wire::HeaderFields& headers, const char* to, Source source) {
+    return Judge(Request(headers, Method::kPost), to, true, source);
   };
-  EXPECT_EQ(post("https://surva.example/admin/import"), Verdict::kPass);
-  EXPECT_EQ(post("https://surva.example/admin/stat.asp?Remarks=1"), Verdict::kRefuse);
-  // A script's request passes, a link's ping does not.
+  EXPECT_EQ(post(ClickIn("/admin/browse.asp"), "/admin/stat.asp", Source::kItself), Verdict::kPass)
+      << "a month is chosen on the filled forms as well";
+  // Pages of our own lead to each other, and their scripts post.
+  EXPECT_EQ(post(ClickIn("/admin/import"), "/admin/mail", Source::kOurPages), Verdict::kPass);
+  EXPECT_EQ(post(ClickIn("/admin/stat.asp?Remarks=1"), "/admin/mail", Source::kOurPages), Verdict::kRefuse);
   for (const auto& [mode, verdict] : {std::pair("cors", Verdict::kPass), {"no-cors", Verdict::kRefuse}}) {
-    EXPECT_EQ(
-        Judge(Request(Fetch("same-origin", mode, "empty", "", "https://surva.example/admin/import"), Method::kPost),
-              "/admin/import", true, Source::kOurPages),
-        verdict);
+    EXPECT_EQ(post(Fetch("same-origin", mode, "empty", false, "https://surva.example/admin/import"), "/admin/import",
+                   Source::kOurPages),
+              verdict)
+        << "a script's request passes, a link's ping does not";
   }
 }
 
 TEST(FromOwnPage, KeepsOthersAwayFromARespondentsAnswers) {
-  EXPECT_TRUE(IsFromOwnPage(Request({})));
-  EXPECT_TRUE(IsFromOwnPage(Request({{"Sec-Fetch-Site", "same-origin"}})));
-  EXPECT_TRUE(IsFromOwnPage(Request({{"Origin", "http://surva.example"}})));
-  EXPECT_FALSE(IsFromOwnPage(Request({{"Sec-Fetch-Site", "none"}})));
-  EXPECT_FALSE(IsFromOwnPage(Request({{"Sec-Fetch-Site", "same-site"}})));
-  EXPECT_FALSE(IsFromOwnPage(Request({{"Origin", "http://surva.example.evil.example"}})));
-  EXPECT_FALSE(IsFromOwnPage(Request({{"Origin", "null"}})));
+  for (const wire::HeaderFields& own :
+       {wire::HeaderFields{}, {{"Sec-Fetch-Site", "same-origin"}}, {{"Origin", "http://surva.example"}}}) {
+    EXPECT_TRUE(IsFromOwnPage(Request(own)));
+  }
+  for (const wire::HeaderFields& other : {wire::HeaderFields{{"Sec-Fetch-Site", "none"}},
+                                          {{"Sec-Fetch-Site", "same-site"}},
+                                          {{"Origin", "http://surva.example.evil.example"}},
+                                          {{"Origin", "null"}}}) {
+    EXPECT_FALSE(IsFromOwnPage(Request(other))) << other.front().second;
+  }
 }
 
 }  // namespace
