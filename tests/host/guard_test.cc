@@ -1,4 +1,5 @@
 // The guard in front of the pages: through the whole site, on both engines, with two nodes where they must agree.
+#include "frame/data/forwarding_engine.h"
 #include "guard/accounts.h"
 #include "host/visitor_sessions.h"
 #include "tests/support/fixture.h"
@@ -196,7 +197,9 @@ TEST_P(GuardedSite, ALogonNeverKeepsTheTokenThatWasThereBefore) {
   // A neighbour host cannot plant one either.
   HttpRequest protected_one = Get("/surva.asp", "version=42");
   protected_one.https = true;
-  EXPECT_EQ(HeaderOf(node_.Ask(protected_one), "Set-Cookie").substr(0, 19), "__Host-surva_visit=");
+  const std::string cookie = HeaderOf(node_.Ask(protected_one), "Set-Cookie");
+  EXPECT_EQ(cookie.substr(0, 19) + cookie.substr(cookie.find(';')),
+            "__Host-surva_visit=; Path=/; HttpOnly; SameSite=Lax; Secure");
 }
 
 TEST_P(GuardedSite, RemembersNoMoreThanItMay) {
@@ -210,6 +213,29 @@ TEST_P(GuardedSite, RemembersNoMoreThanItMay) {
   const std::string question = "AddQuestionStep=2a&AddQuestion=-1&SurvaVersion=41&question=";
   EXPECT_EQ(node_.Ask(Post("/admin/createform.asp", question + std::string(20'000, 'x'))).status, 200U);
   EXPECT_EQ(node_.Ask(Post("/admin/createform.asp", question + std::string(70'000, 'x'))).status, 413U);
+}
+
+struct CountingEngine final : data::ForwardingEngine {
+  CountingEngine(std::unique_ptr<data::Engine> engine, std::atomic<int>& own_count)
+      : ForwardingEngine(std::move(engine)), count(own_count) {}
+  data::Rows Run(data::Statement statement, data::Effect effect) override {
+    return ++count, engine_->Run(statement, effect);
+  }
+  void Replace(data::Statement removal, const data::RowSet& rows) override { ++count, engine_->Replace(removal, rows); }
+  std::atomic<int>& count;
+};
+
+TEST_P(GuardedSite, StoresMoreChoicesThanAPageCanBearInAFewStatements) {
+  std::atomic<int> statements = 0;
+  test::Node node(database_.dsn(), {.wrap = [&statements](std::unique_ptr<data::Engine> engine) {
+                    return std::make_unique<CountingEngine>(std::move(engine), statements);
+                  }});
+  for (const char* number : {"32768", "32767"}) {
+    const std::string form = "ModifyQuestionAnswers=302&Version=41&NumberOfValues=" + std::string(number);
+    EXPECT_EQ(node.Ask(Post("/admin/createform.asp", form)).status, 200U);
+  }
+  EXPECT_LT(statements, 100);
+  EXPECT_EQ(Read({"select count(*) from FieldValue where QuestionID=72"}), "32767");
 }
 
 TEST_P(GuardedSite, HistoryTellsWhoItWasAndKeepsRequestsOfOneNameApart) {
