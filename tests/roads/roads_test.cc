@@ -38,35 +38,26 @@ std::vector<fs::path> FilesOf(const fs::path& folder, const std::string& extensi
   return files;
 }
 
-// The first lines in which a text is not what it has to be.
+// Where a text begins to be another one than it has to be.
 std::string FirstDifference(const std::string& told, const std::string& played) {
-  std::istringstream a(told);
-  std::istringstream b(played);
-  std::string difference;
-  std::string x;
-  std::string y;
-  for (int line = 1, shown = 0; shown < 5; ++line) {
-    const bool has_x = static_cast<bool>(std::getline(a, x));
-    const bool has_y = static_cast<bool>(std::getline(b, y));
-    if (!has_x && !has_y) break;
-    if (has_x == has_y && x == y) continue;
-    ++shown;
-    difference += std::to_string(line) + " told:   " + (has_x ? x : "(ends)") + "\n" + std::to_string(line) +
-                  " played: " + (has_y ? y : "(ends)") + "\n";
-  }
-  return difference;
+  std::size_t at = 0;
+  while (at < told.size() && at < played.size() && told[at] == played[at]) ++at;
+  const std::size_t line = at == 0 ? 0 : told.rfind('\n', at - 1) + 1;
+  constexpr std::size_t kShown = 400;
+  return "line " +
+         std::to_string(std::count(told.begin(), told.begin() + static_cast<std::ptrdiff_t>(line), '\n') + 1) +
+         "\n--- told:\n" + told.substr(line, kShown) + "\n--- played:\n" + played.substr(line, kShown);
 }
 
 class Roads : public ::testing::Test {
  public:
-  Roads(std::string room, std::string way, data::Dialect engine)
-      : room_(std::move(room)), way_(std::move(way)), engine_(engine) {}
+  Roads(const char* room, const char* way, data::Dialect engine) : room_(room), way_(way), engine_(engine) {}
 
   void TestBody() override {
     TestDatabase database(engine_);
     const char* const mode = std::getenv("SURVA_ROADS");
     const bool records =
-        mode != nullptr && std::string(mode) == "record" && way_ == "memory" && engine_ == data::Dialect::kSqlite;
+        mode != nullptr && mode == std::string("record") && way_ == "memory" && engine_ == data::Dialect::kSqlite;
     const std::vector<fs::path> files = FilesOf(kFolder / room_, ".road");
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
@@ -81,10 +72,9 @@ class Roads : public ::testing::Test {
           for (const auto& [name, page] : played.pages) WriteFile(PageOf(name), page);
         }
         if (const char* const folder = std::getenv("SURVA_ROADS_PAGES")) {
-          for (std::size_t number = 0; number < played.all.size(); ++number) {
-            WriteFile(
-                fs::path(folder) / (room_ + "-" + file.stem().string() + "-" + std::to_string(number + 1) + ".html"),
-                played.all[number]);
+          const std::string name = std::string(folder) + "/" + room_ + "-" + file.stem().string() + "-";
+          for (std::size_t i = 0; i < played.all.size(); ++i) {
+            WriteFile(name + std::to_string(i + 1) + ".html", played.all[i]);
           }
         }
         EXPECT_TRUE(records || played.text == told) << file.string() << "\n" << FirstDifference(told, played.text);
@@ -107,20 +97,15 @@ class Roads : public ::testing::Test {
 };
 
 void RegisterRoads() {
-  struct Kind {
-    const char* way;
-    const char* engine_name;
-    data::Dialect engine;
-  };
-  constexpr Kind kKinds[] = {{"memory", "sqlite", data::Dialect::kSqlite},
-                             {"memory", "postgres", data::Dialect::kPostgres},
-                             {"sockets", "sqlite", data::Dialect::kSqlite},
-                             {"nodes", "postgres", data::Dialect::kPostgres}};
+  constexpr std::pair<const char*, data::Dialect> kKinds[] = {{"memory", data::Dialect::kSqlite},
+                                                              {"memory", data::Dialect::kPostgres},
+                                                              {"sockets", data::Dialect::kSqlite},
+                                                              {"nodes", data::Dialect::kPostgres}};
   for (const char* room : {"filling", "design", "scheduling", "records", "reporting", "desk"}) {
-    for (const Kind& kind : kKinds) {
-      ::testing::RegisterTest(room, (std::string(kind.way) + "_" + kind.engine_name).c_str(), nullptr, nullptr,
-                              __FILE__, __LINE__,
-                              [room, kind]() -> Roads* { return new Roads(room, kind.way, kind.engine); });
+    for (const auto& [way, engine] : kKinds) {
+      const std::string name = std::string(way) + (engine == data::Dialect::kSqlite ? "_sqlite" : "_postgres");
+      ::testing::RegisterTest(room, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                              [=]() -> Roads* { return new Roads(room, way, engine); });
     }
   }
 }

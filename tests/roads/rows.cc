@@ -39,12 +39,10 @@ const std::vector<const data::Table*>& Tables() {
 }  // namespace
 
 std::string Digest(const std::string& bytes) {
-  std::array<unsigned char, 8> hash;
-  std::array<unsigned char, crypto_hash_sha256_BYTES> whole;
-  crypto_hash_sha256(whole.data(), reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-  std::copy_n(whole.begin(), hash.size(), hash.begin());
-  std::array<char, 2 * hash.size() + 1> text;
-  return sodium_bin2hex(text.data(), text.size(), hash.data(), hash.size());
+  std::array<unsigned char, crypto_hash_sha256_BYTES> hash;
+  crypto_hash_sha256(hash.data(), reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+  std::array<char, 17> text;
+  return sodium_bin2hex(text.data(), text.size(), hash.data(), 8);
 }
 
 std::string Quoted(std::string_view text) {
@@ -79,17 +77,12 @@ Snapshot ReadRows(data::Database& database) {
 
 std::string Difference(const Snapshot& before, const Snapshot& after) {
   std::string lines;
-  const auto begin = [&lines](char mark, const auto& key) {
+  const auto tell = [&](char mark, const auto& key, const Columns& row, const Columns& old) {
     lines.append("  ").append(1, mark).append(" ").append(Tables()[key.first]->name);
-    lines += " " + std::to_string(key.second);
-  };
-  const auto tell = [&](char mark, const auto& key, const Columns& row, const Columns* old) {
-    begin(mark, key);
-    lines += ':';
+    lines += " " + std::to_string(key.second) + (mark == '-' ? "" : ":");
     for (std::size_t i = 1; i < row.size(); ++i) {
-      if (old != nullptr && (*old)[i] == row[i]) continue;
-      lines.append(" ").append(row[i].first).append("=");
-      if (old != nullptr) lines += (*old)[i].second + "->";
+      if (mark == '~' && old[i] == row[i]) continue;
+      lines.append(" ").append(row[i].first).append("=").append(mark == '~' ? old[i].second + "->" : "");
       lines += row[i].second;
     }
     lines += '\n';
@@ -97,14 +90,13 @@ std::string Difference(const Snapshot& before, const Snapshot& after) {
   for (const auto& [key, row] : before) {
     const auto found = after.find(key);
     if (found == after.end()) {
-      begin('-', key);
-      lines += '\n';
+      tell('-', key, {}, {});
     } else if (found->second != row) {
-      tell('~', key, found->second, &row);
+      tell('~', key, found->second, row);
     }
   }
   for (const auto& [key, row] : after) {
-    if (!before.contains(key)) tell('+', key, row, nullptr);
+    if (!before.contains(key)) tell('+', key, row, {});
   }
   return lines;
 }

@@ -1,6 +1,7 @@
 #include "tests/roads/ways.h"
 
 #include <future>
+#include <sstream>
 #include <thread>
 
 #include "tests/support/watched_engine.h"
@@ -58,8 +59,7 @@ class Nodes final : public Way {
 // The peer is a trusted proxy, so that a visitor may have any address and come over TLS.
 class Sockets final : public Way {
  public:
-  Sockets(const std::string& dsn, const Clock& clock)
-      : node_(dsn, OptionsOfRoads(watch_, clock)), server_(io_, Options(), node_.service, node_.log) {
+  Sockets(const std::string& dsn, const Clock& clock) : node_(dsn, OptionsOfRoads(watch_, clock)) {
     thread_ = std::thread([this] { server_.Run(); });
   }
   ~Sockets() override {
@@ -69,40 +69,35 @@ class Sockets final : public Way {
 
   wire::HttpResponse Ask(const wire::HttpRequest& request) override {
     const bool posted = request.method == wire::HttpRequest::Method::kPost;
-    std::string text = (posted ? "POST " : "GET ") + request.path;
-    if (!request.query.empty()) text += "?" + request.query;
-    text += " HTTP/1.1\r\nHost: " + request.server_name +
-            "\r\nConnection: close\r\nX-Forwarded-For: " + request.remote_addr +
-            "\r\nX-Forwarded-Proto: " + (request.https ? "https" : "http") + "\r\n";
+    std::string text = (posted ? "POST " : "GET ") + request.path + (request.query.empty() ? "" : "?") + request.query +
+                       " HTTP/1.1\r\nHost: " + request.server_name +
+                       "\r\nConnection: close\r\nX-Forwarded-For: " + request.remote_addr +
+                       "\r\nX-Forwarded-Proto: " + (request.https ? "https" : "http") + "\r\n";
     for (const auto& [name, value] : request.headers) text.append(name).append(": ").append(value).append("\r\n");
     if (posted) text += "Content-Length: " + std::to_string(request.body.size()) + "\r\n";
     const wire::Answer answer = wire::Client(server_.port()).Ask(text + "\r\n" + request.body);
     wire::HttpResponse response;
     response.status = answer.status;
     response.body = answer.body;
-    for (std::size_t at = answer.head.find("\r\n"); at + 2 < answer.head.size();) {
-      const std::size_t end = answer.head.find("\r\n", at + 2);
-      const std::string line = answer.head.substr(at + 2, end - at - 2);
+    std::istringstream head(answer.head);
+    for (std::string line; std::getline(head, line);) {
       const std::size_t colon = line.find(": ");
-      if (colon != std::string::npos) response.headers.emplace_back(line.substr(0, colon), line.substr(colon + 2));
-      if (line.starts_with("Content-Type: ")) response.content_type = line.substr(colon + 2);
-      at = end;
+      if (colon == std::string::npos) continue;
+      const auto& field =
+          response.headers.emplace_back(line.substr(0, colon), line.substr(colon + 2, line.size() - colon - 3));
+      if (field.first == "Content-Type") response.content_type = field.second;
     }
     return response;
   }
 
  private:
-  static wire::ServerOptions Options() {
-    wire::ServerOptions options;
-    options.trusted_proxies = wire::TrustedProxies({"127.0.0.1"});
-    options.host_names = {"www.example"};
-    return options;
-  }
-
   Watch watch_;
   Node node_;
   boost::asio::io_context io_{1};
-  wire::Server server_;
+  wire::Server server_{io_,
+                       {.trusted_proxies = wire::TrustedProxies({"127.0.0.1"}), .host_names = {"www.example"}},
+                       node_.service,
+                       node_.log};
   std::thread thread_;
 };
 
