@@ -11,16 +11,34 @@ namespace surva::host {
 namespace {
 
 using Turn = std::shared_ptr<WorkerPool::Turn>;
+using Job = WorkerPool::Job;
 using std::chrono::milliseconds;
 
-// Who was served, in what order, and who was refused.
-class Protocol {
+// A pool whose jobs note who was served, in what order, and who was refused ('!').
+class Served {
  public:
-  std::function<void(Turn)> Serve(char name) {
-    return [this, name](const Turn&) { Note(name); };
+  explicit Served(WorkerPool::Options options) : pool(std::move(options)) {}
+  ~Served() {
+    if (braked_) Release();
   }
-  std::function<void()> Refuse(char name) {
-    return [this, name] { Note(name); };
+
+  void Post(char name, Job job) {
+    if (!job.run) job.run = [this, name](const Turn&) { Note(name); };
+    job.refuse = [this] { Note('!'); };
+    pool.Post(std::move(job));
+  }
+  // Keeps a worker of the lane until Release.
+  void Brake(Lane lane) {
+    braked_ = true;
+    Post('!', {.lane = lane, .address = "brake", .run = [this](const Turn&) {
+                 held_.count_down();
+                 release_.wait();
+               }});
+    held_.wait();
+  }
+  void Release() {
+    braked_ = false;
+    release_.count_down();
   }
   void Note(char name) {
     const std::lock_guard lock(mutex_);
@@ -30,163 +48,105 @@ class Protocol {
     const std::lock_guard lock(mutex_);
     return text_;
   }
-  bool Becomes(std::size_t length) const {
-    for (int i = 0; i < 5000 && text().size() < length; ++i) std::this_thread::sleep_for(milliseconds(1));
-    return text().size() >= length;
+  std::size_t Count(char name) const {
+    const std::string all = text();
+    return static_cast<std::size_t>(std::count(all.begin(), all.end(), name));
+  }
+  // What has been noted as soon as it is so long.
+  std::string Await(std::size_t length) const {
+    for (int i = 0; i < 20'000 && text().size() < length; ++i) std::this_thread::sleep_for(milliseconds(1));
+    return text();
   }
 
  private:
   mutable std::mutex mutex_;
   std::string text_;
-};
-
-// Keeps a worker until it is released.
-class Brake {
- public:
-  WorkerPool::Job In(Lane lane) {
-    return {.lane = lane,
-            .address = "brake",
-            .run =
-                [this](const Turn&) {
-                  held_.count_down();
-                  release_.wait();
-                },
-            .refuse = [] {}};
-  }
-  void Hold(WorkerPool& pool, Lane lane) {
-    pool.Post(In(lane));
-    held_.wait();
-  }
-  void Release() { release_.count_down(); }
-
- private:
   std::latch held_{1};
   std::latch release_{1};
+  bool braked_ = false;
+
+ public:
+  WorkerPool pool;
 };
 
 TEST(WorkerPool, AddressesTakeTurnsAndOneVisitorsJobsKeepTheirOrder) {
-  Protocol protocol;
-  Brake brake;
-  WorkerPool pool({.threads = 1});
-  brake.Hold(pool, Lane::kReading);
-  const auto post = [&](char name, const char* address, const char* visitor) {
-    pool.Post({.address = address, .visitor = visitor, .run = protocol.Serve(name), .refuse = protocol.Refuse('!')});
-  };
-  for (const char name : {'a', 'b', 'c'}) post(name, "greedy", "");
-  post('1', "shared", "v");
-  post('2', "shared", "v");
-  post('x', "shared", "");
-  post('y', "third", "");
-  EXPECT_EQ(pool.waiting(), 7U);
-  brake.Release();
-  ASSERT_TRUE(protocol.Becomes(7));
+  Served served({.threads = 1});
+  served.Brake(Lane::kReading);
+  for (const char name : {'a', 'b', 'c'}) served.Post(name, {.address = "greedy"});
+  for (const char name : {'1', '2'}) served.Post(name, {.address = "shared", .visitor = "v"});
+  served.Post('x', {.address = "shared"});
+  served.Post('y', {.address = "third"});
+  EXPECT_EQ(served.pool.waiting(), 7U);
+  served.Release();
   // The second job of the visitor waits for the first, and then stands where it came.
-  EXPECT_EQ(protocol.text(), "a1yb2cx");
+  EXPECT_EQ(served.Await(7), "a1yb2cx");
 }
 
 TEST(WorkerPool, ReadersPassWritersThatAreStuck) {
-  Protocol protocol;
-  Brake brake;
-  WorkerPool pool({.threads = 1, .patience = milliseconds(100)});
-  brake.Hold(pool, Lane::kWriting);
-  pool.Post({.lane = Lane::kWriting, .run = protocol.Serve('w'), .refuse = protocol.Refuse('!')});
-  pool.Post({.lane = Lane::kReading, .run = protocol.Serve('r'), .refuse = protocol.Refuse('?')});
-  pool.Post({.lane = Lane::kStaff, .run = protocol.Serve('s'), .refuse = protocol.Refuse('?')});
+  Served served({.threads = 1, .patience = milliseconds(500)});
+  served.Brake(Lane::kWriting);
+  served.Post('w', {.lane = Lane::kWriting});
+  served.Post('r', {.lane = Lane::kReading});
+  EXPECT_EQ(served.Await(1), "r");
   // Whoever has waited too long is refused, though no worker is free.
-  ASSERT_TRUE(protocol.Becomes(3));
-  EXPECT_EQ(protocol.text().back(), '!');
-  EXPECT_EQ(pool.waiting(), 0U);
-  brake.Release();
+  EXPECT_EQ(served.Await(2), "r!");
+  EXPECT_EQ(served.pool.waiting(), 0U);
 }
 
 // Nobody waits behind a writer that is held up, and behind all of them, or 32 in a row, comes a settling.
 TEST(WorkerPool, WritersWhoShareAreSettledSoon) {
-  Protocol protocol;
-  Brake brake;
-  WorkerPool pool({.threads = 3, .settle = [&] { protocol.Note('|'); }});
-  const auto post = [&] {
-    pool.Post({.lane = Lane::kWriting, .run = protocol.Serve('w'), .refuse = protocol.Refuse('?')});
-  };
-  const auto count = [&](char name) {
-    const std::string text = protocol.text();
-    return std::count(text.begin(), text.end(), name);
-  };
-  post();
-  ASSERT_TRUE(protocol.Becomes(2));
-  EXPECT_EQ(protocol.text(), "w|");
-  brake.Hold(pool, Lane::kWriting);
-  for (int i = 0; i < 100; ++i) post();
-  for (int i = 0; i < 5000 && (count('w') < 101 || count('|') < 5); ++i) std::this_thread::sleep_for(milliseconds(1));
-  EXPECT_EQ(count('w'), 101);
-  EXPECT_GE(count('|'), 5);
-  EXPECT_EQ(protocol.text().back(), '|');
-  brake.Release();
+  Served* noting = nullptr;
+  Served served({.threads = 3, .settle = [&] { noting->Note('|'); }});
+  noting = &served;
+  served.Post('w', {.lane = Lane::kWriting});
+  EXPECT_EQ(served.Await(2), "w|");
+  served.Brake(Lane::kWriting);
+  for (int i = 0; i < 100; ++i) served.Post('w', {.lane = Lane::kWriting});
+  for (int i = 0; i < 20'000 && (served.Count('w') < 101 || served.Count('|') < 5); ++i) {
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  EXPECT_EQ(served.Count('w'), 101U);
+  EXPECT_GE(served.Count('|'), 5U);
+  EXPECT_EQ(served.text().back(), '|');
 }
 
-TEST(WorkerPool, AJobThatPassesToAnotherLaneKeepsItsTurn) {
-  Protocol protocol;
-  WorkerPool pool({.threads = 1});
-  pool.Post({.lane = Lane::kReading,
-             .visitor = "v",
-             .run =
-                 [&](Turn turn) {
-                   protocol.Note(turn->lane() == Lane::kReading ? 'r' : 'w');
-                   if (turn->lane() == Lane::kReading) pool.Pass(std::move(turn), Lane::kWriting);
-                 },
-             .refuse = protocol.Refuse('!')});
-  pool.Post({.lane = Lane::kReading, .visitor = "v", .run = protocol.Serve('2'), .refuse = protocol.Refuse('!')});
-  ASSERT_TRUE(protocol.Becomes(3));
-  EXPECT_EQ(protocol.text(), "rw2");
-}
-
-TEST(WorkerPool, TheNextJobOfAVisitorBeginsWhenTheTurnIsLetGo) {
-  Protocol protocol;
-  WorkerPool pool({.threads = 2});
+TEST(WorkerPool, AVisitorsNextJobBeginsWhenTheTurnIsLetGo) {
+  Served served({.threads = 1});
+  // A job that passes to another lane keeps its turn.
+  served.Post('1', {.visitor = "v", .run = [&](Turn turn) {
+                      served.Note(turn->lane() == Lane::kReading ? 'r' : 'w');
+                      if (turn->lane() == Lane::kReading) served.pool.Pass(std::move(turn), Lane::kWriting);
+                    }});
+  served.Post('2', {.visitor = "v"});
+  EXPECT_EQ(served.Await(3), "rw2");
   Turn kept;
-  std::latch has_run(1);
-  pool.Post({.visitor = "v",
-             .run =
-                 [&](Turn turn) {
-                   kept = std::move(turn);
-                   has_run.count_down();
-                 },
-             .refuse = protocol.Refuse('!')});
-  pool.Post({.visitor = "v", .run = protocol.Serve('2'), .refuse = protocol.Refuse('!')});
-  pool.Post({.visitor = "w", .run = protocol.Serve('o'), .refuse = protocol.Refuse('!')});
-  has_run.wait();
-  ASSERT_TRUE(protocol.Becomes(1));
-  EXPECT_EQ(protocol.text(), "o");
-  EXPECT_EQ(pool.waiting(), 1U);
+  served.Post('3', {.visitor = "v", .run = [&](Turn turn) {
+                      kept = std::move(turn);
+                      served.Note('k');
+                    }});
+  served.Post('4', {.visitor = "v"});
+  served.Post('o', {.visitor = "w"});
+  EXPECT_EQ(served.Await(5), "rw2ko");
+  EXPECT_EQ(served.pool.waiting(), 1U);
   kept.reset();
-  ASSERT_TRUE(protocol.Becomes(2));
-  EXPECT_EQ(protocol.text(), "o2");
+  EXPECT_EQ(served.Await(6), "rw2ko4");
 }
 
 TEST(WorkerPool, AnAddressFillsNoMoreRoomThanItLeaves) {
-  Protocol protocol;
-  Brake brake;
-  WorkerPool pool({.threads = 1, .most_bytes = 20 * 1024, .most_of_visitor = 2});
-  brake.Hold(pool, Lane::kReading);
-  const auto post = [&](const char* address, const char* visitor) {
-    pool.Post({.address = address,
-               .visitor = visitor,
-               .bytes = 1024,
-               .run = protocol.Serve('.'),
-               .refuse = protocol.Refuse('!')});
-  };
-  for (int i = 0; i < 10; ++i) post("greedy", "");
-  EXPECT_EQ(protocol.text(), "!!!!!");
-  post("modest", "");
-  post("modest", "");
-  EXPECT_EQ(protocol.text(), "!!!!!");
+  Served served({.threads = 1, .most_bytes = 20 * 1024, .most_of_visitor = 2});
+  served.Brake(Lane::kReading);
+  for (int i = 0; i < 10; ++i) served.Post('.', {.address = "greedy", .bytes = 1024});
+  EXPECT_EQ(served.text(), "!!!!!");
+  for (int i = 0; i < 2; ++i) served.Post('.', {.address = "modest", .bytes = 1024});
+  EXPECT_EQ(served.text(), "!!!!!");
   // One browser asks for more than it may.
-  for (int i = 0; i < 4; ++i) post("third", "v");
-  EXPECT_EQ(protocol.text(), "!!!!!!!");
-  brake.Release();
-  pool.Stop();
-  EXPECT_EQ(protocol.text().size(), 7U + 5 + 2 + 2);
-  post("late", "");
-  EXPECT_EQ(protocol.text().back(), '!');
+  for (int i = 0; i < 4; ++i) served.Post('.', {.address = "third", .visitor = "v", .bytes = 1024});
+  EXPECT_EQ(served.text(), "!!!!!!!");
+  served.Release();
+  served.pool.Stop();
+  EXPECT_EQ(served.text().size(), 7U + 5 + 2 + 2);
+  served.Post('.', {.address = "late"});
+  EXPECT_EQ(served.text().back(), '!');
 }
 
 TEST(WorkerPool, LosesNoJobInARush) {
