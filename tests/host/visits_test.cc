@@ -134,10 +134,11 @@ TEST_P(Visits, ReadersPassWritersThatAreStuck) {
   {
     const auto blocker = Block(node.database);
     std::vector<Coming> stuck;
-    for (int i = 0; i < 5; ++i) stuck.push_back(node.Send(RequestFor("/surva.asp", "", "PIN=2221")));
+    for (int i = 0; i < 8; ++i) stuck.push_back(node.Send(RequestFor("/surva.asp", "", "PIN=2221")));
     EXPECT_FALSE(Comes(stuck.front(), milliseconds(50)));
     EXPECT_EQ(node.Send(RequestFor("/surva.asp")).get().status, 200U);
     EXPECT_EQ(node.Send(RequestFor("/admin/stat.asp")).get().status, 200U);
+    node.Send(RequestFor("/healthz")).get();
     EXPECT_FALSE(Comes(stuck.front(), milliseconds(0)));
     // Whoever waits in the queue is told.
     EXPECT_EQ(stuck.back().get().status, 503U);
@@ -203,19 +204,6 @@ TEST_P(Healthz, JudgesWritingToo) {
   const wire::HttpResponse well = Browser().Get(node, "/healthz", "verbose");
   EXPECT_EQ(well.status, 200U);
   EXPECT_NE(well.body.find("version: "), std::string::npos);
-}
-
-TEST_P(Healthz, WaitsForNoPageAndNoHangingDatabase) {
-  Node node(database_.dsn());
-  {
-    const auto blocker = Block(node.database);
-    std::vector<Coming> stuck;
-    for (int i = 0; i < 8; ++i) stuck.push_back(node.Send(RequestFor("/surva.asp", "", "PIN=2221")));
-    Coming health = node.Send(RequestFor("/healthz"));
-    ASSERT_TRUE(Comes(health, seconds(20)));
-    blocker->Rollback();
-    for (Coming& coming : stuck) coming.wait();
-  }
 }
 
 TEST(TroubledDatabase, IsToldAtOnce) {
