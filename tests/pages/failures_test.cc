@@ -51,7 +51,7 @@ TEST_P(Failures, KeysBeyond16BitsFailAfterTheirRowsAreWritten) {
   EXPECT_EQ(visitor.Serve<CreateForm>({}, {{"CreateNewSurva2", "Next"}, {"SurvaVersionID", "42"}}).faults, overflow);
   EXPECT_EQ(Read({"select SurvaName from SurvaVersion where SurvaVersionID>32768 order by SurvaVersionID"}),
             "Empty Surva Copy of: Open day");
-  EXPECT_EQ(Read({"select count(*) from SurvaLayout where SurvaVersionID>32768"}), "3");
+  EXPECT_EQ(Read({"select count(*) from SurvaLayout where SurvaVersionID>32768"}), "4");
 }
 
 TEST_P(Failures, ADatabaseOfAnotherName) {

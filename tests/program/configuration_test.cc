@@ -119,6 +119,22 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   }
 }
 
+TEST(CommandLine, KeepsNumbersWithinTheirBounds) {
+  for (const Setting& setting : Settings()) {
+    const auto* const number = std::get_if<Setting::Number>(&setting.member);
+    if (number == nullptr) continue;
+    Configuration read;
+    for (const std::size_t fine : {number->least, number->most}) {
+      Apply(setting, std::to_string(fine), "", read);
+      EXPECT_EQ(read.*number->member, fine) << setting.name;
+    }
+    EXPECT_THROW(Apply(setting, std::to_string(number->least - 1), "", read), UsageError) << setting.name;
+    EXPECT_THROW(Apply(setting, std::to_string(number->most + 1), "", read), UsageError) << setting.name;
+  }
+  EXPECT_EQ(Refusal({"serve", "--max-body-kib", "1024", "--max-in-flight-mib", "4"}), "");
+  EXPECT_NE(Refusal({"serve", "--max-body-kib", "1025", "--max-in-flight-mib", "4"}), "");
+}
+
 TEST(CommandLine, AddressForABrowser) {
   EXPECT_EQ(SiteAddress(Read({"demo"}).configuration), "http://127.0.0.1:8080");
   EXPECT_EQ(SiteAddress(Read({"demo", "--listen", "[::1]:443", "--tls-certificate", "c"}).configuration),

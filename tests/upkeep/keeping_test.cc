@@ -185,6 +185,11 @@ TEST_P(Keeping, ACheckFindsWhatIsWrong) {
   for (const Finding& finding : Check(*database_)) EXPECT_NE(finding.kind, Finding::Kind::kDamage) << finding.what;
   Write(*database_, {"update Participant set PIN='12345' where ParticipantID in (1, 2)"});
   EXPECT_TRUE(find("PIN"));
+  Write(
+      *database_,
+      {"update SurvaVersion set Valid=-1 where SurvaVersionID in (1, (select max(SurvaVersionID) from SurvaVersion))"});
+  EXPECT_EQ(Read(*database_, {"select count(*) from SurvaVersion where Valid<>0"}), "2");
+  EXPECT_TRUE(find("2 survas are the default"));
   Write(*database_, {"delete from Company where CompanyID=1"});
   EXPECT_TRUE(find("of Student with a CompanyID"));
   Write(*database_, {"update Schedule set EndDate=NULL where ScheduleID=1"});

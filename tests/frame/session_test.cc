@@ -1,48 +1,10 @@
-// Request, Session and Chain.
+// What a session keeps from one request to the next.
 #include <gtest/gtest.h>
 
-#include "frame/chain.h"
 #include "frame/session.h"
 
 namespace surva::test {
 namespace {
-
-TEST(Requests, LookUps) {
-  const Request request(
-      {{"a", "1"}, {"empty", ""}, {"A", "2"}, {"both", "query"}, {"", "nameless"}},
-      {{"both", "form"}, {"empty", "form"}, {"Posted", "x"}, {"posted", ""}, {"POSTED", "y, z"}, {"blank", ""}},
-      {.remote_addr = "192.0.2.7", .script_name = "/Admin/List.asp", .server_name = "www.example", .https = true});
-  struct Case {
-    const char* name;
-    const char* text;
-    bool has;
-  };
-  for (const Case& one : {Case{"a", "1, 2", true},
-                          {"A", "1, 2", true},
-                          {"empty", "", true},
-                          {"both", "query", true},
-                          {"pOsTeD", "x, , y, z", true},
-                          {"blank", "", true},
-                          {"absent", "", false},
-                          {"bot", "", false},
-                          {"", "nameless", true}}) {
-    EXPECT_EQ(request(one.name), one.text) << one.name;
-    EXPECT_EQ(request.Filled(one.name), *one.text != '\0') << one.name;
-    EXPECT_EQ(request.Has(one.name), one.has) << one.name;
-  }
-  const std::string_view first = request("a");
-  for (int i = 0; i < 100; ++i) request("posted");
-  EXPECT_EQ(first, "1, 2") << "a text lives as long as the request";
-  EXPECT_EQ(request.QueryString("both"), "query");
-  EXPECT_EQ(request.QueryString("posted"), "");
-  EXPECT_EQ(request.Form("posted"), (std::vector<std::string_view>{"x", "", "y, z"}));
-  EXPECT_EQ(request.Form("a"), std::vector<std::string_view>{});
-  EXPECT_EQ(request.ServerVariable("url"), "/Admin/List.asp");
-  EXPECT_EQ(request.ServerVariable("SCRIPT_NAME"), "/Admin/List.asp");
-  EXPECT_EQ(request.ServerVariable("HTTPS"), "on");
-  EXPECT_EQ(request.ServerVariable("REMOTE_ADDR"), "192.0.2.7");
-  EXPECT_EQ(request.ServerVariable("PATH"), "");
-}
 
 TEST(Sessions, KeysHaveNoCase) {
   Session session;
@@ -116,43 +78,6 @@ TEST(Sessions, Blank) {
     EXPECT_FALSE(other.IsBlank()) << value.Text();
     other.Set("key", Value());
     EXPECT_TRUE(other.IsBlank());
-  }
-}
-
-struct Walker {
-  Request asked;
-  std::string went;
-  const Request& request() const { return asked; }
-};
-
-constexpr Link<Walker> kChain[] = {
-    {Filled("first"), [](Walker& walker) { walker.went += '1'; }},
-    {Filled("also"), [](Walker& walker) { walker.went += '2'; }, Link<Walker>::Then::kGoOn},
-    {Equal("Action", "P"), [](Walker& walker) { walker.went += '3'; }},
-    {EqualAnyCase("Any", "Next \u00c9"), [](Walker& walker) { walker.went += '4'; }},
-    {Otherwise(), [](Walker& walker) { walker.went += '5'; }},
-};
-
-TEST(Chains, TheFirstTestThatHolds) {
-  struct Case {
-    NameValues query;
-    const char* went;
-  };
-  const Case cases[] = {
-      {{}, "5"},
-      {{{"also", "x"}, {"FIRST", "x"}}, "1"},
-      {{{"first", ""}}, "5"},
-      {{{"also", "0"}}, "25"},
-      {{{"also", "0"}, {"action", "P"}}, "23"},
-      {{{"Action", "p"}}, "5"},
-      {{{"Action", "P"}, {"Action", "P"}}, "5"},
-      {{{"any", "nEXT \u00e9"}}, "4"},
-      {{{"any", "Next"}}, "5"},
-  };
-  for (const Case& one : cases) {
-    Walker walker{Request(one.query, {}, {}), {}};
-    Walk<Walker>(kChain, walker);
-    EXPECT_EQ(walker.went, one.went);
   }
 }
 
