@@ -6,7 +6,6 @@
 // form by the public link of SURVA, its acceptance. Prints for each page how many were asked for, how many were not
 // answered well, and how long the answers took from the moment at which each was due; then by how much this program
 // itself was late in asking (p99).
-#include <sys/epoll.h>
 
 #include <algorithm>
 #include <array>
@@ -49,14 +48,10 @@ struct Visitor {
 class Class {
  public:
   Class(const char* host, const char* port, std::string surva, std::size_t visitors)
-      : surva_(std::move(surva)), poll_(epoll_create1(0)), crowd_(visitors) {
-    for (std::size_t i = 0; i < visitors; ++i) {
-      crowd_[i].handle = Connect(host, port);
-      epoll_event event{};
-      event.events = EPOLLIN;
-      event.data.u64 = i;
-      epoll_ctl(poll_, EPOLL_CTL_ADD, crowd_[i].handle, &event);
-    }
+      : surva_(std::move(surva)), crowd_(visitors) {
+    std::vector<int> handles;
+    poll_ = ConnectAll(host, port, visitors, handles);
+    for (std::size_t i = 0; i < visitors; ++i) crowd_[i].handle = handles[i];
   }
 
   void Ask(Visitor& visitor, Time due) {
@@ -147,7 +142,7 @@ class Class {
   }
 
   const std::string surva_;
-  const int poll_;
+  int poll_ = -1;
   std::vector<Visitor> crowd_;
   std::size_t under_way_ = 0;
   std::array<Figures, 3> figures_;

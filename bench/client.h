@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace surva::bench {
 
@@ -29,6 +31,19 @@ inline int Connect(const char* host, const char* port) {
   const int on = 1;
   setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   return handle;
+}
+
+// Connections that the returned epoll tells of by their numbers in `handles`.
+inline int ConnectAll(const char* host, const char* port, std::size_t count, std::vector<int>& handles) {
+  const int poll = epoll_create1(0);
+  for (std::size_t i = 0; i < count; ++i) {
+    handles.push_back(Connect(host, port));
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = i;
+    epoll_ctl(poll, EPOLL_CTL_ADD, handles.back(), &event);
+  }
+  return poll;
 }
 
 inline void Send(int handle, const std::string& request) {

@@ -15,7 +15,6 @@
 //
 // Opens the connections one by one, each with one request, keeps them all open and prints the process's resident
 // memory in KiB.
-#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -89,19 +88,9 @@ struct Outcome {
 // Sends what `next` gives, on whatever connection has its answer; null ends it.
 template <class Next>
 Outcome Drive(const char* host, const char* port, std::size_t connections, const std::string& pid, Next next) {
-  struct Connection {
-    int handle = -1;
-    std::string answer;
-  };
-  std::vector<Connection> all(connections);
-  const int poll = epoll_create1(0);
-  for (std::size_t i = 0; i < connections; ++i) {
-    all[i].handle = Connect(host, port);
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.u64 = i;
-    epoll_ctl(poll, EPOLL_CTL_ADD, all[i].handle, &event);
-  }
+  std::vector<int> handles;
+  std::vector<std::string> answers(connections);
+  const int poll = ConnectAll(host, port, connections, handles);
   Outcome outcome;
   const double processor = ProcessorTime(pid);
   const auto start = SteadyClock::now();
@@ -109,7 +98,7 @@ Outcome Drive(const char* host, const char* port, std::size_t connections, const
   const auto send = [&](std::size_t at) {
     const std::string* request = next(at);
     if (request == nullptr) return;
-    Send(all[at].handle, *request);
+    Send(handles[at], *request);
     ++under_way;
   };
   for (std::size_t i = 0; i < connections; ++i) send(i);
@@ -120,22 +109,22 @@ Outcome Drive(const char* host, const char* port, std::size_t connections, const
     if (ready <= 0) Die("no answer");
     for (int i = 0; i < ready; ++i) {
       const std::size_t at = events[static_cast<std::size_t>(i)].data.u64;
-      Connection& connection = all[at];
-      const ssize_t got = read(connection.handle, buffer.data(), buffer.size());
+      std::string& answer = answers[at];
+      const ssize_t got = read(handles[at], buffer.data(), buffer.size());
       if (got <= 0) Die("a connection was closed");
-      connection.answer.append(buffer.data(), static_cast<std::size_t>(got));
+      answer.append(buffer.data(), static_cast<std::size_t>(got));
       int status = 0;
-      if (!IsWhole(connection.answer, status)) continue;
+      if (!IsWhole(answer, status)) continue;
       ++(status == 200 || status == 302 ? outcome.good : outcome.other);
-      if (const std::string cookie = CookieOf(connection.answer); !cookie.empty()) outcome.cookies.push_back(cookie);
-      connection.answer.clear();
+      if (const std::string cookie = CookieOf(answer); !cookie.empty()) outcome.cookies.push_back(cookie);
+      answer.clear();
       --under_way;
       send(at);
     }
   }
   outcome.seconds = std::chrono::duration<double>(SteadyClock::now() - start).count();
   outcome.processor = ProcessorTime(pid) - processor;
-  for (const Connection& connection : all) close(connection.handle);
+  for (const int handle : handles) close(handle);
   close(poll);
   return outcome;
 }

@@ -88,11 +88,21 @@ void Search::FindFew(std::int64_t most) {
   for (const Condition& condition : conditions_) {
     if (!condition.has_range()) continue;
     asked.push_back(&condition);
-    Append(statement, {statement.empty() ? Piece("select ") : Piece(", "), "(select count(*) from (select ", key,
-                       " from ", Name(record_.table), " where "});
-    AppendRange(statement, condition);
-    // In the order of its index: an engine that guesses that many rows match would rather read the table for them.
-    if (!condition.most.empty()) Append(statement, {" order by ", condition.criterion->column});
+    const Piece& column = condition.criterion->column;
+    Append(statement, {statement.empty() ? Piece("select ") : Piece(", "), "(select count(*) from (select "});
+    if (!condition.most.empty()) {
+      Append(statement, {key, " from ", Name(record_.table), " where "});
+      AppendRange(statement, condition);
+      // In the order of its index: an engine that guesses that many rows match would rather read the table for them.
+      Append(statement, {" order by ", column});
+    } else {
+      // One range behind the other: an engine that gathers them would gather all before it counts the first.
+      for (const auto& [least, last] : condition.numbers) {
+        if (least != condition.numbers.front().first) Append(statement, {" union all select "});
+        Append(statement, {key, " from ", Name(record_.table), " where ", column, " between ", Number(least), " and ",
+                           Number(last)});
+      }
+    }
     Append(statement, {" limit ", Number(most + 1), ") as Matching), (select count(*) from (select ", key, " from ",
                        Name(record_.table), " where ", condition.criterion->column, " is null limit ", Number(most + 1),
                        ") as Missing)"});

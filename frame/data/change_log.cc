@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -46,14 +47,18 @@ sqlite3* OpenToCheckpoint(const std::string& path) {
 
 }  // namespace
 
-void ChangeLog::Grown(int pages) {
+void ChangeLog::Grown(int pages) noexcept {
   const std::lock_guard lock(mutex_);
   // Shorter than it was: it has begun anew.
   if (pages < pages_ || next_ == 0) next_ = kMany;
   pages_ = pages;
   if (pages < next_ || ends_) return;
   wanted_ = true;
-  if (!keeper_.joinable()) keeper_ = std::thread([this] { Keep(); });
+  try {
+    if (!keeper_.joinable()) keeper_ = std::thread([this] { Keep(); });
+  } catch (const std::system_error&) {
+    // The commit stands all the same; the next one tries again.
+  }
   wake_.notify_one();
 }
 

@@ -21,7 +21,7 @@ class ChangeLog {
   ChangeLog& operator=(const ChangeLog&) = delete;
 
   // A commit has left so many pages in the log.
-  void Grown(int pages);
+  void Grown(int pages) noexcept;
   // Ends the thread, until the log grows again.
   void Rest();
 

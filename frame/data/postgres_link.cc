@@ -63,8 +63,11 @@ PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
       "select set_config(wanted.name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '5s'), "
       "('idle_in_transaction_session_timeout', '60s'), "
       // Pages' statements are the same again and again, and their values do not change how they are best carried out;
-      // planning anew takes longer than most of them. Nor may one page take all of the server's processors.
-      "('plan_cache_mode', 'force_generic_plan'), ('jit', 'off'), ('max_parallel_workers_per_gather', '0')) "
+      // planning anew takes longer than most of them. Nor may one page take all of the server's processors. What pages
+      // look up is in memory or on a disk without moving parts, so that a row costs the same anywhere; and they look so
+      // few up that remembering them in a table made for many costs more than the looking.
+      "('plan_cache_mode', 'force_generic_plan'), ('jit', 'off'), ('max_parallel_workers_per_gather', '0'), "
+      "('random_page_cost', '1.1'), ('enable_memoize', 'off')) "
       "as wanted(name, value) join pg_settings on pg_settings.name=wanted.name where source='default'");
   // A zone that the server does not know leaves it on its own.
   if (const std::string zone = TimeZoneName(); !zone.empty() && zone.find('\'') == std::string::npos) {

@@ -22,8 +22,7 @@ constexpr Piece kUndo[] = {"ROLLBACK TO part"};
 }  // namespace
 
 std::shared_ptr<Engine> SharedTransaction::Open() {
-  return {database_.Take().release(),
-          [this](Engine* engine) { database_.Give(std::unique_ptr<Engine>(engine)); }};
+  return {database_.Take().release(), [this](Engine* engine) { database_.Give(std::unique_ptr<Engine>(engine)); }};
 }
 
 Engine* SharedTransaction::Enter(std::chrono::milliseconds patience) {
@@ -110,14 +109,12 @@ void SharedTransaction::Commit() noexcept {
   DropBroken();
   inside_.Leave();
   if (failure || !on_disk) return Tell(members, failure);
-  const auto in_memory = std::stable_partition(members.begin(), members.end(), [](const Member& member) {
-    return member.durability == Durability::kDisk;
-  });
+  const auto in_memory = std::stable_partition(
+      members.begin(), members.end(), [](const Member& member) { return member.durability == Durability::kDisk; });
   for (auto member = in_memory; member != members.end(); ++member) member->done(nullptr);
   members.erase(in_memory, members.end());
-  database_.shared_flush().Then(
-      [flusher] { flusher->Flush(); },
-      [members = std::move(members)](const std::exception_ptr& how) { Tell(members, how); });
+  database_.shared_flush().Then([flusher] { flusher->Flush(); },
+                                [members = std::move(members)](const std::exception_ptr& how) { Tell(members, how); });
 }
 
 SharedTransaction::Members SharedTransaction::EndTransaction() noexcept {

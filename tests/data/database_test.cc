@@ -1,4 +1,6 @@
 // Data sources: whose file it is, what becomes of a server without a connection to spare, what is set on connections.
+#include <pthread.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -66,6 +68,7 @@ TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
   EXPECT_FALSE(fs::exists(other));
 }
 
+// Also where the thread that sees to it cannot be started at first, and then cannot open the file: the commits stand.
 TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
   const std::string text(1'000'000, 'x');
   const auto write = [&](int count) {
@@ -75,7 +78,20 @@ TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
     Connection db(*database);
     const std::unique_ptr<Engine> reader = database->Take();
     reader->RunScript("BEGIN; SELECT count(*) FROM Message");
-    write(25);
+    pthread_attr_t usual;
+    pthread_attr_t immense;
+    pthread_getattr_default_np(&usual);
+    pthread_attr_init(&immense);
+    pthread_attr_setstacksize(&immense, std::size_t{1} << 46);
+    pthread_setattr_default_np(&immense);
+    write(15);
+    pthread_setattr_default_np(&usual);
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    const rlimit none{3, files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    write(10);
+    setrlimit(RLIMIT_NOFILE, &files);
     EXPECT_GT(fs::file_size(file.string() + "-wal"), 20'000'000U);
     reader->RunScript("COMMIT");
   }
