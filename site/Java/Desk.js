@@ -6,7 +6,7 @@
     // On a narrow screen the bar folds behind a button, as on the older pages.
     const groups = document.querySelector(".toolbar > .groups");
     if (groups) {
-        const narrow = matchMedia("(max-width: 800px)");
+        const narrow = matchMedia("(max-width: 900px)");
         const details = document.createElement("details");
         const button = document.createElement("summary");
         button.textContent = "Menu";

@@ -22,7 +22,7 @@
     ];
     const publicPage = { address: "../fill", caption: "Public page", group: "Public" };
     const kept = "surva.pages";
-    const narrow = matchMedia("(max-width: 800px)");
+    const narrow = matchMedia("(max-width: 900px)");
 
     // The PIN list (list.asp) belongs to one event: the one that the page's own address
     // names, or else the one that is chosen among the events.

@@ -15,15 +15,17 @@ export function kindOf(page) {
         return "pin";
     if (/Error number:/.test(page.body.textContent))
         return "error";
-    // One of our own pages says why.
-    if (/Sorry, surva does not exist/.test(page.body.textContent) || page.querySelector("link[href='/css/desk.css']"))
+    if (/Sorry, surva does not exist/.test(page.body.textContent))
         return "refused";
+    // One of our own pages says why.
+    if (page.querySelector("link[href='/css/desk.css']"))
+        return "closed";
     return "stopped";
 }
 
 const headings = {
     pin: "Enter your PIN", details: "Your details", form: "Questions", thanks: "Thank you", error: "An error",
-    refused: "This surva cannot be opened", stopped: "Your details", status: "The server's answer",
+    refused: "This surva cannot be opened", closed: "This surva is closed", stopped: "Your details", status: "The server's answer",
 };
 
 function dressHead(page) {

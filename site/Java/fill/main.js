@@ -14,11 +14,14 @@ const start = document.getElementById("start");
 const told = document.getElementById("told");
 
 // How this visit began: { pin }, { version } or nothing known yet. A PIN stays in memory alone.
-let entry = { pin: document.body.dataset.pin, version: document.body.dataset.version };
+const named = document.body.dataset;
+let entry = named.pin ? { pin: named.pin } : { version: named.version };
 // What to post when the PIN page has come; and whether answers have been sent and no page has come back yet.
 let pending = null;
 let sending = false;
 let lost = null;
+// Whether the newest visit has been thanked: what Back shows of it is past.
+let thanked = false;
 
 // ---- what the visitor is told ----------------------------------------------
 
@@ -40,7 +43,7 @@ function tell(text, caption = "", act = null) {
 function enter() {
     start.hidden = true;
     frame.hidden = false;
-    sending = false;
+    sending = thanked = false;
     pending = entry.pin || entry.version ? entry : null;
     frame.contentWindow.location.replace("surva.asp");
 }
@@ -85,6 +88,7 @@ function onPin(page) {
     box.form.addEventListener("submit", () => {
         box.value = box.value.replace(/\s+/g, "");
         entry = { pin: box.value };
+        thanked = false;
         beginVisit();
     });
     if (pending)
@@ -103,6 +107,17 @@ function onDetails(page) {
     box.form.addEventListener("submit", refuseOver);
 }
 
+function askForPin() {
+    entry = {};
+    enter();
+}
+
+// What Back leads to after the thanks is neither shown, for the next to sit here may have pressed it, nor sent again.
+function onPast() {
+    frame.hidden = true;
+    tell("The answers of this visit have been saved already.", "Enter another PIN", askForPin);
+}
+
 // What is sent for a visit that is over would be stored under another's name.
 function refuseOver(event) {
     if (!isVisitOver())
@@ -118,6 +133,8 @@ function keepDraft(key, page) {
 
 function onForm(page) {
     const form = page.querySelector("form");
+    // The draft puts answers back; a browser would do it for whoever comes next, too.
+    form.autocomplete = "off";
     const key = draft.keyOf(entry, form.elements.namedItem("FormAccepted").value);
     const rows = questions(page);
     const returned = page.querySelector('form script[language="JSCRIPT" i]') !== null;
@@ -165,6 +182,7 @@ function onForm(page) {
 
 function onThanks() {
     sending = false;
+    thanked = true;
     draft.forget(lost);
     entry = {};
     tell("");
@@ -188,12 +206,16 @@ function step(page) {
     const kind = page ? kindOf(page) : "unreachable";
     showStep(kind);
     showOpen([], false);
+    if (thanked && (kind === "form" || kind === "details"))
+        return onPast();
+    frame.hidden = false;
     switch (kind) {
     case "pin": return onPin(page);
     case "details": return onDetails(page);
     case "form": sending = false; return onForm(page);
     case "thanks": return onThanks();
-    case "error": return sending ? onLost(page) : tell("", "");
+    case "error": return sending ? onLost(page) : tell("surva cannot do that. Please look whether the address or the PIN is complete.", "Enter a PIN", askForPin);
+    case "refused": return tell("Please look whether the address is complete, or ask who has given it to you.", "Enter a PIN", askForPin);
     case "status": return onStatus(page);
     case "stopped": return tell("Your details could not be shown. Please tell the course office.");
     case "unreachable":

@@ -35,6 +35,6 @@ export function showOpen(rows, returned) {
 
 button.addEventListener("click", () => {
     const [{ answer, controls }] = openRows;
-    answer.scrollIntoView({ block: "center", behavior: "smooth" });
+    answer.scrollIntoView({ block: "center", behavior: matchMedia("(prefers-reduced-motion: reduce)").matches ? "auto" : "smooth" });
     controls[0].focus({ preventScroll: true });
 });

@@ -66,16 +66,16 @@ function drawMonth() {
     if (weeks.length === 0 || most === 0)
         return;
     const [width, height] = [104, 120];
-    const chart = svg("svg", { viewBox: `0 0 ${width * weeks.length} ${height + 40}`, class: "months", role: "img" },
+    const chart = svg("svg", { viewBox: `0 0 ${width * weeks.length} ${height + 44}`, class: "months", role: "img" },
         svg("title", {}, "Students by week: " + weeks.map(({ days, students }) => `${days}: ${students}`).join(", ")));
     for (const [at, { days, students, trainings }] of weeks.entries()) {
         const high = Math.round((height - 20) * students / most);
         const middle = at * width + width / 2;
         chart.append(
             svg("rect", { x: middle - 26, y: height - high, width: 52, height: high, rx: 3, fill: "#4a72c8" }),
-            svg("text", { x: middle, y: height - high - 6, "text-anchor": "middle", "font-size": 14, fill: "#1d2733" }, String(students)),
-            svg("text", { x: middle, y: height + 18, "text-anchor": "middle", "font-size": 13, fill: "#55617a" }, days),
-            svg("text", { x: middle, y: height + 34, "text-anchor": "middle", "font-size": 12, fill: "#55617a" },
+            svg("text", { x: middle, y: height - high - 6, "text-anchor": "middle", class: "count" }, String(students)),
+            svg("text", { x: middle, y: height + 18, "text-anchor": "middle" }, days),
+            svg("text", { x: middle, y: height + 38, "text-anchor": "middle", class: "trainings" },
                 trainings === 1 ? "1 training" : `${trainings} trainings`));
     }
     document.querySelector('form[action="stat.asp" i]').before(chart);
@@ -94,7 +94,8 @@ export function drawFigures() {
 export function guideToForms() {
     if (pageName() !== "browse.asp")
         return;
-    const anonymous = document.querySelector('td[width="140"] a[href*="StatsA=" i]') !== null;
+    const named = ["StatsA", "BrowseFormsA"].some((name) => parameter(location.href, name));
+    const anonymous = named || document.querySelector('td[width="140"] a[href*="StatsA=" i]') !== null;
     const criteria = element("a", { href: anonymous ? "stat.asp?CriteriaA=1" : "stat.asp?Criteria=1" }, "Choose which forms");
     const text = textOf(contentCell() ?? document.body);
     const counted = /Number of filled survas: (\d+)/.exec(text);
@@ -102,7 +103,8 @@ export function guideToForms() {
     if (contentCell()?.querySelector("blockquote") && counted) {
         const links = [...document.querySelectorAll('td[width="140"] a[href*="browse" i]')].map((link) => link.cloneNode(true));
         note(counted[1] === "0" ? ["No filled form fits these criteria. ", criteria] : ["Go on to: ", ...links, criteria]);
-    } else if (!parameter(location.href, "ScheduleID") && (counted?.[1] === "0" || /No survas to display/.test(text))) {
+    } else if (!parameter(location.href, "ScheduleID") && (counted?.[1] === "0" || /No survas to display/.test(text)
+        || named && /Error occurred/.test(text))) {
         note(["This page shows the forms that a search has chosen. Nothing is lost: so far no filled form fits. ", criteria]);
     }
 }

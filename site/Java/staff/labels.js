@@ -83,6 +83,12 @@ const datePart = { day: "day", month: "month", year: "year" };
 function describeFields(page) {
     for (const form of page.forms) {
         for (const { caption, controls } of captionedFields(form)) {
+            if (controls.length === 1 && controls[0].type === "radio") {
+                const label = Object.assign(page.createElement("label"), { htmlFor: idOf(controls[0]) });
+                label.append(...caption.childNodes);
+                caption.append(label);
+                continue;
+            }
             for (const control of controls) {
                 if (control.type === "radio" && control.parentElement.localName === "td") {
                     const cell = control.parentElement;

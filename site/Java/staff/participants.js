@@ -51,8 +51,9 @@ function startSearch(box, list) {
         const fitting = students.map((student) => ({ ...student, fit: fit(typed, words, student) }))
             .filter((student) => student.fit < 4).sort((a, b) => a.fit - b.fit);
         found.textContent = fitting.length === 1 ? "1 student" : `${fitting.length || "No"} students`;
+        // Nobody is enrolled by a press on Choose that this was not typed for.
         if (fitting.length === 0)
-            return;
+            return void (list.selectedIndex = -1);
         list.replaceChildren(...fitting.slice(0, mostShown).map(({ option }) => option));
         list.selectedIndex = 0;
     });

@@ -38,6 +38,8 @@ function requireFields(form) {
 // The day that three fields name, or null.
 function dayOf(form, letter) {
     const part = (name) => form.elements.namedItem(letter + name)?.value.trim();
+    if (!/^\d{1,4}$/.test(part("Year")))
+        return null;
     const [day, month, year] = [part("Day"), part("Month"), part("Year")].map(Number);
     // Years of two digits are read as the pages read them.
     const date = new Date(year < 30 ? year + 2000 : year < 100 ? year + 1900 : year, month - 1, day);
@@ -59,12 +61,12 @@ function checkDates(form) {
 }
 
 // A page refuses an apostrophe in a search. An underscore stands for any one letter, so it
-// finds O'Brien; what was typed stays as it is.
+// finds O'Brien, also for one whose keyboard writes a curved apostrophe; what was typed stays as it is.
 function searchWithApostrophes(form) {
     form.addEventListener("formdata", ({ formData }) => {
         for (const [name, value] of [...formData]) {
-            if (typeof value === "string" && value.includes("'"))
-                formData.set(name, value.replaceAll("'", "_"));
+            if (typeof value === "string")
+                formData.set(name, value.replace(/['\u2018\u2019]/g, "_"));
         }
     });
 }
