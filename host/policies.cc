@@ -64,7 +64,8 @@ std::string PagePolicy(const wire::HttpRequest& http, std::string_view path, con
   const std::string folder = FolderOf(http);
   const bool staff = path.starts_with("/admin/");
   std::string policy = "default-src 'none'; base-uri 'none'; frame-ancestors 'self'; img-src data:";
-  policy += Places(origin, {"/images/", folder + "images/"}) + "; style-src 'unsafe-inline'" +
+  // Firefox asks for the site's picture under the page's policy.
+  policy += Places(origin, {"/images/", folder + "images/", "/favicon.ico"}) + "; style-src 'unsafe-inline'" +
             Places(origin, {"/css/", folder + "css/"}) + "; script-src" + Places(origin, {"/Java/", folder + "Java/"});
   // The digests hold for the handlers of elements too.
   if (!response.scripts().empty()) policy += " 'unsafe-hashes'";

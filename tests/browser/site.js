@@ -6,8 +6,9 @@ import { tmpdir } from "node:os";
 import path from "node:path";
 import { after } from "node:test";
 import { createInterface } from "node:readline";
-import { chromium } from "playwright-core";
+import { chromium, firefox } from "playwright-core";
 
+// SURVA_BROWSER=/usr/bin/firefox-esr looks at the same in Firefox.
 const browserPath = process.env.SURVA_BROWSER ?? "/usr/bin/chromium";
 
 function binary() {
@@ -102,6 +103,8 @@ export class Site {
 }
 
 export function launchBrowser() {
+    if (browserPath.includes("firefox"))
+        return firefox.launch({ channel: "moz-firefox", executablePath: browserPath });
     return chromium.launch({
         executablePath: browserPath,
         args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",

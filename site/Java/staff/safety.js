@@ -98,8 +98,9 @@ function creates(form) {
         || form.querySelector('input[name=AddQuestionStep i][value="5"]');
 }
 
+// A page that Firefox shows again on a way back has the session's store as it was when the page was left.
 function keptList() {
-    return JSON.parse(sessionStorage.getItem(saved) ?? "[]");
+    return JSON.parse(localStorage.getItem(saved) ?? "[]");
 }
 
 // The page after a record was sent tells whether it was stored; on a way back to its form, the form's own entry in the
@@ -112,7 +113,7 @@ function noteWhetherStored() {
         || parameter(location.href, "ModUp") !== null
         || [...document.querySelectorAll("th")].some((head) => textOf(head) === "Modify surva layout");
     if (stored)
-        sessionStorage.setItem(saved, JSON.stringify([...keptList(), key].slice(-50)));
+        localStorage.setItem(saved, JSON.stringify([...keptList(), key].slice(-50)));
     if (pageName() !== "schedule.asp" || document.querySelector("form") || stored)
         sessionStorage.removeItem(sent);
 }
