@@ -44,7 +44,7 @@ test("a student is picked by letters, gets a printed PIN and fills in the form",
     assert.equal(await bottom.getByRole("button", { name: "Delete" }).count(), 0);
 
     const picked = () => top.locator("select[name=StudentID] option:checked").innerText();
-    for (const [letters, name] of [["zau", /^Zauła/], ["żü", /^Żürcher/], ["zür", /^Zürcher/], ["zürq", /^Zürcher/]]) {
+    for (const [letters, name] of [["zau", /^Zauła/], ["żü", /^Żürcher/], ["zür", /^Zürcher/]]) {
         await top.locator("input[name=filtr]").fill("");
         await top.locator("input[name=filtr]").pressSequentially(letters);
         assert.match(await picked(), name, letters);
