@@ -102,10 +102,13 @@ wire::HttpResponse ShowPrivacy(Context& context) {
     return answer;
   }
   Markup page;
-  WriteTable(
-      page, "Record",
-      {"First name", "Last name", "Phone", "Fax", "E-mail", "Post code", "City", "Street", "Description", "Company"},
-      students);
+  page.Write({"<h2>Record</h2>\n<dl class=\"facts\">\n"});
+  int column = 0;
+  for (const std::string_view name :
+       {"First name", "Last name", "Phone", "Fax", "E-mail", "Post code", "City", "Street", "Description", "Company"}) {
+    page.Write({"<div><dt>", name, "</dt><dd>", students.First()[column++], "</dd></div>\n"});
+  }
+  page.Write({"</dl>\n"});
   WriteTable(page, "Enrolments", {"Event", "Training", "Begins", "PIN", "Answered"},
              db.Query({"select Participant.ScheduleID, TrainingName, BeginDate, PIN, FillDate from Participant "
                        "left join Schedule on Schedule.ScheduleID=Participant.ScheduleID "

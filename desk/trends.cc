@@ -8,6 +8,9 @@
 
 namespace surva::desk {
 
+using data::Number;
+using data::Row;
+
 namespace {
 
 // What a person may see of a series, bucket by bucket.
@@ -98,6 +101,30 @@ void WriteForm(Markup& page, Context& context, const TrendRequest& asked, const 
   page.Write({">quarter</option></select></div>\n<div><button>Show</button></div>\n</form>\n"});
 }
 
+// What was chosen: the form does not come onto paper.
+std::string Chosen(data::Connection& db, const TrendRequest& asked, const Trend& trend) {
+  std::string chosen;
+  const auto add = [&chosen](const std::string& name) {
+    if (!chosen.empty()) chosen += ", ";
+    chosen += name;
+  };
+  if (asked.trainer) {
+    for (const Row& row :
+         db.Query({"select FirstName, LastName from Trainer where TrainerID=", Number(*asked.trainer)}))
+      add(row["FirstName"].Text() + " " + row["LastName"].Text());
+  }
+  if (asked.training) {
+    for (const Row& row : db.Query({"select TrainingName from Training where TrainingID=", Number(*asked.training)}))
+      add(row["TrainingName"].Text());
+  }
+  if (asked.company) {
+    for (const Row& row : db.Query({"select CompanyName from Company where CompanyID=", Number(*asked.company)}))
+      add(row["CompanyName"].Text());
+  }
+  if (asked.question && trend.questions.contains(*asked.question)) add(trend.questions.at(*asked.question));
+  return chosen;
+}
+
 void WriteTable(Markup& page, const Context& context, const TrendRequest& asked, const Series& own,
                 const Series& house) {
   const auto cells = [&](const Series& series, int bucket) {
@@ -141,6 +168,9 @@ wire::HttpResponse ShowTrends(Context& context) {
   if (trend.own.empty()) {
     page.Write({"<p class=\"note\">Nothing with a number was answered in this time.</p>\n"});
     return Html(context, kTitle, page);
+  }
+  if (const std::string chosen = Chosen(context.connection, asked, trend); !chosen.empty()) {
+    page.Write({"<h2>", chosen, "</h2>\n"});
   }
   page.Write({"<p class=\"legend\">"});
   if (!asked.OfAll()) page.Write({"<span class=\"own\">What was chosen</span> "});
