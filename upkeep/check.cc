@@ -75,8 +75,10 @@ class Look {
     // Without its tables nothing more can be asked of it.
     if (!findings_.empty()) return std::move(findings_);
     Indexes();
+    History();
     Keys();
     References();
+    Values();
     Pages();
     return std::move(findings_);
   }
@@ -84,8 +86,10 @@ class Look {
     Tables();
     return std::move(findings_);
   }
-  std::vector<Finding> OfIndexes() {
+  // Of what pages do without, slowly or carelessly.
+  std::vector<Finding> OfAids() {
     Indexes();
+    History();
     return std::move(findings_);
   }
 
@@ -161,6 +165,75 @@ class Look {
     }
   }
 
+  // Without its triggers what a page deletes does not come back.
+  void History() {
+    std::set<std::string> standing;
+    for (const Row& row :
+         database_.dialect() == Dialect::kSqlite
+             ? db_.Query({"select lower(name) as Name from sqlite_master where type='trigger'"})
+             : db_.Query({"select (relname || replace(tgname, 'keep_history', ''))::text as Name from pg_trigger inner "
+                          "join pg_class on pg_class.oid=tgrelid where tgenabled<>'D' and relnamespace = "
+                          "any(current_schemas(false)::regnamespace[])"})) {
+      standing.insert(row["Name"].Text());
+    }
+    for (const Table* table : data::AllTables()) {
+      const std::string name = LowerName(table->name);
+      if (standing.contains(name + "_update") && standing.contains(name + "_delete")) continue;
+      Add(Kind::kDamage, "what is changed or deleted in table " + Text(table->name) + " is not kept in the history",
+          "\"surva init\" makes what is missing");
+    }
+  }
+
+  // What only another program can have written: days that are none, and bytes that are no letters, which PostgreSQL
+  // does not take.
+  void Values() {
+    const bool sqlite = database_.dialect() == Dialect::kSqlite;
+    for (const Table* table : KeptTables()) {
+      for (const data::Column& column : table->columns) {
+        std::int64_t wrong = 0;
+        if (column.type == data::ColumnType::kDate) {
+          wrong = (sqlite ? db_.Query({"select count(*) as Cnt from ", Name(*table), " where ", Name(column),
+                                       " is not null and coalesce(date(", Name(column), ", '+0 days'), '')<>substr(",
+                                       Name(column), ", 1, 10)"})
+                          : db_.Query({"select count(*) as Cnt from ", Name(*table), " where not isfinite(",
+                                       Name(column), ")"}))
+                      .First()["Cnt"]
+                      .Integer();
+        } else if (sqlite && IsText(column.type)) {
+          wrong = CountBrokenTexts(*table, column);
+        }
+        if (wrong == 0) continue;
+        Add(Kind::kDamage,
+            Counted(wrong, "value", "values") + " of " + Text(column.name) + " in table " + Text(table->name) +
+                (column.type == data::ColumnType::kDate ? " cannot be read as a day" : " cannot be read as text"),
+            "write them anew on the page of their rows, or restore a backup (surva restore)");
+      }
+    }
+  }
+
+  static bool IsText(data::ColumnType type) {
+    using enum data::ColumnType;
+    return type == kText || type == kLongText || type == kPlain;
+  }
+
+  std::int64_t CountBrokenTexts(const Table& table, const data::Column& column) {
+    constexpr std::int64_t kAtOnce = 1000;
+    std::int64_t broken = 0;
+    for (std::int64_t behind = 0;;) {
+      // Most texts have letters of ASCII alone; a zero byte ends a text for SQLite's functions.
+      const Rows rows =
+          db_.Query({"select rowid as Place, ", Name(column), " as Text from ", Name(table), " where rowid>",
+                     data::Number(behind), " and (", Name(column), " glob '*[^ -~]*' or length(cast(", Name(column),
+                     " as blob))<>length(", Name(column), ")) order by rowid limit ", data::Number(kAtOnce)});
+      for (const Row& row : rows) {
+        const std::string text = row["Text"].Text();
+        if (!IsUtf8(text) || text.find('\0') != std::string::npos) ++broken;
+        behind = row["Place"].Integer();
+      }
+      if (rows.size() < kAtOnce) return broken;
+    }
+  }
+
   // A counter that stands behind the rows gives a key a second time.
   void Keys() {
     for (const Table* table : data::AllTables()) {
@@ -233,14 +306,14 @@ std::vector<Finding> Check(data::Database& database) {
 
 std::vector<Finding> RequireTables(data::Database& database) {
   const std::vector<Finding> missing = Look(database).OfTables();
-  if (missing.empty()) return Look(database).OfIndexes();
+  if (missing.empty()) return Look(database).OfAids();
   std::string text = "the database is not whole: " + missing.front().what;
   if (missing.size() > 1) text += ", and " + Counted(static_cast<std::int64_t>(missing.size()) - 1, "more", "more");
   throw Refusal(text + "; " + missing.front().remedy);
 }
 
 bool MakeWhatIsMissing(data::Database& database) {
-  if (Look(database).OfTables().empty() && Look(database).OfIndexes().empty()) return false;
+  if (Look(database).OfTables().empty() && Look(database).OfAids().empty()) return false;
   std::unique_ptr<data::Engine> engine = database.Take();
   data::MakeWhatIsMissing(*engine);
   database.Give(std::move(engine));

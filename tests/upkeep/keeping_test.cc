@@ -195,6 +195,17 @@ TEST_P(Keeping, ACheckFindsWhatIsWrong) {
   Write(*database_, {"update Schedule set EndDate=NULL where ScheduleID=1"});
   EXPECT_TRUE(find("1 event has no dates"));
   const bool sqlite = GetParam() == Dialect::kSqlite;
+  database_->Take()->RunScript(sqlite ? "drop trigger Mark_delete; drop trigger Company_update; "
+                                        "update Company set Description='a' || char(0) where CompanyID=2; "
+                                        "update Company set Description=cast(x'c328' as text) where CompanyID=3; "
+                                        "drop trigger Schedule_update; update Schedule set BeginDate='2026-02-31' "
+                                        "where ScheduleID=2"
+                                      : "alter table Mark disable trigger keep_history_delete; "
+                                        "update Schedule set BeginDate='infinity' where ScheduleID=2");
+  EXPECT_TRUE(find("deleted in table Mark is not kept"));
+  EXPECT_FALSE(find("deleted in table Student is"));
+  EXPECT_TRUE(find("1 value of BeginDate in table Schedule cannot be read as a day"));
+  EXPECT_EQ(find("2 values of Description in table Company cannot be read as text"), sqlite);
   database_->Take()->RunScript(sqlite ? "update sqlite_sequence set seq=seq-1 where name='Mark'"
                                       : "select setval('mark_markid_seq', (select max(MarkID)-1 from Mark))");
   EXPECT_TRUE(find("counter of table Mark"));
