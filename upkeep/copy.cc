@@ -7,6 +7,7 @@
 
 #include "frame/data/engine.h"
 #include "frame/data/schema.h"
+#include "frame/values/fault.h"
 #include "frame/values/text.h"
 #include "upkeep/readiness.h"
 
@@ -91,6 +92,13 @@ class Inserts {
   }
 
  private:
+  // Behind a zero byte PostgreSQL would lose what follows.
+  static void RequireWhole(const Field& value) {
+    const auto* const text = std::get_if<std::string_view>(&value.content());
+    if (text != nullptr && text->find('\0') != std::string_view::npos) {
+      throw Fault(FaultNumber::kValueRefused, "surva database", "a text holds a zero byte");
+    }
+  }
   void WriteOnce(std::span<const Row> rows) {
     std::vector<Piece> pieces = head_;
     for (std::size_t r = 0; r < rows.size(); ++r) {
@@ -98,7 +106,9 @@ class Inserts {
       pieces.push_back("(");
       for (std::size_t i = 0; i < table_.columns.size(); ++i) {
         if (i > 0) pieces.push_back(", ");
-        pieces.push_back(Bound(rows[r][static_cast<int>(i)]));
+        const Field value = rows[r][static_cast<int>(i)];
+        RequireWhole(value);
+        pieces.push_back(Bound(value));
       }
       pieces.push_back(")");
     }
@@ -213,7 +223,13 @@ std::vector<CopiedTable> Copy(data::Database& from, data::Database& to) {
     }
   }
   for (const Table* table : KeptTables()) {
-    CopyRows(*source, *target, *table);
+    try {
+      CopyRows(*source, *target, *table);
+    } catch (const Fault& fault) {
+      throw Refusal("table " + std::string(table->name) +
+                    " cannot be copied: " + (fault.detail().empty() ? fault.description() : fault.detail()) +
+                    "; \"surva check\" of the database to copy from tells more; nothing was copied");
+    }
     if (table->key().type == ColumnType::kKey) SetLastKey(*target, *table, LastKey(*source, *table));
     const std::int64_t rows = Count(*source, *table);
     if (Count(*target, *table) != rows) {

@@ -206,6 +206,10 @@ TEST_P(Keeping, ACheckFindsWhatIsWrong) {
   EXPECT_FALSE(find("deleted in table Student is"));
   EXPECT_TRUE(find("1 value of BeginDate in table Schedule cannot be read as a day"));
   EXPECT_EQ(find("2 values of Description in table Company cannot be read as text"), sqlite);
+  if (sqlite) {
+    TestDatabase other(Dialect::kPostgres);
+    EXPECT_NE(Refused([&] { Copy(*database_, *other); }).find("\"surva check\""), std::string::npos);
+  }
   database_->Take()->RunScript(sqlite ? "update sqlite_sequence set seq=seq-1 where name='Mark'"
                                       : "select setval('mark_markid_seq', (select max(MarkID)-1 from Mark))");
   EXPECT_TRUE(find("counter of table Mark"));
