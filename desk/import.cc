@@ -399,7 +399,7 @@ void Store(Context& context, const Kind& kind, std::int64_t event, const Entry& 
 }
 
 struct Counts {
-  std::array<std::size_t, 4> of{};
+  std::array<std::size_t, static_cast<std::size_t>(State::kWrong) + 1> of{};
 
   explicit Counts(const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) ++of[static_cast<std::size_t>(entry.state)];

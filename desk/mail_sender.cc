@@ -1,7 +1,6 @@
 #include "desk/mail_sender.h"
 
 #include <curl/curl.h>
-#include <sodium.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -11,17 +10,10 @@
 #include <stdexcept>
 
 #include "guard/gate.h"
+#include "guard/token.h"
 
 namespace surva::desk {
 namespace {
-
-std::string RandomName() {
-  std::array<unsigned char, 8> random{};
-  randombytes_buf(random.data(), random.size());
-  std::array<char, 2 * random.size() + 1> text{};
-  sodium_bin2hex(text.data(), text.size(), random.data(), random.size());
-  return text.data();
-}
 
 // What a server says goes onto a page and into a column.
 std::string Shortened(std::string text) {
@@ -165,7 +157,7 @@ MailSender::MailSender(MailSettings settings, data::Database& database, wire::Lo
       log_(log),
       clock_(clock),
       rhythm_(rhythm),
-      outbox_(database, RandomName()),
+      outbox_(database, guard::NewToken()),
       thread_([this] { Run(); }) {}
 
 MailSender::~MailSender() {

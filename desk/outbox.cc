@@ -9,6 +9,7 @@
 
 #include "desk/parts.h"
 #include "frame/values/text.h"
+#include "guard/token.h"
 
 namespace surva::desk {
 
@@ -75,14 +76,6 @@ std::string WithMailLines(std::string_view text) {
     lines += c;
   }
   return lines;
-}
-
-std::string NewMessageName() {
-  std::array<unsigned char, 16> random{};
-  randombytes_buf(random.data(), random.size());
-  std::array<char, 2 * random.size() + 1> text{};
-  sodium_bin2hex(text.data(), text.size(), random.data(), random.size());
-  return text.data();
 }
 
 }  // namespace
@@ -239,7 +232,7 @@ void Outbox::Queue(data::Connection& connection, std::int64_t event, std::int64_
       .Set("State", std::int64_t{static_cast<int>(MailState::kQueued)})
       .Set("Attempts", std::int64_t{0})
       .Set("NextTry", now)
-      .Set("MessageName", std::string_view(NewMessageName()))
+      .Set("MessageName", std::string_view(guard::NewToken()))
       .Set("Site", std::string_view(site))
       .Update();
 }

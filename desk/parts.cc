@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "frame/values/text.h"
+#include "reporting/period.h"
 
 namespace surva::desk {
 
@@ -32,10 +33,6 @@ std::string NameOf(const Row& row) {
   const std::string first = row["FirstName"].Text();
   const std::string last = row["LastName"].Text();
   return first.empty() || last.empty() ? first + last : first + " " + last;
-}
-
-DateTime NextMonth(const DateTime& month) {
-  return month.month == 12 ? DateTime{month.year + 1, 1, 1} : DateTime{month.year, month.month + 1, 1};
 }
 
 }  // namespace
@@ -178,7 +175,7 @@ wire::HttpResponse ChooseEvent(Context& context, std::string_view title) {
        "and (PIN is null or PIN='')) as Answered "
        "from Schedule left join Training on Training.TrainingID=Schedule.TrainingID "
        "left join Trainer on Trainer.TrainerID=Schedule.TrainerID where BeginDate>=",
-       Bound(Field(month)), " and BeginDate<", Bound(Field(NextMonth(month))),
+       Bound(Field(month)), " and BeginDate<", Bound(Field(MonthOf(month).end)),
        " order by BeginDate desc, ScheduleID desc limit ", Number(kMost)});
   const std::string chosen = DayInput(month).substr(0, 7);
   Markup page;

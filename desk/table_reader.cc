@@ -46,7 +46,7 @@ std::string FromUtf16(std::string_view bytes, bool little) {
 
 char SeparatorOf(std::string_view text) {
   constexpr std::string_view kSeparators = ",;\t|";
-  std::array<std::size_t, 4> counts{};
+  std::array<std::size_t, kSeparators.size()> counts{};
   bool quoted = false;
   for (const char c : text) {
     if (c == '"') quoted = !quoted;

@@ -5,6 +5,7 @@
 #include "desk/figures.h"
 #include "desk/parts.h"
 #include "frame/values/numbers.h"
+#include "reporting/period.h"
 
 namespace surva::desk {
 
@@ -53,8 +54,7 @@ Scales ReadScales(data::Connection& connection) {
 using Counts = std::map<int, std::map<std::int64_t, std::int64_t>>;
 
 Counts Count(data::Connection& connection, const TrendRequest& asked, bool house) {
-  const DateTime end =
-      asked.to.month == 12 ? DateTime{asked.to.year + 1, 1, 1} : DateTime{asked.to.year, asked.to.month + 1, 1};
+  const DateTime end = MonthOf(asked.to).end;
   // Dates are taken apart once for each event, not for each mark.
   std::vector<data::Piece> statement = {
       "with Events as materialized (select ScheduleID as EventK, 12*year(BeginDate)+month(BeginDate)-1 as EventMonth "

@@ -20,8 +20,9 @@ enum class Rule : std::uint8_t {
   kPinWait,       // too many wrong PINs
   kPublicWrites,  // too much to store
 };
-constexpr std::array<std::string_view, 8> kRuleNames = {"sign-in",    "role",         "unguarded", "foreign",
-                                                        "look-first", "sign-in-wait", "pin-wait",  "public-writes"};
+inline constexpr auto kRuleNames = std::to_array<std::string_view>(
+    {"sign-in", "role", "unguarded", "foreign", "look-first", "sign-in-wait", "pin-wait", "public-writes"});
+static_assert(kRuleNames.size() == static_cast<std::size_t>(Rule::kPublicWrites) + 1);
 
 struct Figures {
   using Count = std::atomic<std::uint64_t>;

@@ -380,7 +380,7 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
   }
   Visit visit(order.session_key, {.idle_minutes = options_.session_minutes}, connection);
   Session& session = visit.session();
-  if (order.route->roles.empty() && request.Filled("PIN")) {
+  if (is_public && request.Filled("PIN")) {
     if (auto closed = desk::RefuseClosed(connection, clock_, request("PIN"))) return *std::move(closed);
   }
   session.Provide("DSN", database_.dsn());

@@ -190,8 +190,8 @@ const Route* FindRoute(std::string_view path) {
 }
 
 const std::vector<desk::PageLink>& MenuOf(Role role) {
-  static const std::array<std::vector<desk::PageLink>, 4> menus = {MakeMenu(Role::kOwner), MakeMenu(Role::kPlanner),
-                                                                   MakeMenu(Role::kDesigner), MakeMenu(Role::kAnalyst)};
+  static const std::array menus = {MakeMenu(Role::kOwner), MakeMenu(Role::kPlanner), MakeMenu(Role::kDesigner),
+                                   MakeMenu(Role::kAnalyst)};
   return menus[static_cast<std::size_t>(role)];
 }
 

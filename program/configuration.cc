@@ -19,9 +19,9 @@ namespace {
 
 using C = Configuration;
 
-constexpr std::array<std::string_view, 4> kLogLevels{"debug", "info", "warning", "error"};
-constexpr std::array<std::string_view, 2> kLogFormats{"text", "json"};
-constexpr std::array<std::string_view, 2> kMailTls{"required", "none"};
+constexpr std::string_view kLogLevels[] = {"debug", "info", "warning", "error"};
+constexpr std::string_view kLogFormats[] = {"text", "json"};
+constexpr std::string_view kMailTls[] = {"required", "none"};
 constexpr std::size_t kUnlimited = 1'000'000;
 
 using For = Setting::For;

@@ -186,8 +186,9 @@ MetricFamily GaugeOf(const char* name, const char* help, double value, std::vect
 }
 
 // As MailState has them.
-constexpr std::array<std::string_view, 7> kMailStates{"waiting", "claimed",  "leaving", "sent",
-                                                      "failed",  "doubtful", "needless"};
+constexpr auto kMailStates =
+    std::to_array<std::string_view>({"waiting", "claimed", "leaving", "sent", "failed", "doubtful", "needless"});
+static_assert(kMailStates.size() == static_cast<std::size_t>(desk::MailState::kNeedless));
 
 // What is asked for only when somebody wants to know.
 class AskedFigures final : public prometheus::Collectable {

@@ -106,7 +106,7 @@ bool IsReadable(const std::string& address) {
 
 // What may be done about a server that answers and refuses. Other languages' messages go without.
 std::string_view Remedy(std::string_view detail) {
-  constexpr std::array<std::pair<std::string_view, std::string_view>, 7> kRemedies{{
+  constexpr std::pair<std::string_view, std::string_view> kRemedies[] = {
       {"password authentication failed", "the password is wrong; see that --dsn or ~/.pgpass has the right one"},
       {"no password supplied", "a password is wanted; give it in --dsn or in ~/.pgpass"},
       {"Peer authentication failed", "the server wants the system's user of that name, or a password over TCP"},
@@ -114,7 +114,7 @@ std::string_view Remedy(std::string_view detail) {
       {"role", "the server has no such user; make him with createuser -P"},
       {"database", "the server has no such database; make it with createdb -E UTF8 -T template0"},
       {"SSL", "see sslmode in --dsn and the server's certificate"},
-  }};
+  };
   for (const auto& [words, remedy] : kRemedies) {
     if (detail.find(words) != std::string_view::npos) return remedy;
   }

@@ -12,9 +12,10 @@
 namespace surva {
 namespace {
 
-constexpr std::array<std::string_view, 12> kMonths = {"January",   "February", "March",    "April",
-                                                      "May",       "June",     "July",     "August",
-                                                      "September", "October",  "November", "December"};
+constexpr auto kMonths =
+    std::to_array<std::string_view>({"January", "February", "March", "April", "May", "June", "July", "August",
+                                     "September", "October", "November", "December"});
+static_assert(kMonths.size() == 12);
 
 class SystemClock final : public Clock {
  public:
