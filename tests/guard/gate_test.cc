@@ -106,6 +106,12 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
   for (int hour = 1; hour <= 12; ++hour) gate.NoteUse(*connection_, token, kNow + hour * 3600 - 1);
   EXPECT_EQ(admit(signed_in, 12 * 3600 - 1), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 12 * 3600), Refusal::kSignIn) << "twelve hours";
+  const auto kept = [&](std::int64_t seconds) {
+    gate.Purge(*connection_, kNow + seconds);
+    return !connection_->Query({"select SessionKey from StaffSession"}).empty();
+  };
+  EXPECT_TRUE(kept(12 * 3600 - 1));
+  EXPECT_FALSE(kept(12 * 3600));
 
   // A new sign-in takes the place of the session before it.
   const wire::HttpRequest before = Request(Cookie(SignIn(gate, "paul", kPassword).cookies.front()));
@@ -174,7 +180,8 @@ TEST_P(GateTest, RefusesAccountsThatGuardNothing) {
   for (const std::string_view name : {"", "a b", "<b>", "ann\xC3\xA4"}) {
     EXPECT_THROW(accounts.Add(name, Role::kOwner, kPassword), AccountError) << name;
   }
-  for (const std::string_view password : {"short", "aaaaaaaaaaaa", "Password123!", "1234567890", "Bert1234567890"}) {
+  for (const std::string_view password : {"short", "aaaaaaaaaaaa", "Password123!", "1234567890", "Bert1234567890",
+                                          "ab12345678", "\u0119\u0119\u0119\u0119\u0119ABCD"}) {
     EXPECT_THROW(accounts.Add("bert", Role::kOwner, password), AccountError) << password;
   }
   EXPECT_THROW(accounts.Remove("anna"), AccountError) << "one owner must remain";

@@ -19,7 +19,7 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
   Write(*database, {"delete from Company"});
   Write(*database, {"insert into Company (CompanyName, City) with recursive n(i) as "
                     "(select 1 union all select i+1 from n where i<1500) select "
-                    "case i % 31 when 0 then null when 1 then 'Nam\u00e9 ' || i else 'Name ' || (i * 797 % 1499) end, "
+                    "case i % 31 when 0 then null when 1 then 'Zo\u00e9 ' || i else 'Name ' || (i * 797 % 1499) end, "
                     "case i % 29 when 0 then null when 1 then '' else 'City ' || (i % 211) end from n"});
   Write(*database, {"insert into Student (CompanyID, LastName) select CompanyID, CompanyName from Company"});
   const auto keys = [](const Answer& answer) {
@@ -41,7 +41,7 @@ TEST_P(LargeTables, AreReadAsThePlainStatementReadsThem) {
   };
   for (const bool names_are_missing : {true, false}) {
     if (!names_are_missing) Write(*database, {"update Company set CompanyName='Name' where CompanyName is null"});
-    for (const std::string name : {"", "n", "NAM", "NAME 1", "name 14", "name 1_4", "%9", "name 9999", "z"}) {
+    for (const std::string name : {"", "n", "ZO", "NAME 1", "name 14", "name 1_4", "%9", "name 9999", "z"}) {
       for (const std::string city : {"", "C", "city 12", "CITY 21_", "city 999"}) {
         expect_pages(records::kCompany, {{"CompanyName", name}, {"City", city}}, [&](int offset) {
           return Read(
