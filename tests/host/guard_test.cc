@@ -131,6 +131,38 @@ TEST_P(GuardedSite, LetsNoForeignPageAct) {
   EXPECT_EQ(node_.Ask(proxied).status, 403U);
 }
 
+TEST_P(GuardedSite, NamesWhatEachPageMayLoadAndWhereItMayLead) {
+  const auto directive = [&](const std::string& path, const std::string& query, const std::string& name) {
+    const std::string policy = "; " + HeaderOf(node_.Ask(Get(path, query)), "Content-Security-Policy") + ";";
+    const std::size_t at = policy.find("; " + name + " ");
+    return at == std::string::npos
+               ? ""
+               : policy.substr(at + 3 + name.size(), policy.find(';', at + 2) - at - 3 - name.size());
+  };
+  const std::string site = "http://surva.example";
+  const std::string stat = "/admin/stat.asp";
+  const std::string scripts = directive(stat, "", "script-src");
+  for (const auto& [path, query, name, value] : std::initializer_list<std::array<std::string, 4>>{
+           {stat, "", "default-src", "'none'"},
+           {stat, "", "base-uri", "'none'"},
+           {stat, "", "frame-ancestors", "'self'"},
+           {stat, "", "img-src", "data: " + site + "/images/ " + site + "/admin/images/"},
+           {stat, "", "style-src", "'unsafe-inline' " + site + "/css/ " + site + "/admin/css/"},
+           {stat, "", "form-action", "'self'"},
+           {stat, "", "connect-src", site + "/admin/pages.json " + site + "/admin/answered.json"},
+           {stat, "", "frame-src", ""},
+           {stat, "", "sandbox", ""},
+           {"/admin/schedule.asp", "ModSch0=51", "frame-src", site + "/admin/schedule.asp"},
+           {"/admin/createform.asp", "Preview=42", "sandbox",
+            "allow-same-origin allow-scripts allow-modals allow-popups allow-popups-to-escape-sandbox"},
+           {"/surva.asp", "", "form-action", "'self'"},
+           {"/surva.asp", "version=42", "form-action", "'self' http://thanks.example"}}) {
+    EXPECT_EQ(directive(path, query, name), value) << path << query;
+  }
+  EXPECT_TRUE(scripts.starts_with(site + "/Java/ " + site + "/admin/Java/ 'unsafe-hashes' 'sha256-")) << scripts;
+  EXPECT_EQ(scripts.find("unsafe-inline"), std::string::npos);
+}
+
 TEST_P(GuardedSite, GuessedPinsWaitOnAllNodesAndRightOnesDoNot) {
   const auto try_pin = [&](int number, const std::string& pin, bool own = false) {
     HttpRequest request = Post("/surva.asp", "PIN=" + pin);
@@ -194,7 +226,11 @@ TEST_P(GuardedSite, ALogonNeverKeepsTheTokenThatWasThereBefore) {
   browser.Get(other_, "/surva.asp", "version=42");
   EXPECT_NE(browser.cookies.values, planted);
   EXPECT_EQ(Read({"select count(*) from VisitorSession"}), "1") << "the planted one is gone";
-  // A neighbour host cannot plant one either.
+  // Nor does a page of staff take one over that nobody has given out, or a neighbour host plant one.
+  Browser staff;
+  staff.cookies.values["surva_visit"] = std::string(32, 'a');
+  staff.Post(node_, "/admin/createform.asp", "AddQuestionStep=2a&AddQuestion=-1&SurvaVersion=41&question=x");
+  EXPECT_NE(staff.cookies.values["surva_visit"], std::string(32, 'a'));
   HttpRequest protected_one = Get("/surva.asp", "version=42");
   protected_one.https = true;
   const std::string cookie = HeaderOf(node_.Ask(protected_one), "Set-Cookie");

@@ -139,12 +139,14 @@ TEST(WorkerPool, AnAddressFillsNoMoreRoomThanItLeaves) {
   EXPECT_EQ(served.text(), "!!!!!");
   for (int i = 0; i < 2; ++i) served.Post('.', {.address = "modest", .bytes = 1024});
   EXPECT_EQ(served.text(), "!!!!!");
-  // One browser asks for more than it may.
-  for (int i = 0; i < 4; ++i) served.Post('.', {.address = "third", .visitor = "v", .bytes = 1024});
-  EXPECT_EQ(served.text(), "!!!!!!!");
+  // One browser asks for more than it may, and many addresses for more than there is.
+  for (int i = 0; i < 4; ++i) served.Post('.', {.address = "third" + std::to_string(i), .visitor = "v"});
+  EXPECT_EQ(served.text(), "!!!!!!");
+  for (int i = 0; i < 4; ++i) served.Post('.', {.address = "other" + std::to_string(i), .bytes = 1024});
+  EXPECT_EQ(served.text(), "!!!!!!!!!");
   served.Release();
   served.pool.Stop();
-  EXPECT_EQ(served.text().size(), 7U + 5 + 2 + 2);
+  EXPECT_EQ(served.text().size(), 9U + 5 + 2 + 3 + 1);
   served.Post('.', {.address = "late"});
   EXPECT_EQ(served.text().back(), '!');
 }

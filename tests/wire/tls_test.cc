@@ -75,10 +75,12 @@ TEST(TlsFiles, AreLookedAtBeforeAStart) {
 // The TLS side of a client.
 class Session {
  public:
-  Session(Client& client, int newest) : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free) {
+  Session(Client& client, int newest, const char* suites = "ALL")
+      : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free) {
     SSL_set_max_proto_version(ssl_.get(), newest);
     SSL_set_min_proto_version(ssl_.get(), TLS1_VERSION);
     SSL_set_security_level(ssl_.get(), 0);
+    SSL_set_cipher_list(ssl_.get(), suites);
     SSL_set_fd(ssl_.get(), client.socket());
     const timeval patience{10, 0};
     ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
@@ -125,8 +127,12 @@ TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
     EXPECT_NE(answers.find(std::string(8 * 1024 * 1024, 'l') + "HTTP/1.1 400 "), std::string::npos);
     EXPECT_TRUE(session.said_goodbye);
   }
-  Client old(loopback.port());
-  EXPECT_FALSE(Session(old, TLS1_1_VERSION).connected);
+  EXPECT_FALSE(Session(*std::make_unique<Client>(loopback.port()), TLS1_1_VERSION).connected);
+  // Without forward secrecy, without encryption that is authenticated.
+  for (const char* suites :
+       {"AES128-GCM-SHA256", "ECDHE-RSA-AES256-SHA384:ECDHE-RSA-AES128-SHA", "DHE-RSA-AES128-GCM-SHA256"}) {
+    EXPECT_FALSE(Session(*std::make_unique<Client>(loopback.port()), TLS1_2_VERSION, suites).connected) << suites;
+  }
 }
 
 TEST_F(Tls, DeadlinesHold) {
