@@ -146,7 +146,7 @@ TEST_P(GuardedSite, NamesWhatEachPageMayLoadAndWhereItMayLead) {
            {stat, "", "default-src", "'none'"},
            {stat, "", "base-uri", "'none'"},
            {stat, "", "frame-ancestors", "'self'"},
-           {stat, "", "img-src", "data: " + site + "/images/ " + site + "/admin/images/"},
+           {stat, "", "img-src", "data: " + site + "/images/ " + site + "/admin/images/ " + site + "/favicon.ico"},
            {stat, "", "style-src", "'unsafe-inline' " + site + "/css/ " + site + "/admin/css/"},
            {stat, "", "form-action", "'self'"},
            {stat, "", "connect-src", site + "/admin/pages.json " + site + "/admin/answered.json"},
