@@ -125,6 +125,7 @@ TEST_P(GuardedSite, LetsNoForeignPageAct) {
   EXPECT_EQ(node_.Ask(With(Post("/surva.asp", "FormAccepted=42"), {{"Sec-Fetch-Site", "same-site"}})).status, 403U);
   EXPECT_EQ(node_.Ask(With(Post("/surva.asp", "NeXt=1&Notes=x"), {{"Origin", "http://evil.example"}})).status, 403U);
   EXPECT_EQ(node_.Ask(With(Post("/surva.asp", "PIN=1"), {{"Sec-Fetch-Site", "cross-site"}})).status, 200U);
+  EXPECT_EQ(node_.Ask(With(Post("/fill", "x=1"), {{"Sec-Fetch-Site", "cross-site"}})).status, 403U);
   // Behind a proxy nobody guards anything.
   HttpRequest proxied = Get("/admin/default.asp");
   proxied.forwarded = true;
