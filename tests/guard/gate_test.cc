@@ -154,6 +154,11 @@ TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
   }
   EXPECT_LE(tried, 80) << "guesses in an hour";
   EXPECT_LE(kWrongPasswords.Ask(*connection_, "account", kNow).wait, 60) << "the clock was set back";
+  // Each try is forgotten in five minutes, one behind the other.
+  for (int i = 0; i < 5; ++i) kWrongPasswords.Count(*connection_, "other", kNow);
+  for (const auto& [seconds, free] : {std::pair(299, 0), {300, 1}, {1199, 3}, {1200, 4}, {1499, 4}, {1500, 5}}) {
+    EXPECT_EQ(kWrongPasswords.Ask(*connection_, "other", kNow + seconds).free, free) << seconds;
+  }
 }
 
 TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {

@@ -70,6 +70,11 @@ TEST(FormDecoder, ReadsMultipartBodies) {
   }
   EXPECT_EQ(Show(DecodeBody("multipart/form-data", "--X--")), "400");
   EXPECT_EQ(Show(DecodeBody("multipart/form-data; boundary=", "--X--")), "400");
+  for (const std::size_t length : {200U, 201U}) {
+    const std::string boundary(length, 'b');
+    EXPECT_EQ(Show(DecodeBody("multipart/form-data; boundary=" + boundary, "--" + boundary + "--")),
+              length == 200 ? "" : "400");
+  }
 }
 
 TEST(FormDecoder, RefusesOtherTypes) {

@@ -166,6 +166,7 @@ TEST_F(LogFiles, HideThePin) {
   EXPECT_EQ(WithoutPin("/surva.asp?PIN=12345&x=1&pin=9"), "/surva.asp?PIN=...&x=1&pin=...");
   EXPECT_EQ(WithoutPin("/surva.asp?PI%4e=12345&%50%69N=9"), "/surva.asp?PI%4e=...&%50%69N=...");
   EXPECT_EQ(WithoutPin("/a?spin=1&b"), "/a?spin=1&b");
+  EXPECT_EQ(WithoutPin("/a?&&PIN&pin=&=1&"), "/a?&&PIN&pin=...&=1&");
   EXPECT_EQ(WithoutPin("/PIN=1"), "/PIN=1");
 }
 

@@ -102,6 +102,7 @@ TEST(Connection, RefusesWhatIsMalformedOrTooLong) {
       {kPost + "Transfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n1\r\na\r\n0\r\n\r\n", 400, false},
       {kPost + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 400, false},
       {kPost + "Transfer-Encoding: identity\r\n\r\n", 400, false},
+      {kPost + "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400, false},
       {"POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400, false},
       {chunked + "zz\r\n", 400, false},
       {chunked + "1;" + std::string(30'000, 'x'), 400, false},
