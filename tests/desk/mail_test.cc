@@ -17,33 +17,16 @@ namespace {
 // A real SMTP server that keeps what it takes.
 class MailServer {
  public:
-  explicit MailServer(const char* tls = nullptr) {
+  explicit MailServer(const std::string& tls = "") {
     std::string folder = (std::filesystem::temp_directory_path() / "surva-mails-XXXXXX").string();
     folder_ = mkdtemp(folder.data());
-    int input[2];
-    int output[2];
-    if (pipe(input) != 0 || pipe(output) != 0) throw std::runtime_error("no pipe");
-    process_ = fork();
-    if (process_ == 0) {
-      dup2(input[0], 0);
-      dup2(output[1], 1);
-      close(input[1]);
-      execl("/usr/bin/python3", "python3", "tests/support/mail_server.py", folder_.c_str(), tls, nullptr);
-      _exit(127);
-    }
-    close(input[0]);
-    close(output[1]);
-    input_ = input[1];
-    char line[16] = {};
-    if (read(output[0], line, sizeof(line) - 1) <= 0) throw std::runtime_error("the mail server does not start");
-    close(output[0]);
-    address_ = (tls != nullptr && std::string_view(tls) == "tls" ? "smtps://127.0.0.1:" : "smtp://127.0.0.1:") +
-               std::to_string(std::atoi(line));
+    server_ = popen(("exec /usr/bin/python3 tests/support/mail_server.py " + folder_ + " " + tls).c_str(), "r");
+    int port = 0;
+    if (std::fscanf(server_, "%d", &port) != 1) throw std::runtime_error("the mail server does not start");
+    address_ = (tls == "tls" ? "smtps://127.0.0.1:" : "smtp://127.0.0.1:") + std::to_string(port);
   }
   ~MailServer() {
-    close(input_);
-    kill(process_, SIGTERM);
-    waitpid(process_, nullptr, 0);
+    pclose(server_);
     std::filesystem::remove_all(folder_);
   }
 
@@ -63,8 +46,7 @@ class MailServer {
 
  private:
   std::string folder_, address_;
-  pid_t process_ = 0;
-  int input_ = -1;
+  std::FILE* server_ = nullptr;
 };
 
 class Mails : public Desk {

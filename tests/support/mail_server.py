@@ -7,6 +7,7 @@ answer, silent@ gets none. With TLS it wants an account, and vouches for itself 
 """
 import asyncio
 import os
+import select
 import ssl
 import subprocess
 import sys
@@ -69,8 +70,10 @@ async def serve():
     server = await loop.create_server(lambda: SMTP(Keeper(), hostname="localhost", **options), "127.0.0.1", 0,
                                       ssl=context if tls == "tls" else None)
     print(server.sockets[0].getsockname()[1], flush=True)
-    # Ends with whoever started it.
-    await loop.run_in_executor(None, sys.stdin.read)
+    # Ends with whoever reads the port.
+    reader = select.poll()
+    reader.register(sys.stdout, 0)
+    await loop.run_in_executor(None, reader.poll)
 
 
 asyncio.run(serve())

@@ -129,6 +129,10 @@ TEST_P(Keeping, ABackupIsOfOneMomentWhileOthersWrite) {
 }
 
 TEST_P(Keeping, ARestoredBackupIsWhatItWas) {
+  std::ofstream(folder_ / "letter") << "Dear all, this is a letter and no backup, and long enough to be taken for one.";
+  EXPECT_NE(Refused([&] { Restore(folder_ / "letter", database_.dsn()); }), "");
+  EXPECT_NE(Refused([&] { Restore(folder_, database_.dsn()); }).find("no file"), std::string::npos);
+  EXPECT_NE(Refused([&] { Restore(folder_ / "none.db", database_.dsn()); }).find("no file"), std::string::npos);
   FillWithDemo();
   const std::string before = Contents(*database_);
   Backup(*database_, file_);
@@ -165,13 +169,6 @@ TEST_P(Keeping, ARestoredBackupIsWhatItWas) {
   ASSERT_EQ(stat(live.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0640U);
   EXPECT_EQ(status.st_uid, root ? 65534U : geteuid());
-}
-
-TEST_P(Keeping, OnlyABackupIsRestored) {
-  std::ofstream(file_) << "Dear all, this is a letter and no backup, and it is long enough to be taken for a file.";
-  EXPECT_NE(Refused([&] { Restore(file_, database_.dsn()); }), "");
-  EXPECT_NE(Refused([&] { Restore(folder_, database_.dsn()); }).find("no file"), std::string::npos);
-  EXPECT_NE(Refused([&] { Restore(folder_ / "none.db", database_.dsn()); }).find("no file"), std::string::npos);
 }
 
 TEST_P(Keeping, ACheckFindsWhatIsWrong) {
