@@ -77,7 +77,7 @@ test("a workbook is read by another program, and texts stay texts", async () => 
     const body = new FormData();
     body.set("kind", "students");
     body.set("do", "store");
-    body.set("text", "Surname,E-mail,Company,Phone\nFormula,f@x.example,Nordhaven Logistics A/S,+1+1\n");
+    body.set("text", "Surname,E-mail,Company,Phone\nFormula,f@x.example,Nordhaven Logistics A/S,+1+1\n_x000D_ ]]> 😀 <&,,Nordhaven Logistics A/S,\n");
     await fetch(`${site.address}/admin/import`, { method: "POST", body });
     const rows = async (query) => {
         const answer = await fetch(`${site.address}/admin/export?${query}`);
@@ -92,6 +92,7 @@ test("a workbook is read by another program, and texts stay texts", async () => 
     const students = await rows("what=students&as=xlsx");
     assert.equal(students.length - 1, site.value("select count(*) from Student"));
     assert.ok(students.some((row) => row.includes("+1+1")));
+    assert.ok(students.some((row) => row.includes("_x000D_ ]]> 😀 <&")));
 });
 
 test("a list is enrolled, and its event closed", async () => {

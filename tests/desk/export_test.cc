@@ -47,5 +47,19 @@ TEST(ExportFile, EndsWhenTheVisitorGoes) {
   EXPECT_THROW(write(), TableFile::NobodyReads);
 }
 
+TEST(ExportFile, AWorkbookHoldsAnyText) {
+  std::string file;
+  const auto workbook = TableFile::Make(TableFormat::kXlsx, ',', [&](std::string_view bytes) {
+    file += bytes;
+    return true;
+  });
+  std::string smileys;
+  for (int i = 0; i < 17'000; ++i) smileys += "\U0001F600";  // two units each
+  const Value cells[] = {Value(std::string(40'000, 'x')), Value(smileys), Value("\x01\x1f \uffff \xc3"), Value("")};
+  workbook->Row(cells);
+  workbook->Finish();
+  EXPECT_EQ(file.substr(0, 2), "PK");
+}
+
 }  // namespace
 }  // namespace surva::desk
