@@ -19,7 +19,7 @@ const answered = largest("=");
 
 const pages = () => ["report", `report?event=${answered}`, "trends", "trends?trainer=1&by=quarter", "export",
     `slips?event=${waiting}`, "poster?version=3", "import", `import?event=${waiting}`, `mail?event=${waiting}`,
-    "privacy?name=N", "privacy?student=1"];
+    "privacy?name=N", "privacy?student=1", "history", "account"];
 
 for (const width of [1280, 390]) {
     test(`our own pages shut nobody out and fit ${width} px`, async () => {
