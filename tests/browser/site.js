@@ -124,84 +124,55 @@ export async function stage(options) {
 }
 
 // A visitor with cookies of his own. `complaints` gathers what the browser objects to: errors of scripts, what the
-// security policy refuses, files that are not there. `alerts` gathers the texts of alerts; they are closed, and
-// questions answered with yes, at once.
-export async function openVisit(browser, options = {}) {
+// security policy refuses, files that are not there. `alerts` gathers the texts of alerts and questions, which are
+// answered at once with what `answer.yes` says then.
+export async function openVisit(browser, { answer = { yes: true }, ...options } = {}) {
     const context = await browser.newContext(options);
     context.setDefaultTimeout(10_000);
-    const visit = { context, page: await context.newPage(), complaints: [], alerts: [] };
-    context.on("page", (page) => watch(page, visit));
-    watch(visit.page, visit);
-    return visit;
+    const complaints = [];
+    const alerts = [];
+    context.on("page", (page) => {
+        page.on("console", (message) => message.type() === "error" && complaints.push(message.text()));
+        page.on("pageerror", (error) => complaints.push(String(error)));
+        page.on("response", (response) => response.status() >= 400 && complaints.push(`${response.status()} ${response.url()}`));
+        page.on("dialog", (dialog) => {
+            alerts.push(dialog.message() || dialog.type());
+            return answer.yes ? dialog.accept() : dialog.dismiss();
+        });
+    });
+    return { context, page: await context.newPage(), complaints, alerts };
 }
 
-function watch(page, { complaints, alerts }) {
-    page.on("console", (message) => {
-        if (message.type() === "error")
-            complaints.push(message.text());
-    });
-    page.on("pageerror", (error) => complaints.push(String(error)));
-    page.on("response", (response) => {
-        if (response.status() >= 400)
-            complaints.push(`${response.status()} ${response.url()}`);
-    });
-    page.on("dialog", (dialog) => {
-        if (dialog.type() === "alert")
-            alerts.push(dialog.message());
-        return dialog.accept();
-    });
-}
-
-// The form of surva.asp in the browser.
+// The form of surva.asp as it stands alone.
 export class Form {
     constructor(page) {
         this.page = page;
     }
 
-    // The answer cell of a question, by the beginning of its text. A text field leaves its row open, so cells are found
-    // by their neighbours.
-    #cell(question) {
+    // The answer cell of a question, by its text. A text field leaves its row open, so cells are found by their neighbours.
+    cell(question) {
         return this.page.locator("td[bgcolor='#C0C0C0']", { hasText: question }).locator("xpath=following-sibling::td[1]");
     }
 
-    radio(question, text) {
-        return this.choice(question, "radio", text);
-    }
-
-    box(question, text) {
-        return this.choice(question, "checkbox", text);
-    }
-
     // A choice's text stands behind its button.
-    choice(question, type, text) {
-        return this.#cell(question)
-            .locator(`xpath=input[@type='${type}'][normalize-space(translate(following-sibling::text()[1], '\u00a0', ' '))='${text}']`);
-    }
-
-    list(question) {
-        return this.#cell(question).locator("select");
-    }
-
-    text(question) {
-        return this.#cell(question).locator("textarea");
+    choice(question, text) {
+        return this.cell(question)
+            .locator(`xpath=input[normalize-space(translate(following-sibling::text()[1], '\u00a0', ' '))='${text}']`);
     }
 
     // Answers whatever carries the red star and has no answer yet, with the last choice.
     async answerRequired() {
-        const cells = this.page.locator("td:has(> font[size='4'][color=red])").locator("xpath=following-sibling::td[1]");
-        for (const cell of await cells.all()) {
-            const buttons = cell.locator("input");
-            if (await cell.locator("textarea").count() > 0) {
-                if (await cell.locator("textarea").inputValue() === "")
-                    await cell.locator("textarea").fill("something");
-            } else if (await buttons.count() > 0 && await cell.locator("input:checked").count() === 0) {
-                await buttons.last().check();
-            }
+        const cells = this.page.locator("td:has(> font[size='4'][color=red]) + td");
+        for (const text of await cells.locator("textarea:empty").all())
+            await text.fill("something");
+        for (const cell of await cells.filter({ has: this.page.locator("input") }).all()) {
+            if (await cell.locator("input:checked").count() === 0)
+                await cell.locator("input").last().check();
         }
     }
 
-    async send() {
-        await press(this.page, "Accept answers");
+    send() {
+        return press(this.page, "Accept answers");
     }
 }
 
@@ -216,4 +187,10 @@ export async function logOn(site, page, pin) {
     await page.goto(`${site.address}/surva.asp`);
     await page.locator("input[name=PIN]").fill(pin);
     await press(page, "OK");
+}
+
+// The same in the frame of /fill.
+export async function enter(held, pin) {
+    await held.getByLabel("PIN", { exact: true }).fill(pin);
+    await held.getByRole("button", { name: "OK" }).click();
 }
