@@ -72,6 +72,7 @@ TEST_F(ConfigurationFile, SaysWhatIsWrongInOneLine) {
       {"\ntrusted-proxy = [\"::1\", \"10.0.0.0/99\"]\n", "line 2: trusted-proxy: \"10.0.0.0/99\" is no address"},
       {"hostname = \"http://x\"\n", "line 1: hostname: \"http://x\" is no host name"},
       {"metrics-listen = \"9464\"\n", "metrics-listen must be HOST:PORT"},
+      {"\nlisten = 127.0.0.1:81\n", "line 2: listen must be a text in quotes: listen = \"127.0.0.1:81\""},
       {"mail-server = \"smtp://\"\nmail-sender = \"a@b\"\n", "mail-server must name a host"},
       {"public-address = \"https://a b\"\n", "without blanks"},
       {"trusted-proxy = [1]\n", "trusted-proxy must be a text"},

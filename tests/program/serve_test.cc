@@ -119,5 +119,17 @@ TEST_F(Process, TakesSignalsAsTheyAreMeant) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
+TEST(ServeAtItsStart, NamesASiteThatIsNotThere) {
+  Configuration configuration;
+  configuration.site = "/nonexistent/site";
+  try {
+    Serve(configuration);
+    FAIL() << "served without a site";
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(),
+                 "--site: there is no directory \"/nonexistent/site\"; name a copy of the directory site/");
+  }
+}
+
 }  // namespace
 }  // namespace surva::program
