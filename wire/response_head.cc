@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <iterator>
 #include <ostream>
+#include <string>
+#include <utility>
 
 #include "frame/values/ascii.h"
 #include "frame/values/text.h"
@@ -91,6 +93,9 @@ void AppendChunkHead(std::string& text, std::size_t size) {
 }
 
 std::string HttpDate(std::time_t time) {
+  // Many answers tell the same second.
+  thread_local std::pair<std::time_t, std::string> last;
+  if (last.first == time && !last.second.empty()) return last.second;
   constexpr std::array kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   constexpr std::array kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   std::tm utc{};
@@ -100,7 +105,8 @@ std::string HttpDate(std::time_t time) {
                                    kDays[static_cast<std::size_t>(utc.tm_wday)], utc.tm_mday,
                                    kMonths[static_cast<std::size_t>(utc.tm_mon)], utc.tm_year + 1900, utc.tm_hour,
                                    utc.tm_min, utc.tm_sec);
-  return {text.data(), static_cast<std::size_t>(length)};
+  last = {time, std::string(text.data(), static_cast<std::size_t>(length))};
+  return last.second;
 }
 
 }  // namespace surva::wire

@@ -123,9 +123,12 @@ SharedTransaction::Members SharedTransaction::EndTransaction() noexcept {
   return std::exchange(members_, {});
 }
 
+// What broke the one broke the other.
 void SharedTransaction::DropBroken() noexcept {
-  if (flusher_ && !flusher_->Usable()) flusher_.reset();
-  if (engine_ && (!engine_->Usable() || (!open_ && engine_->InTransaction()))) engine_.reset();
+  if (!engine_ || !flusher_) return;
+  if (engine_->Usable() && flusher_->Usable() && (open_ || !engine_->InTransaction())) return;
+  engine_.reset();
+  flusher_.reset();
 }
 
 void SharedTransaction::Tell(const Members& members, const std::exception_ptr& failure) {

@@ -18,8 +18,9 @@ using namespace data;
 using namespace data::tables;
 namespace fs = std::filesystem;
 
-FaultNumber CommitOf(Database& database, const char* message) {
+FaultNumber CommitOf(Database& database, const char* message, bool shares = false) {
   Connection db(database);
+  if (shares) db.Share();
   try {
     db.AddNew(kMessage).Set("Message", Value(message)).Update();
     db.Commit();
@@ -45,21 +46,21 @@ TEST_F(SqliteFile, IsItsOwnersAlone) {
 
 // Nothing is thanked for that would be lost, and no second database comes into being.
 TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
-  ASSERT_EQ(CommitOf(*database, "one"), FaultNumber{});
+  ASSERT_EQ(CommitOf(*database, "one", true), FaultNumber{});
   for (const bool replaced : {false, true}) {
     for (const char* end : {"", "-wal"}) {
       fs::rename(file.string() + end, away.string() + end);
       if (replaced) fs::copy_file(away.string() + end, file.string() + end);
-      EXPECT_EQ(CommitOf(*database, "lost"), FaultNumber::kConnectionFailed) << end << replaced;
+      EXPECT_EQ(CommitOf(*database, "lost", replaced), FaultNumber::kConnectionFailed) << end << replaced;
       if (*end == '\0') {
         EXPECT_THROW(database->CheckIdentity(), Fault);
-        EXPECT_EQ(CommitOf(*database, "lost"), FaultNumber::kConnectionFailed);
+        EXPECT_EQ(CommitOf(*database, "lost", !replaced), FaultNumber::kConnectionFailed);
         EXPECT_EQ(fs::exists(file), replaced);
       }
       fs::rename(away.string() + end, file.string() + end);
       database.Reopen();
       database->CheckIdentity();
-      EXPECT_EQ(CommitOf(*database, "again"), FaultNumber{}) << end << replaced;
+      for (const bool shares : {true, false}) EXPECT_EQ(CommitOf(*database, "again", shares), FaultNumber{});
     }
   }
   EXPECT_EQ(Read(*database, {"select count(*) from Message where Message='lost'"}), "0");

@@ -69,16 +69,6 @@ TEST(SharedFlush, OneForAllWhoComeBeforeItBegins) {
   EXPECT_LT(flushes, kThreads * kCommits / 2);
 }
 
-TEST(SharedFlush, AFailureIsToldToThoseWhomItConcerns) {
-  SharedFlush shared;
-  EXPECT_THROW(shared.Wait([] { throw Fault(FaultNumber::kCommitInDoubt, "test", "no disk"); }), Fault);
-  shared.Wait([] {});
-  bool failed = false;
-  shared.Then([] { throw Fault(FaultNumber::kCommitInDoubt, "test", "no disk"); },
-              [&](std::exception_ptr failure) { failed = failure != nullptr; });
-  EXPECT_TRUE(failed);
-}
-
 TEST(SqliteFlush, IsForWhatMustNotBeLostAlone) {
   TestDatabase database(Dialect::kSqlite);
   const auto commit = [&](Durability durability, bool writes, bool waits) {

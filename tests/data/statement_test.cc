@@ -1,16 +1,16 @@
 // A value never becomes syntax.
+#include <gtest/gtest.h>
+
 #include <functional>
 
-#include "frame/data/connection.h"
+#include "frame/data/statement.h"
 #include "frame/values/fault.h"
-#include "tests/support/test_database.h"
 
 namespace surva::test {
 namespace {
 
 using namespace std::literals;
 using namespace data;
-using namespace data::tables;
 
 FaultNumber FaultOf(const std::function<void()>& action) {
   try {
@@ -46,25 +46,6 @@ TEST(StatementValues, TextPlacesRefuseQuotes) {
     EXPECT_EQ(FaultOf([&] { Pattern(text); }), FaultNumber::kStatementFailed) << text;
     EXPECT_EQ(FaultOf([&] { DateText(text); }), FaultNumber::kStatementFailed) << text;
   }
-}
-
-class Injection : public OnBothEngines {};
-SURVA_ON_BOTH_ENGINES(Injection);
-
-TEST_P(Injection, TextsStayTexts) {
-  TestDatabase database(GetParam());
-  Connection db(*database);
-  db.AddNew(kParticipant).Set("PIN", Value("1234")).Update();
-  for (const char* text : {"\\", "\\\\", "1234\\", "\" or 1=1 --", "1234 --", "1234/*", "$1", "?", "%", "_234", "1234;",
-                           "\u2019 or 1=1", "x) or (1=1", "\xca\xbc or 1=1"}) {
-    EXPECT_TRUE(db.Query({"select * from Participant where PIN=", Text(text)}).empty()) << text;
-    EXPECT_EQ(db.Execute({"delete from Participant where PIN=", Text(text)}), 0) << text;
-  }
-  EXPECT_EQ(db.Query({"select * from Participant where PIN=", Text("1234")}).size(), 1U);
-  // A NUL is refused, not taken for the text's end.
-  const std::string_view with_nul("12\0'34", 6);
-  EXPECT_EQ(FaultOf([&] { db.AddNew(kMessage).Set("Message", with_nul).Update(); }), FaultNumber::kValueRefused);
-  EXPECT_TRUE(db.Query({"select * from Message"}).empty());
 }
 
 }  // namespace

@@ -289,21 +289,6 @@ TEST(PostgresTransactions, ALockStandsUntilTheEndWhateverFails) {
   EXPECT_EQ(Read(*database, {"select Message from Message"}), "kept");
 }
 
-TEST_P(Transactions, WritersSideBySideAllSucceed) {
-  AtOnce(8, [this](int) {
-    for (int request = 0; request < 25; ++request) {
-      Connection db(*database);
-      // Reads first, then writes: the transaction must not stumble over what others wrote in between.
-      for (int write = 0; write < 2; ++write) {
-        db.Query({"select max(MessageID) as m from Message"});
-        Add(db);
-      }
-      db.Commit();
-    }
-  });
-  EXPECT_EQ(Read(*database, {"select count(*), count(distinct MessageID) from Message"}), "400,400");
-}
-
 // In the middle of a request a lost connection is a failure: what was written before is gone with it.
 TEST(LostConnection, IsOpenedAgainForTheNextRequest) {
   TestDatabase database(Dialect::kPostgres);
