@@ -59,13 +59,16 @@ void SharedTransaction::Begin(std::chrono::milliseconds patience) {
 }
 
 void SharedTransaction::Leave(Durability durability, Done done) {
-  if (open_) {
-    // After some failures, of the disk above all, SQLite has undone everybody's part.
-    if (!engine_->Usable() || !engine_->InTransaction()) throw Lost();
+  // After some failures, of the disk above all, SQLite has undone everybody's part.
+  if (open_ && (!engine_->Usable() || !engine_->InTransaction())) throw Lost();
+  members_.push_back({durability, std::move(done)});
+  try {
     if (part_ == Part::kFurther) engine_->Run(kKeep, Effect::kWrite);
+  } catch (...) {
+    members_.pop_back();
+    throw;
   }
   part_ = Part::kNone;
-  members_.push_back({durability, std::move(done)});
   inside_.Leave();
 }
 
