@@ -131,7 +131,8 @@ SignInResult Gate::SignIn(data::Connection& connection, const wire::HttpRequest&
 
 bool Gate::IsPassword(data::Connection& connection, std::string_view name, std::string_view password,
                       std::int64_t now) {
-  const std::string key = AccountKey(name);
+  // Apart from the tries of strangers, who could keep him from changing a password that they guess at.
+  const std::string key = "password/own/" + DigestOf(LowerName(name));
   if (TakeTry(connection, {key}, now) > 0) {
     figures_.Refused(Rule::kSignInWait);
     return false;

@@ -63,7 +63,8 @@ class Gate {
   // the password is looked at: any number of tries at once, on any number of nodes, are not let through by one count.
   SignInResult SignIn(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,
                       std::string_view password, std::int64_t now);
-  // Whether that is the password of an account that is signed in; wrong tries are counted as those of a sign-in are.
+  // Whether that is the password of an account that is signed in; wrong tries slow it down as those of a sign-in do,
+  // but are counted apart from them.
   bool IsPassword(data::Connection& connection, std::string_view name, std::string_view password, std::int64_t now);
   // Begins a session for somebody whose password was verified.
   std::vector<std::string> Begin(data::Connection& connection, const wire::HttpRequest& request, std::string_view name,

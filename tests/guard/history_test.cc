@@ -9,8 +9,6 @@
 namespace surva::guard {
 namespace {
 
-using data::Bound;
-using data::Number;
 namespace tables = data::tables;
 
 class HistoryTest : public test::OnBothEngines {
@@ -23,12 +21,7 @@ class HistoryTest : public test::OnBothEngines {
     connection.Commit();
   }
   std::string Marks() {
-    data::Connection connection(*database_);
-    std::string text;
-    for (const data::Row& row : connection.Query({"select MarkID, QuestionID, TextAnswer from Mark order by MarkID"})) {
-      text += row["MarkID"].Text() + ":" + row["QuestionID"].Text() + ":" + row["TextAnswer"].Text() + "|";
-    }
-    return text;
+    return test::Read(*database_, {"select MarkID, QuestionID, TextAnswer from Mark order by MarkID"});
   }
   std::vector<Change> Changes(const History::Filter& filter = {}) {
     data::Connection connection(*database_);
@@ -40,12 +33,10 @@ class HistoryTest : public test::OnBothEngines {
 
 TEST_P(HistoryTest, KeepsWhatWasAndPutsARequestBack) {
   As("", "", [](data::Connection& db) {
-    for (int question = 1; question <= 3; ++question) {
-      db.AddNew(tables::kMark)
-          .Set("StudentID", std::int64_t{7})
-          .Set("QuestionID", std::int64_t{question})
-          .Set("TextAnswer", std::string_view("it's \"ą\" <b>\n{}"))
-          .Update();
+    for (std::int64_t question = 1; question <= 3; ++question) {
+      data::RowWriter row = db.AddNew(tables::kMark);
+      row.Set("StudentID", std::int64_t{7}).Set("QuestionID", question);
+      row.Set("TextAnswer", std::string_view("it's \"ą\" <b>\n{}")).Update();
     }
   });
   const std::string before = Marks();
@@ -53,7 +44,7 @@ TEST_P(HistoryTest, KeepsWhatWasAndPutsARequestBack) {
 
   // A failed statement in between must not make the author forgotten.
   As("visitor", "r1", [](data::Connection& db) {
-    EXPECT_THROW(db.Execute({"delete from Mark where MarkID=", Number(1), " and Nothing=1"}), Fault);
+    EXPECT_THROW(db.Execute({"delete from Mark where MarkID=1 and Nothing=1"}), Fault);
     db.Execute({"update Mark set TextAnswer='' where MarkID=1"});
     db.Execute({"delete from Mark where StudentID=7"});
   });
@@ -64,8 +55,7 @@ TEST_P(HistoryTest, KeepsWhatWasAndPutsARequestBack) {
   });
 
   ASSERT_EQ(Changes().size(), 5U);
-  EXPECT_EQ(Changes().front().person, "anna");
-  EXPECT_EQ(Changes().front().table, "Company");
+  EXPECT_EQ(Changes().front().person + Changes().front().table, "annaCompany");
   EXPECT_EQ(Changes({.table = "mark", .person = "Visitor"}).size(), 4U);
   EXPECT_EQ(Changes({.day = Clock::System().Now()}).size(), 5U);
   EXPECT_TRUE(Changes({.day = AddDays(Clock::System().Now(), -1)}).empty());
@@ -83,13 +73,12 @@ TEST_P(HistoryTest, KeepsWhatWasAndPutsARequestBack) {
 }
 
 TEST_P(HistoryTest, CoversAllFourteenTables) {
-  As("", "", [](data::Connection& db) {
+  const auto value = [](const data::Table& table) {
+    return table.columns[1].type == data::ColumnType::kLong ? Value(5) : Value("5");
+  };
+  As("", "", [&](data::Connection& db) {
     for (const data::Table* table : data::AllTables()) {
-      const data::Column& column = table->columns[1];
-      data::RowWriter row = db.AddNew(*table);
-      if (column.type == data::ColumnType::kLong) row.Set(column.name, std::int64_t{5});
-      if (column.type != data::ColumnType::kLong) row.Set(column.name, std::string_view("x"));
-      row.Update();
+      db.AddNew(*table).Set(table->columns[1].name, value(*table)).Update();
     }
   });
   As("anna", "all", [](data::Connection& db) {
@@ -100,8 +89,7 @@ TEST_P(HistoryTest, CoversAllFourteenTables) {
   data::Connection db(*database_);
   for (const data::Table* table : data::AllTables()) {
     const data::Rows rows = db.Query({"select * from ", Name(*table)});
-    ASSERT_EQ(rows.size(), 1U) << table->name;
-    EXPECT_EQ(rows.First()[1].Text(), table->columns[1].type == data::ColumnType::kLong ? "5" : "x") << table->name;
+    EXPECT_EQ(rows.size() == 1 ? rows.First()[1].Text() : "", "5") << table->name;
   }
 }
 
