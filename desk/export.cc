@@ -322,6 +322,23 @@ void WriteRecords(data::Connection& db, const data::Table& table, TableFile& fil
 
 // ---- figures
 
+void WriteFiguresOf(const Row& event, const LaidOut& question, const Figures& figures, TableFile& file) {
+  const bool scale = question.IsScale();
+  const Average average = figures.AverageOf(question);
+  const auto number = [&](const std::optional<double>& figure) { return scale && figure ? Value(*figure) : Value(); };
+  for (const Choice& choice : question.choices) {
+    if (choice.text.empty()) continue;
+    Line line;
+    AddEvent(line, event);
+    line.emplace_back(question.content);
+    line.emplace_back(choice.text);
+    line.emplace_back(figures.Count(question.question, choice.key));
+    line.push_back(number(average.Mean()));
+    line.push_back(number(average.Spread()));
+    file.Row(line);
+  }
+}
+
 void WriteFigures(data::Connection& db, const Order& order, TableFile& file) {
   Line line;
   for (const std::string_view name : kEventColumns) line.emplace_back(name);
@@ -330,35 +347,25 @@ void WriteFigures(data::Connection& db, const Order& order, TableFile& file) {
   }
   file.Row(line);
   std::map<std::int64_t, std::vector<LaidOut>> layouts;
+  const auto write = [&](const Row& event) {
+    if (event["SurvaVersionID"].IsNull()) return;
+    const std::int64_t key = event["ScheduleID"].Integer();
+    const std::int64_t version = event["SurvaVersionID"].Integer();
+    if (!layouts.contains(version)) layouts[version] = ReadLayout(db, version);
+    const Figures figures(db, Scope::OfEvent(key));
+    const std::int64_t forms = order.least_answers > 0 ? CountForms(db, key) : 0;
+    for (const LaidOut& question : layouts[version]) {
+      const std::int64_t answers = figures.Answers(question);
+      const std::int64_t people = question.control == LaidOut::Control::kBoxes ? forms : answers;
+      if (!question.HasChoices() || answers == 0 || people < order.least_answers) continue;
+      WriteFiguresOf(event, question, figures, file);
+    }
+  };
   for (std::int64_t behind = 0;;) {
     const Rows events = NextEvents(db, order.filter, behind);
-    for (const Row& event : events) {
-      behind = event["ScheduleID"].Integer();
-      if (event["SurvaVersionID"].IsNull()) continue;
-      const std::int64_t version = event["SurvaVersionID"].Integer();
-      if (!layouts.contains(version)) layouts[version] = ReadLayout(db, version);
-      const Figures figures(db, Scope::OfEvent(behind));
-      const std::int64_t forms = order.least_answers > 0 ? CountForms(db, behind) : 0;
-      for (const LaidOut& question : layouts[version]) {
-        const std::int64_t answers = figures.Answers(question);
-        const bool boxes = question.control == LaidOut::Control::kBoxes;
-        if (!question.HasChoices() || answers == 0 || (boxes ? forms : answers) < order.least_answers) continue;
-        const Average average = figures.AverageOf(question);
-        const bool scale = question.IsScale();
-        for (const Choice& choice : question.choices) {
-          if (choice.text.empty()) continue;
-          line.clear();
-          AddEvent(line, event);
-          line.emplace_back(question.content);
-          line.emplace_back(choice.text);
-          line.emplace_back(figures.Count(question.question, choice.key));
-          line.push_back(scale && average.Mean() ? Value(*average.Mean()) : Value());
-          line.push_back(scale && average.Spread() ? Value(*average.Spread()) : Value());
-          file.Row(line);
-        }
-      }
-    }
+    for (const Row& event : events) write(event);
     if (events.size() < kEvents) return;
+    behind = events[events.size() - 1]["ScheduleID"].Integer();
   }
 }
 

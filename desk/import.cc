@@ -512,6 +512,40 @@ void WriteFindings(Markup& page, const Kind& kind, const std::optional<Event>& e
 
 }  // namespace
 
+namespace {
+
+// What was brought: typed or in a file.
+struct Brought {
+  std::string text;
+  bool guessed = false;  // its letters
+  BroughtTable table;
+  std::string problem;
+};
+
+Brought ReadBrought(const Context& context) {
+  Brought brought{.text = WithLetters(context.request("text"))};
+  for (const Upload& file : context.files) {
+    if (!file.bytes.empty()) brought.text = TextOfFile(file.bytes, brought.problem, brought.guessed);
+  }
+  if (!brought.problem.empty()) return brought;
+  brought.table = ReadTable(brought.text);
+  brought.problem = brought.table.problem;
+  return brought;
+}
+
+wire::HttpResponse TellStored(Context& context, const std::optional<Event>& event, const Counts& counts) {
+  Markup page;
+  if (event) WriteEventHead(page, *FindEvent(context.connection, event->key));
+  page.Write({"<p class=\"note\" role=\"status\">All is stored: ", counts.Text(), ".</p>\n"});
+  if (event) WriteEventLinks(page, context, event->key);
+  page.Write({"<p><a href=\"/admin/import"});
+  if (event) page.Write({"?event=", event->key});
+  page.Write({"\">Bring another table</a></p>\n"});
+  return Html(context, kTitle, page);
+}
+
+}  // namespace
+
 wire::HttpResponse ShowImport(Context& context) {
   data::Connection& db = context.connection;
   std::optional<Event> event;
@@ -530,50 +564,36 @@ wire::HttpResponse ShowImport(Context& context) {
   if (kind == std::end(kKinds) || (word == "enrolments") != event.has_value()) {
     return Sorry(context, kTitle, "Say what the table holds.", 400);
   }
-  std::string problem;
-  std::string text = WithLetters(context.request("text"));
-  bool guessed = false;
-  for (const Upload& file : context.files) {
-    if (!file.bytes.empty()) text = TextOfFile(file.bytes, problem, guessed);
-  }
-  BroughtTable table;
-  if (problem.empty()) table = ReadTable(text);
-  if (problem.empty()) problem = table.problem;
-  if (!problem.empty()) return Sorry(context, kTitle, problem, 400);
+  const Brought brought = ReadBrought(context);
+  if (!brought.problem.empty()) return Sorry(context, kTitle, brought.problem, 400);
 
   const bool store = context.request("do") == "store";
   // Two who store at once pass one after the other, and the second one sees what the first one has stored.
   if (store) db.Lock("import");
-  const Matching guess = Guess(*kind, table);
+  const Matching guess = Guess(*kind, brought.table);
   const bool matched = context.request.Filled("matched");
   const Matching matching = matched ? ReadMatching(context.request, *kind, guess.size()) : guess;
   const bool skip_first = matched ? context.request.Filled("headings")
                                   : std::ranges::any_of(guess, [](std::size_t target) { return target != kUnused; });
   const std::int64_t event_key = event ? event->key : 0;
-  const std::vector<Entry> entries = Analysis(db, *kind, event_key).Run(table, matching, skip_first);
+  const std::vector<Entry> entries = Analysis(db, *kind, event_key).Run(brought.table, matching, skip_first);
   const Counts counts(entries);
   std::string trouble = TroubleWith(*kind, matching);
-  if (BytesToComeBack(text) > context.settings.longest_body) {
+  if (BytesToComeBack(brought.text) > context.settings.longest_body) {
     trouble = "The table is too long to be sent back with what is chosen here. Bring it in parts.";
   }
   if (!store || counts[State::kWrong] > 0 || !trouble.empty()) {
-    if (guessed) {
+    if (brought.guessed) {
       page.Write({"<p class=\"soft\">The file is not in UTF-8 and was read as windows-1252. If names look wrong below, "
                   "save it as UTF-8 and bring it again.</p>\n"});
     }
-    WriteFindings(page, *kind, event, text, table, matching, skip_first, entries, trouble);
+    WriteFindings(page, *kind, event, brought.text, brought.table, matching, skip_first, entries, trouble);
     return Html(context, kTitle, page);
   }
   for (const Entry& entry : entries) {
     if (entry.state == State::kNew || entry.state == State::kChanged) Store(context, *kind, event_key, entry);
   }
-  if (event) WriteEventHead(page, *FindEvent(db, event->key));
-  page.Write({"<p class=\"note\" role=\"status\">All is stored: ", counts.Text(), ".</p>\n"});
-  if (event) WriteEventLinks(page, context, event->key);
-  page.Write({"<p><a href=\"/admin/import"});
-  if (event) page.Write({"?event=", event->key});
-  page.Write({"\">Bring another table</a></p>\n"});
-  return Html(context, kTitle, page);
+  return TellStored(context, event, counts);
 }
 
 }  // namespace surva::desk

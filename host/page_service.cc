@@ -99,6 +99,22 @@ bool IsOpenFile(std::string_view path) {
          path == "/admin/favicon.ico";
 }
 
+// Address and body of a request, decoded.
+struct Decoded {
+  Decoded(const wire::HttpRequest& http, FormRules rules) : query(DecodeUrlEncoded(http.query, rules)) {
+    const bool posted = http.method == wire::HttpRequest::Method::kPost;
+    if (posted && query.refusal == 0) form = DecodeBody(http.Header("Content-Type"), http.body, rules);
+  }
+  unsigned refusal() const { return query.refusal != 0 ? query.refusal : form.refusal; }
+  Request TakeRequest(const wire::HttpRequest& http) {
+    return {
+        std::move(query.values), std::move(form.values), {http.remote_addr, http.path, http.server_name, http.https}};
+  }
+
+  DecodedForm query;
+  DecodedForm form;
+};
+
 // What a waiting request keeps in memory.
 std::size_t BytesOf(const wire::HttpRequest& request) {
   std::size_t bytes = sizeof request + request.path.size() + request.query.size() + request.body.size();
@@ -365,15 +381,9 @@ std::optional<wire::HttpResponse> PageService::StopVisitor(Order& order, const R
 
 wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
-  DecodedForm query = DecodeUrlEncoded(http.query);
-  if (query.refusal != 0) return wire::StatusPage(query.refusal);
-  DecodedForm form;
-  if (http.method == wire::HttpRequest::Method::kPost) {
-    form = DecodeBody(http.Header("Content-Type"), http.body);
-    if (form.refusal != 0) return wire::StatusPage(form.refusal);
-  }
-  const Request request(std::move(query.values), std::move(form.values),
-                        {http.remote_addr, http.path, http.server_name, http.https});
+  Decoded decoded(http, {});
+  if (decoded.refusal() != 0) return wire::StatusPage(decoded.refusal());
+  const Request request = decoded.TakeRequest(http);
   const bool is_public = order.route->roles.empty();
   if (is_public) {
     if (std::optional<wire::HttpResponse> stop = StopVisitor(order, request, connection)) return std::move(*stop);
@@ -441,18 +451,13 @@ void PageService::CountVisitor(const Order& order, const Request& request, const
 wire::HttpResponse PageService::ServeDesk(Order& order, data::Connection& connection) {
   const wire::HttpRequest& http = order.request;
   constexpr FormRules kRules{.letters = FormRules::Letters::kUtf8, .files = true};
-  DecodedForm query = DecodeUrlEncoded(http.query, kRules);
-  if (query.refusal != 0) return wire::StatusPage(query.refusal);
-  DecodedForm form;
-  if (http.method == wire::HttpRequest::Method::kPost) {
-    form = DecodeBody(http.Header("Content-Type"), http.body, kRules);
-    if (form.refusal != 0) return wire::StatusPage(form.refusal);
-  }
-  const Request request(std::move(query.values), std::move(form.values),
-                        {http.remote_addr, http.path, http.server_name, http.https});
+  Decoded decoded(http, kRules);
+  if (decoded.refusal() != 0) return wire::StatusPage(decoded.refusal());
+  const Request request = decoded.TakeRequest(http);
   const guard::Person& person = order.person;
-  desk::Context context{http,          request,        form.files, connection, database_, background_,
-                        options_.desk, options_.owner, clock_,     person,     gate_,     MenuOf(person.role)};
+  desk::Context context{
+      http,   request, decoded.form.files, connection, database_, background_, options_.desk, options_.owner, clock_,
+      person, gate_,   MenuOf(person.role)};
   return order.route->desk(context);
 }
 
