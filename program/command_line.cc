@@ -165,6 +165,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
     // It begins with the option and a colon.
     const std::string what = error.what();
     const std::string option = what.substr(0, what.find(':'));
+    if (!option.starts_with('-')) throw UsageError(what + "; \"surva --help\" tells what it takes");
     throw UsageError(option +
                      " stands without its value; \"surva --help\" and \"surva serve --help\" tell what it takes");
   } catch (const CLI::ParseError& error) {

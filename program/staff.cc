@@ -91,6 +91,20 @@ int Staff(data::Database& database, const StaffOrder& order) try {
   throw UsageError(error.what());
 }
 
+namespace {
+
+// As the history has it; empty for all.
+std::string TableNamed(const std::string& given) {
+  std::string names;
+  for (const data::Table* table : data::AllTables()) {
+    if (given.empty() || EqualNames(table->name, given)) return given.empty() ? "" : std::string(table->name);
+    names.append(names.empty() ? "" : ", ").append(table->name);
+  }
+  throw UsageError("--table must be one of " + names);
+}
+
+}  // namespace
+
 int ShowHistory(data::Database& database, const HistoryOrder& order) {
   data::Connection connection(database);
   guard::History history(connection);
@@ -109,7 +123,7 @@ int ShowHistory(data::Database& database, const HistoryOrder& order) {
     std::cout << rows << (rows == 1 ? " row is back\n" : " rows are back\n");
     return 0;
   }
-  guard::History::Filter filter{order.table, order.person, order.request, {}, 0};
+  guard::History::Filter filter{TableNamed(order.table), order.person, order.request, {}, 0};
   if (!order.day.empty()) {
     filter.day = ReadIso(order.day);
     if (!filter.day) throw UsageError("--day must be a day such as 2026-11-21");

@@ -56,6 +56,7 @@ TEST(StaffCommand, KeepsAccountsAndServesNobodyUnguarded) {
   EXPECT_EQ(Say(*database, {{"role", "paul"}, "analyst"}), "");
   EXPECT_EQ(Say(*database, {{"password", "paul"}, ""}, "five grey herons\r"), "");
   EXPECT_EQ(Say(*database, {{"list"}, ""}), "anna\towner\npaul\tanalyst\n");
+  EXPECT_THROW(ShowHistory(*database, {.table = "Nope"}), UsageError);
   data::Connection connection(*database);
   EXPECT_TRUE(guard::Accounts(connection).Verify("paul", "five grey herons"));
   EXPECT_FALSE(guard::Accounts(connection).Verify("paul", "four white storks"));
