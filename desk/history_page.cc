@@ -70,7 +70,8 @@ wire::HttpResponse ShowHistory(Context& context) {
     page.Write({"<p class=\"note\">There is nothing of that kind.</p>\n"});
     return Html(context, "History", page);
   }
-  page.Write({"<div class=\"wide\"><table>\n<tr><th>When</th><th>Who</th><th>What</th><th></th><th></th></tr>\n"});
+  page.Write({"<div class=\"wide\" tabindex=\"0\"><table>\n<tr><th scope=\"col\">When</th><th scope=\"col\">Who</th>"
+              "<th scope=\"col\">What</th><th scope=\"col\">Before</th><th scope=\"col\">Act</th></tr>\n"});
   for (const guard::Change& change : changes) WriteChange(page, change);
   page.Write({"</table></div>\n"});
   if (changes.size() == static_cast<std::size_t>(kChangesOnPage)) {

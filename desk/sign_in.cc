@@ -71,7 +71,8 @@ void WriteAccounts(Markup& page, const Context& context) {
               "gives out PINs, a designer makes survas, an analyst reads reports.</p>\n"});
   const std::vector<guard::Person> people = guard::Accounts(context.connection).List();
   if (!people.empty()) {
-    page.Write({"<div class=\"wide\"><table>\n<tr><th>Name</th><th>Role</th><th>New password</th><th></th></tr>\n"});
+    page.Write({"<div class=\"wide\" tabindex=\"0\"><table>\n<tr><th scope=\"col\">Name</th><th scope=\"col\">Role</th>"
+                "<th scope=\"col\">New password</th><th scope=\"col\">Act</th></tr>\n"});
   }
   for (const guard::Person& person : people) {
     page.Write({"<tr><td>", person.name,
