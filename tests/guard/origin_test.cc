@@ -18,8 +18,13 @@ TEST(Acts, AreLinksAndPostsThatChangeSomething) {
         "MoveUp=3&SurvaVersion=1", "MoveDown=3&SurvaVersion=1", "DeleteQuestion=3&SurvaVersion=1",
         "DeleteQuestionAnswer=1&Number=1", "AddQuestionAnswer=1&Number=1", "AddQuestionStep=5",
         "&&View=1&%64eletesurva=1"}},
-      {"/admin/schedule.asp", {"Update=1", "ModDown=1&Choose=Choose&StudentID=2", "ModDown=1&Delete=Delete&ToN=2"}},
-      {"/admin/company.asp", {"Delete=1&Update=1"}},
+      {"/admin/schedule.asp",
+       {"Update=1", "ModDown=1&Choose=Choose&StudentID=2", "ModDown=1&Delete=Delete&ToN=2", "DeleteEvent=Delete",
+        "Save=Save"}},
+      {"/admin/company.asp", {"Delete=1&Update=1", "Update=1", "Save=Save"}},
+      {"/admin/student.asp", {"Delete=1"}},
+      {"/admin/trainer.asp", {"Delete=1"}},
+      {"/admin/training.asp", {"Delete=1"}},
       {"/admin/stat.asp", {"EraseMessage=1"}}};
   for (const auto& [path, queries] : acts) {
     for (const std::string_view query : queries) EXPECT_TRUE(MayChange(path, Method::kGet, query)) << path << query;

@@ -77,6 +77,17 @@ TEST(FormDecoder, ReadsMultipartBodies) {
   }
 }
 
+TEST(FormDecoder, TakesNoMoreFilesThanFields) {
+  const std::string file = "--X\r\nContent-Disposition: form-data; name=a; filename=b\r\n\r\n\r\n";
+  std::string body;
+  for (std::size_t i = 0; i < kMostFields; ++i) body += file;
+  const auto refusal = [](const std::string& text) {
+    return DecodeBody("multipart/form-data; boundary=X", text + "--X--", {.files = true}).refusal;
+  };
+  EXPECT_EQ(refusal(body), 0U);
+  EXPECT_EQ(refusal(body + file), 413U);
+}
+
 TEST(FormDecoder, RefusesOtherTypes) {
   EXPECT_EQ(Show(DecodeBody("", "")), "");
   EXPECT_EQ(Show(DecodeBody("", "a=1")), "415");
