@@ -15,7 +15,8 @@ constexpr std::string_view kLook =
     "h1{margin:0 0 12px;color:#039;font-size:26px;line-height:1.25}a{color:#039}";
 
 constexpr std::string_view kPolicy =
-    "default-src 'none'; style-src 'unsafe-inline'; base-uri 'none'; form-action 'none'; frame-ancestors 'self'";
+    "default-src 'none'; style-src 'unsafe-inline'; img-src 'self'; base-uri 'none'; form-action 'none'; "
+    "frame-ancestors 'self'";
 
 std::string_view UsualExplanation(unsigned status) {
   switch (status) {
