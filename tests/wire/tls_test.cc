@@ -151,6 +151,7 @@ TEST_F(Tls, DeadlinesHold) {
 TEST_F(Tls, ConnectionsKeepLittleMemory) {
   ServerOptions options = Options();
   options.limits.bytes_in_flight = 2 * 96 * 1024;  // two connections of one address
+  options.limits.handshake = options.limits.header = 1h;
   Loopback loopback(std::move(options));
   Client first(loopback.port());
   Session waits(first, TLS1_2_VERSION);
