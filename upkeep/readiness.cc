@@ -126,6 +126,14 @@ bool IsFull(std::string_view detail) {
          detail.find("remaining connection") != std::string_view::npos;
 }
 
+bool IsRefusal(PGPing answer, std::string_view detail) {
+  return answer == PQPING_OK && !IsFull(detail);
+}
+
+bool IsNoAddress(PGPing answer, std::string_view detail) {
+  return answer == PQPING_NO_ATTEMPT || detail.find("for connection option") != std::string_view::npos;
+}
+
 std::string Text(data::Connection& db, std::initializer_list<data::Piece> statement) {
   return db.Query(statement).First()[0].Text();
 }
@@ -162,11 +170,8 @@ void RequireSuitablePostgres(data::Connection& db) {
   }
 }
 
-}  // namespace
-
-std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono::seconds patience,
-                                             const std::function<void(const std::string&)>& tell,
-                                             const data::Database::Wrap& wrap, Files files) {
+// What needs no database to be seen.
+void CheckAddress(const std::string& dsn, Files files) {
   const bool is_postgres = dsn.starts_with("postgres");
   if (is_postgres && dsn.find("//") != std::string::npos && !IsReadable(dsn)) {
     throw Refusal("the address in --dsn cannot be read; in user, password and database name write @ as %40, "
@@ -177,6 +182,15 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
     throw Refusal("there is no file \"" + dsn.substr(std::min(kSqlite.size(), dsn.size())) + "\"; see --dsn");
   }
   if (!is_postgres && dsn.starts_with(kSqlite)) RefuseAnothersFile(dsn.substr(kSqlite.size()));
+}
+
+}  // namespace
+
+std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono::seconds patience,
+                                             const std::function<void(const std::string&)>& tell,
+                                             const data::Database::Wrap& wrap, Files files) {
+  CheckAddress(dsn, files);
+  const bool is_postgres = dsn.starts_with("postgres");
   constexpr std::chrono::milliseconds kPause{500};
   constexpr int kTellEvery = 20;  // pauses
   const auto deadline = steady_clock::now() + patience;
@@ -188,13 +202,11 @@ std::unique_ptr<data::Database> OpenDatabase(const std::string& dsn, std::chrono
       const std::string detail = OneLine(fault.detail().empty() ? fault.description() : fault.detail());
       if (!is_postgres) throw Refusal(WhyNoFile(dsn.substr(kSqlite.size()), detail));
       const PGPing answer = PQping(dsn.c_str());
-      refusals = answer == PQPING_OK && !IsFull(detail) ? refusals + 1 : 0;
+      refusals = IsRefusal(answer, detail) ? refusals + 1 : 0;
       // A server that was only just starting may have come to itself behind its refusal.
       if (refusals == 1) continue;
       if (refusals == 2) throw Refusal("PostgreSQL refuses: " + std::string(Remedy(detail)) + " (" + detail + ")");
-      const bool is_no_option = detail.find("for connection option") != std::string::npos;
-      if (answer == PQPING_NO_ATTEMPT || is_no_option)
-        throw Refusal("the address in --dsn cannot be used (" + detail + ")");
+      if (IsNoAddress(answer, detail)) throw Refusal("the address in --dsn cannot be used (" + detail + ")");
       if (steady_clock::now() + kPause > deadline) {
         throw Away("PostgreSQL does not answer; start it, or see host and port in --dsn (" + detail + ")");
       }
