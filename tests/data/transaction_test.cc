@@ -164,6 +164,7 @@ TEST_P(Transactions, RowsThatTakeOthersPlaces) {
             "1,\\a\\ 2,it's {\"b\\\", NULL} 3, 9,stays");
   EXPECT_EQ(replace({{1, "NULL"}, {Value(), Value()}, {3, kLong}, {4, "d"}}), "9,stays 1,NULL -,- failed");
   EXPECT_EQ(replace({{1, "x"}, {"no number", "y"}, {3, "z"}}), "9,stays -,- 1,x failed");
+  EXPECT_EQ(replace({{1, "a\\b"}, {2, "{}"}}), "9,stays -,- 1,a\\b 2,{}");
   EXPECT_EQ(replace({}), "9,stays -,-");
 }
 
