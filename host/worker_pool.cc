@@ -19,7 +19,7 @@ WorkerPool::Turn::~Turn() {
   pool_.End(*this);
 }
 
-WorkerPool::WorkerPool(Options options) : options_(options) {
+WorkerPool::WorkerPool(Options options) : options_(std::move(options)) {
   for (std::size_t at = 0; at < kLanes; ++at) {
     LaneState& lane = lanes_[at];
     std::size_t threads = options_.threads;
