@@ -54,8 +54,19 @@ TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
   kiosk.Post(two, "/surva.asp", "PIN=2222");
   EXPECT_EQ(kiosk.Post(one, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
   EXPECT_EQ(Marks(), "201,by Ann 204,by Bob");
+  // A visit stands for its minutes and for one more, in which its use may go unnoted.
+  const host::SessionRules rules{.idle_minutes = host::PageService::Options{}.session_minutes};
+  Write(*database_, {"update VisitorSession set LastUse=LastUse-TimeoutMinutes*60"});
+  for (const bool stands : {true, false}) {
+    Write(*database_, {"update VisitorSession set LastUse=LastUse-35"});
+    data::Connection db(*database_);
+    host::Visit visit(Read(*database_, {"select SessionKey from VisitorSession"}), rules, db);
+    EXPECT_EQ(visit.session().IsBlank(), !stands);
+    db.Rollback();
+    if (stands) host::PurgeSessions(db);
+  }
+  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
   // Unknown tokens are not taken over, and a session that has ended is none.
-  Write(*database_, {"update VisitorSession set LastUse=LastUse-TimeoutMinutes*60-120"});
   const auto old = kiosk.cookies.values;
   kiosk.Post(two, "/surva.asp", "PIN=0001");
   EXPECT_NE(kiosk.cookies.values, old);
