@@ -216,8 +216,8 @@ host::PageService::Options Pages(const Configuration& configuration, const desk:
 // What the disk did not take can be known only to who reads the files anew; whatever this program still did might make
 // it worse.
 void EndWhenTheDiskFails(data::Database& database, FileLog& log) {
-  database.OnBrokenLog([&log] {
-    log.Error("a flush to disk has failed; surva ends, to be started anew with what is on disk");
+  database.OnBrokenLog([&log](const std::string& why) {
+    log.Error(why + "; surva ends, to be started anew with what is on disk");
     std::thread([] {
       std::this_thread::sleep_for(kLastWord);
       std::_Exit(EX_IOERR);

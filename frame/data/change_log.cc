@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
@@ -92,7 +93,11 @@ void ChangeLog::Keep() {
     if (ends_) return;
     wanted_ = false;
     lock.unlock();
-    if (!database) database.reset(OpenToCheckpoint(path_));
+    // What it would read from another log than that of the commits is not theirs.
+    if (!database) {
+      database.reset(OpenToCheckpoint(path_));
+      if (!IsInPlace()) database.reset();
+    }
     int length = 0;
     int done = 0;
     // What cannot be opened now, because there are no descriptors left, can be a moment later.
@@ -107,32 +112,71 @@ void ChangeLog::Keep() {
       outcome = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_RESTART, &length, &done);
       gate_.Leave();
     }
-    if (outcome == SQLITE_IOERR_FSYNC) Break();
+    if (outcome == SQLITE_IOERR_FSYNC) FailFlush();
     lock.lock();
     rest_is_left = outcome == SQLITE_OK && done < pages_;
     next_ = pages_ + kMany;
   }
 }
 
-void ChangeLog::Break() {
-  if (broken_.exchange(true)) return;
-  std::function<void()> act;
+void ChangeLog::Join() {
+  const std::lock_guard lock(mutex_);
+  const Files now = FilesNow();
+  if (connections_ == 0) files_ = now;
+  if (files_ != now) {
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+                path_ + ": the log of changes beside it has been deleted or replaced while surva was using it");
+  }
+  ++connections_;
+}
+
+void ChangeLog::Part() {
+  const std::lock_guard lock(mutex_);
+  --connections_;
+}
+
+bool ChangeLog::IsInPlace() const {
+  const Files now = FilesNow();
+  const std::lock_guard lock(mutex_);
+  return files_ == now;
+}
+
+bool ChangeLog::Rescue(sqlite3* holder) {
+  int length = 0;
+  int done = 0;
+  if (sqlite3_wal_checkpoint_v2(holder, nullptr, SQLITE_CHECKPOINT_FULL, &length, &done) != SQLITE_OK) return false;
+  if (done < length) return false;
+  Break("the log of changes beside the database file has been deleted or replaced");
+  return true;
+}
+
+void ChangeLog::Break(const char* why) {
+  const char* whole = nullptr;
+  if (!broken_.compare_exchange_strong(whole, why)) return;
+  std::function<void(const char*)> act;
   {
     const std::lock_guard lock(mutex_);
     act = on_break_;
   }
-  if (act) act();
+  if (act) act(why);
 }
 
 void ChangeLog::RequireWhole() const {
-  if (!broken_) return;
+  const char* why = broken_;
+  if (why == nullptr) return;
   throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
-              path_ + ": a flush to disk has failed, and nothing more is written before surva is started anew");
+              path_ + ": " + why + ", and nothing more is written before surva is started anew");
 }
 
-void ChangeLog::OnBreak(std::function<void()> act) {
+void ChangeLog::OnBreak(std::function<void(const char* why)> act) {
   const std::lock_guard lock(mutex_);
   on_break_ = std::move(act);
+}
+
+FileIdentity FileIdentity::Of(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
 }
 
 void RewriteLog(const std::string& path) {

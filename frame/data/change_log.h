@@ -4,14 +4,28 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 
+struct sqlite3;
+
 namespace surva::data {
 
 class WriteGate;
+
+// A file as the system knows it: another one under the same name is another.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t number = 0;
+  bool operator==(const FileIdentity&) const = default;
+
+  // Zeros if there is no such file.
+  static FileIdentity Of(const std::string& path);
+};
 
 class ChangeLog {
  public:
@@ -25,29 +39,49 @@ class ChangeLog {
   // Ends the thread, until the log grows again.
   void Rest();
 
+  // A connection has been opened, or is about to close. As long as one is open, the log's files are the same for all:
+  // throws a Fault, and the connection does not count, if they are others than those of the connections before it.
+  void Join();
+  void Part();
+  // Whether the files under the log's names are those that the connections have open.
+  bool IsInPlace() const;
+  // For a log that is not in place. What stands in it is lost with the last who has it open: `holder`, which does and
+  // has no transaction under way, takes it over into the database file, and the log breaks. False if that fails.
+  bool Rescue(sqlite3* holder);
+
   // A flush has failed. The system may have let go of what it could not write, and the next flush would succeed all
   // the same: nothing may be written behind that, and what stands is to be read anew by a fresh program.
-  void Break();
-  bool broken() const { return broken_; }
+  void FailFlush() { Break("a flush to disk has failed"); }
+  bool broken() const { return broken_ != nullptr; }
   // Throws a Fault if the log is broken.
   void RequireWhole() const;
   // Is called once, when the log breaks.
-  void OnBreak(std::function<void()> act);
+  void OnBreak(std::function<void(const char* why)> act);
 
  private:
+  struct Files {
+    FileIdentity log;
+    FileIdentity index;
+    bool operator==(const Files&) const = default;
+  };
+
+  Files FilesNow() const { return {FileIdentity::Of(path_ + "-wal"), FileIdentity::Of(path_ + "-shm")}; }
+  void Break(const char* why);
   void Keep();
 
   const std::string path_;
   WriteGate& gate_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable wake_;
   std::thread keeper_;
   bool ends_ = false;
   bool wanted_ = false;
   int pages_ = 0;  // at the last commit
   int next_ = 0;   // at how many it is to be taken over; 0 for the first time
-  std::atomic<bool> broken_ = false;
-  std::function<void()> on_break_;
+  std::size_t connections_ = 0;
+  Files files_;                                // while there are connections
+  std::atomic<const char*> broken_ = nullptr;  // why
+  std::function<void(const char* why)> on_break_;
 };
 
 // Writes the log anew, byte for byte, and flushes it. What a program that died has left in the log may be known to the

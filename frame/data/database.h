@@ -76,9 +76,9 @@ class Database {
   SharedFlush& shared_flush() { return shared_flush_; }
   const Traffic& traffic() const { return traffic_; }
 
-  // Is called once, on any thread, when a flush to SQLite's disk has failed: nothing is written any more, and a fresh
-  // program has to go on (see ChangeLog).
-  void OnBrokenLog(std::function<void()> act) { change_log_.OnBreak(std::move(act)); }
+  // Is called once, on any thread, when a flush to SQLite's disk has failed or its log of changes has been taken away:
+  // nothing is written any more, and a fresh program has to go on (see ChangeLog).
+  void OnBrokenLog(std::function<void(const char* why)> act) { change_log_.OnBreak(std::move(act)); }
 
   // Writes what is still in the log of changes into the database file and closes the kept connections.
   void Close();

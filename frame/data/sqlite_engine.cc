@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -214,7 +213,6 @@ class SqliteEngine final : public Engine {
   std::unordered_map<std::string, Prepared> prepared_;
   std::string sql_;
   std::vector<const Piece*> values_;
-  FileIdentity log_file_;
   ChangeLog& log_;
   Time deadline_ = Time::max();
   Time waits_until_;
@@ -261,7 +259,6 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
   // A foreign reader may keep the log of changes from being taken over for long; it need not stay as large ever after.
   RunScript(
       "PRAGMA journal_size_limit=16777216; PRAGMA synchronous=NORMAL; PRAGMA trusted_schema=OFF; PRAGMA temp_store=MEMORY; SELECT count(*) FROM sqlite_master");
-  log_file_ = FileIdentity::Of(path_ + "-wal");
   // In place of SQLite's own, which would take the log over inside a commit.
   sqlite3_wal_hook(
       opened,
@@ -270,9 +267,11 @@ SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic
         return SQLITE_OK;
       },
       &log_);
+  log_.Join();
 }
 
 SqliteEngine::~SqliteEngine() {
+  log_.Part();
   if (log_.broken()) sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
@@ -289,10 +288,17 @@ int SqliteEngine::WaitForOthers(void* engine, int tries) {
 void SqliteEngine::CheckFiles() {
   int moved = 0;
   sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-  if (moved == 0 && FileIdentity::Of(path_ + "-wal") == log_file_) return;
-  usable_ = false;
+  if (moved != 0) {
+    usable_ = false;
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
+                path_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
+  }
+  if (log_.IsInPlace()) return;
+  Rollback();
+  // As long as that fails this connection is kept: it has what was written.
+  usable_ = usable_ && !log_.Rescue(database_.get());
   throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
-              path_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
+              path_ + ": the log of changes beside it has been deleted or replaced while surva was using it");
 }
 
 // SQLite does not wait for another program that makes the file just now, busy timeout or not.
@@ -493,7 +499,7 @@ void SqliteEngine::Flush() {
   ++traffic_.flushes;
   if (log_.broken() || log == nullptr || log->pMethods == nullptr ||
       log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) {
-    log_.Break();
+    log_.FailFlush();
     usable_ = false;
     throw doubt("the log of changes could not be flushed to disk");
   }
@@ -512,12 +518,6 @@ void SqliteEngine::Rollback() noexcept {
 }
 
 }  // namespace
-
-FileIdentity FileIdentity::Of(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return {};
-  return {status.st_dev, status.st_ino};
-}
 
 std::unique_ptr<Engine> OpenSqlite(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log) {
   return std::make_unique<SqliteEngine>(path, missing, traffic, log);

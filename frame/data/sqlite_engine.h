@@ -10,16 +10,6 @@ namespace surva::data {
 
 enum class MissingFile : std::uint8_t { kRefused, kMade };
 
-// A file as the system knows it: another one under the same name is another.
-struct FileIdentity {
-  std::uint64_t device = 0;
-  std::uint64_t number = 0;
-  bool operator==(const FileIdentity&) const = default;
-
-  // Zeros if there is no such file.
-  static FileIdentity Of(const std::string& path);
-};
-
 class ChangeLog;
 
 // Opens the file, or makes it (for its owner alone to read). A commit fails, and nothing of it stands, when the file

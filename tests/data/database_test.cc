@@ -44,26 +44,36 @@ TEST_F(SqliteFile, IsItsOwnersAlone) {
   }
 }
 
-// Nothing is thanked for that would be lost, and no second database comes into being.
+// Nothing is thanked for that would be lost, nothing is lost that was, and no second database comes into being. `-wal`
+// and `-shm` are SQLite's log of changes and its index.
 TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
-  ASSERT_EQ(CommitOf(*database, "one", true), FaultNumber{});
+  int thanked = 0;
+  const auto thank = [&](bool shares) {
+    EXPECT_EQ(CommitOf(*database, "kept", shares), FaultNumber{});
+    ++thanked;
+  };
   for (const bool replaced : {false, true}) {
-    for (const char* end : {"", "-wal"}) {
+    for (const std::string end : {"", "-wal", "-shm"}) {
+      int broken = 0;
+      database->OnBrokenLog([&](const char*) { ++broken; });
+      for (const bool shares : {true, false}) thank(shares);
       fs::rename(file.string() + end, away.string() + end);
       if (replaced) fs::copy_file(away.string() + end, file.string() + end);
-      EXPECT_EQ(CommitOf(*database, "lost", replaced), FaultNumber::kConnectionFailed) << end << replaced;
-      if (*end == '\0') {
-        EXPECT_THROW(database->CheckIdentity(), Fault);
-        EXPECT_EQ(CommitOf(*database, "lost", !replaced), FaultNumber::kConnectionFailed);
-        EXPECT_EQ(fs::exists(file), replaced);
+      for (const bool shares : {replaced, !replaced}) {
+        EXPECT_EQ(CommitOf(*database, "lost", shares), FaultNumber::kConnectionFailed) << end << replaced;
       }
-      fs::rename(away.string() + end, file.string() + end);
+      EXPECT_EQ(broken, end.empty() ? 0 : 1) << end << replaced;
+      if (end.empty()) {
+        EXPECT_THROW(database->CheckIdentity(), Fault);
+        EXPECT_EQ(fs::exists(file), replaced);
+        fs::rename(away.string() + end, file.string() + end);
+      }
       database.Reopen();
       database->CheckIdentity();
-      for (const bool shares : {true, false}) EXPECT_EQ(CommitOf(*database, "again", shares), FaultNumber{});
     }
   }
-  EXPECT_EQ(Read(*database, {"select count(*) from Message where Message='lost'"}), "0");
+  EXPECT_EQ(Read(*database, {"select count(*), min(Message), max(Message) from Message"}),
+            std::to_string(thanked) + ",kept,kept");
   const std::string other = file.string() + ".none";
   EXPECT_THROW(Database("sqlite:" + other, {}, MissingFile::kRefused), Fault);
   EXPECT_FALSE(fs::exists(other));

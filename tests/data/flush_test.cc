@@ -103,7 +103,7 @@ TEST(SqliteFlush, IsForWhatMustNotBeLostAlone) {
 TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
   TestDatabase database(Dialect::kSqlite);
   std::atomic<int> told = 0;
-  database->OnBrokenLog([&] { ++told; });
+  database->OnBrokenLog([&](const char*) { ++told; });
   const auto commit = [&](const char* text) {
     Connection db(*database);
     try {
