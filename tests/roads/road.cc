@@ -1,12 +1,10 @@
-#include "tests/roads/road.h"
-
 #include <algorithm>
 #include <ctime>
 #include <sstream>
 #include <stdexcept>
 
 #include "frame/values/text.h"
-#include "tests/roads/rows.h"
+#include "tests/roads/roads.h"
 #include "tests/support/fixture.h"
 
 namespace surva::test {
@@ -15,7 +13,8 @@ namespace {
 struct Browser {
   std::string address = "192.0.2.7";
   bool https = false;
-  Cookies cookies;
+  wire::HeaderFields headers = {};  // that it sends with each request
+  Cookies cookies = {};
 };
 
 std::string Escaped(std::string_view text) {
@@ -70,92 +69,145 @@ std::string PageFile(const std::string& bytes, bool utf8) {
   return file + "\n";
 }
 
+// What a road's site is: rows are written one by one, so that a refused form takes the same keys on both engines.
+Node::Options SiteOf(Watch& watch, const Clock& clock) {
+  return {.wrap = WatchedEngine::Around(watch),
+          .service = {.owner = {.author = "A. Uthor",
+                                .notice = "Example Training",
+                                .official = "http://www.example",
+                                .homepage = "http://home.example/"},
+                      .desk = {.readers = "the <office>"},
+                      // The sockets' way speaks as a proxy does.
+                      .gate = {.guarded_in_front = true},
+                      .free_wrong_pins = 0,
+                      .public_writes = {.writes_an_hour = 0}},
+          .clock = clock};
+}
+
+// A line's requests: one for each of the choices that it has between braces, as in {A|B}, and none of those chosen if
+// it has no braces. Between quotes braces are letters.
+std::vector<std::pair<std::string, std::string>> RequestsOf(const std::string& line) {
+  std::vector<std::size_t> marks;
+  bool quoted = false;
+  for (std::size_t at = 0; at < line.size() && (marks.empty() || line[marks.back()] != '}'); ++at) {
+    if (line[at] == '\\' && quoted) {
+      ++at;
+    } else if (line[at] == '"') {
+      quoted = !quoted;
+    } else if (!quoted && (line[at] == '{' || (!marks.empty() && (line[at] == '|' || line[at] == '}')))) {
+      marks.push_back(at);
+    }
+  }
+  if (marks.empty()) return {{"", line}};
+  std::vector<std::pair<std::string, std::string>> requests;
+  for (std::size_t i = 1; i < marks.size(); ++i) {
+    const std::string choice = line.substr(marks[i - 1] + 1, marks[i] - marks[i - 1] - 1);
+    const std::string chosen = line.substr(0, marks.front()) + choice + line.substr(marks.back() + 1);
+    for (const auto& [more, request] : RequestsOf(chosen)) {
+      requests.emplace_back(choice + (more.empty() ? "" : " ") + more, request);
+    }
+  }
+  return requests;
+}
+
 class Player {
  public:
-  Player(Way& way, StillClock& clock, data::Database& database) : way_(way), clock_(clock), database_(database) {}
+  Player(const std::string& way, data::Database& database) : way_name_(way), database_(database) {}
 
   Played Play(const std::string& road) {
-    std::istringstream lines(road);
-    for (std::string line; std::getline(lines, line);) {
-      if (line.starts_with("  -> ")) {
-        page_name_ = Between(line + ";", " page ", ";");
-      } else if (!line.starts_with("  + ") && !line.starts_with("  - ") && !line.starts_with("  ~ ")) {
-        Take(line);
+    std::istringstream stream(road);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    for (std::size_t at = 0; at < lines.size(); ++at) {
+      const std::string& line = lines[at];
+      if (line.starts_with("  ")) continue;
+      played_.text += line + "\n";
+      if (line.empty() || line.starts_with('#') || Settle(WordsOf(line))) continue;
+      std::map<std::string, std::string> names;  // of pages, by what was chosen
+      for (std::size_t told = at + 1; told < lines.size() && lines[told].starts_with("  "); ++told) {
+        const std::size_t arrow = lines[told].find("-> ");
+        if (IsRow(lines[told]) || arrow == std::string::npos) continue;
+        names[lines[told].substr(2, arrow - 2)] = Between(lines[told] + ";", " page ", ";");
+      }
+      for (const auto& [choice, request] : RequestsOf(line)) {
+        const std::string told = choice + (choice.empty() ? "" : " ");
+        played_.text += "  " + told + "-> ";
+        Ask(WordsOf(request), names[told]);
       }
     }
-    Ask();
-    played_.text += held_back_;
     return std::move(played_);
   }
 
  private:
-  // Lines that come behind a request wait until it has been answered.
-  void Take(const std::string& line) {
-    const std::vector<Word> words = WordsOf(line);
-    if (words.empty() || line.starts_with('#')) {
-      (request_.empty() ? played_.text : held_back_) += line + "\n";
-      return;
-    }
-    if (line.starts_with("  & ")) {
-      request_.insert(request_.end(), words.begin() + 1, words.end());
-      played_.text += line + "\n";
-      return;
-    }
-    Ask();
-    played_.text += std::exchange(held_back_, {}) + line + "\n";
+  static bool IsRow(const std::string& line) {
+    return line.starts_with("  + ") || line.starts_with("  - ") || line.starts_with("  ~ ");
+  }
+
+  // Whether a line is no request, but settles something for those that follow.
+  bool Settle(const std::vector<Word>& words) {
     if (words[0].text == "clock" && words.size() == 3) {
       clock_.now = ReadIso(words[1].text + " " + words[2].text).value();
     } else if (words[0].text == "headers") {
       headers_.clear();
       for (std::size_t i = 1; i < words.size(); ++i) headers_.push_back(words[i].text);
     } else if (words[0].text == "visitor" && words.size() >= 4 && words[2].text == "from") {
-      browsers_[words[1].text] = {words[3].text, words.back().text == "https", {}};
+      Browser& browser = browsers_[words[1].text] = {words[3].text};
+      for (std::size_t i = 4; i < words.size(); ++i) {
+        const std::size_t equals = words[i].text.find('=');
+        if (words[i].text == "https") browser.https = true;
+        if (equals == std::string::npos) continue;
+        browser.headers.emplace_back(words[i].text.substr(0, equals), words[i].text.substr(equals + 1));
+      }
+    } else if (words[0].text == "given" && words.size() > 2) {
+      AddRow(database_, words);
+    } else if (words[0].text == "fails" && words.size() == 2) {
+      watch_.fail_commit = words[1].text == "commit";
+      watch_.fail_write = std::atoi(words[1].text.c_str());
     } else {
-      request_ = words;
+      return false;
     }
+    return true;
   }
 
-  void Ask() {
-    if (request_.empty()) return;
+  void Ask(std::vector<Word> words, const std::string& page_name) {
     std::string visitor;
-    if (request_[0].text.ends_with(':')) {
-      visitor = request_[0].text.substr(0, request_[0].text.size() - 1);
+    if (words[0].text.ends_with(':')) {
+      visitor = words[0].text.substr(0, words[0].text.size() - 1);
       if (!browsers_.contains(visitor)) throw std::runtime_error("nobody is called " + visitor);
-      request_.erase(request_.begin());
+      words.erase(words.begin());
     }
     Browser& browser = browsers_[visitor];
-    const bool posts = request_[0].text == "POST";
-    if ((!posts && request_[0].text != "GET") || request_.size() < 2) {
-      throw std::runtime_error("a line of no known form: " + request_[0].text);
+    const bool posts = words[0].text == "POST";
+    if ((!posts && words[0].text != "GET") || words.size() < 2) {
+      throw std::runtime_error("a line of no known form: " + words[0].text);
     }
     wire::HttpRequest request;
     request.method = posts ? wire::HttpRequest::Method::kPost : wire::HttpRequest::Method::kGet;
-    const std::string& target = request_[1].text;
+    const std::string& target = words[1].text;
     request.path = target.substr(0, target.find('?'));
     std::string fields = target.substr(std::min(target.size(), request.path.size() + 1));
     if (posts) request.query = std::exchange(fields, {});
-    for (std::size_t i = 2; i < request_.size(); ++i) {
-      const std::string& field = request_[i].text;
+    for (std::size_t i = 2; i < words.size(); ++i) {
+      const std::string& field = words[i].text;
       const std::size_t equals = std::min(field.find('='), field.size());
       if (!fields.empty()) fields += '&';
       fields += Escaped(field.substr(0, equals));
       if (equals < field.size()) fields += '=' + Escaped(field.substr(equals + 1));
     }
     (posts ? request.body : request.query) = fields;
+    request.headers = browser.headers;
     if (posts) request.headers.emplace_back("Content-Type", "application/x-www-form-urlencoded");
     browser.cookies.AddTo(request);
     request.remote_addr = browser.address;
     request.server_name = request.host = "www.example";
     request.https = browser.https;
-    request_.clear();
     const Snapshot before = ReadRows(database_);
-    const wire::HttpResponse answer = way_.Ask(request);
-    Tell(answer, browser);
+    if (!way_) way_ = MakeWay(way_name_, database_.dsn(), SiteOf(watch_, clock_));
+    Tell(way_->Ask(request), browser, page_name);
     played_.text += Difference(before, ReadRows(database_));
-    page_name_.clear();
   }
 
-  void Tell(const wire::HttpResponse& answer, Browser& browser) {
+  void Tell(const wire::HttpResponse& answer, Browser& browser, const std::string& page_name) {
     std::string page = answer.body.empty() ? std::string(answer.static_body) : answer.body;
     const bool is_own = answer.content_type.find("utf-8") != std::string::npos;
     // What stands around all pages of our own, their menu above all, is not told again with each.
@@ -164,16 +216,16 @@ class Player {
     }
     const std::string file = PageFile(page, is_own);
     played_.all.push_back(file);
-    std::string line = "  -> " + std::to_string(answer.status);
+    std::string line = std::to_string(answer.status);
     std::map<std::string, std::string> fields(answer.headers.begin(), answer.headers.end());
     if (fields.contains("Location")) line += " to " + fields["Location"];
     browser.cookies.TakeFrom(answer);
     if (IsPast(fields["Expires"])) fields["Expires"] = "past";
-    if (!page_name_.empty()) {
-      line += " page " + page_name_;
-      const auto [known, is_new] = played_.pages.emplace(page_name_, file);
+    if (!page_name.empty()) {
+      line += " page " + page_name;
+      const auto [known, is_new] = played_.pages.emplace(page_name, file);
       if (!is_new && known->second != file) {
-        throw std::runtime_error("two different pages are called " + page_name_);
+        throw std::runtime_error("two different pages are called " + page_name);
       }
     } else if (!page.empty()) {
       line += " digest " + Digest(page) + Remark(page);
@@ -182,21 +234,20 @@ class Player {
     played_.text += line + "\n";
   }
 
-  Way& way_;
-  StillClock& clock_;
+  const std::string way_name_;
   data::Database& database_;
+  StillClock clock_;
+  Watch watch_;
+  std::unique_ptr<Way> way_;
   std::map<std::string, Browser> browsers_{{"", {}}};
   std::vector<std::string> headers_;
-  std::vector<Word> request_;
-  std::string page_name_;
-  std::string held_back_;
   Played played_;
 };
 
 }  // namespace
 
-Played Play(const std::string& road, Way& way, StillClock& clock, data::Database& database) {
-  return Player(way, clock, database).Play(road);
+Played Play(const std::string& road, const std::string& way, data::Database& database) {
+  return Player(way, database).Play(road);
 }
 
 }  // namespace surva::test

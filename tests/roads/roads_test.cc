@@ -8,7 +8,7 @@
 #include <sstream>
 #include <vector>
 
-#include "tests/roads/road.h"
+#include "tests/roads/roads.h"
 #include "tests/support/fixture.h"
 
 namespace surva::test {
@@ -62,11 +62,9 @@ class Roads : public ::testing::Test {
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
       LoadFixture(*database);
-      StillClock clock;
-      const auto way = MakeWay(way_, database.dsn(), clock);
       const std::string told = ReadFile(file);
       try {
-        const Played played = Play(told, *way, clock, *database);
+        const Played played = Play(told, way_, *database);
         if (records) {
           WriteFile(file, played.text);
           for (const auto& [name, page] : played.pages) WriteFile(PageOf(name), page);

@@ -1,14 +1,11 @@
-#include "tests/roads/rows.h"
-
 #include <sodium.h>
 
-#include <algorithm>
 #include <array>
-#include <vector>
 
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
 #include "frame/values/text.h"
+#include "tests/roads/roads.h"
 
 namespace surva::test {
 namespace {

@@ -1,30 +1,13 @@
-#include "tests/roads/ways.h"
-
 #include <future>
 #include <sstream>
 #include <thread>
 
-#include "tests/support/watched_engine.h"
+#include "tests/roads/roads.h"
 #include "tests/wire/loopback.h"
 #include "wire/server.h"
 
 namespace surva::test {
 namespace {
-
-// Rows are written one by one, so that a refused form takes the same keys on both engines.
-Node::Options OptionsOfRoads(Watch& watch, const Clock& clock) {
-  return {.wrap = WatchedEngine::Around(watch),
-          .service = {.owner = {.author = "A. Uthor",
-                                .notice = "Example Training",
-                                .official = "http://www.example",
-                                .homepage = "http://home.example/"},
-                      .desk = {.readers = "the <office>"},
-                      // The sockets' way speaks as a proxy does.
-                      .gate = {.guarded_in_front = true},
-                      .free_wrong_pins = 0,
-                      .public_writes = {.writes_an_hour = 0}},
-          .clock = clock};
-}
 
 std::string Drain(wire::BodySource& stream) {
   std::string all;
@@ -41,8 +24,8 @@ std::string Drain(wire::BodySource& stream) {
 
 class Nodes final : public Way {
  public:
-  Nodes(std::size_t count, const std::string& dsn, const Clock& clock) {
-    while (nodes_.size() < count) nodes_.push_back(std::make_unique<Node>(dsn, OptionsOfRoads(watch_, clock)));
+  Nodes(std::size_t count, const std::string& dsn, const Node::Options& options) {
+    while (nodes_.size() < count) nodes_.push_back(std::make_unique<Node>(dsn, options));
   }
   wire::HttpResponse Ask(const wire::HttpRequest& request) override {
     wire::HttpResponse answer = nodes_[next_++ % nodes_.size()]->Ask(request);
@@ -51,7 +34,6 @@ class Nodes final : public Way {
   }
 
  private:
-  Watch watch_;
   std::vector<std::unique_ptr<Node>> nodes_;
   std::size_t next_ = 0;
 };
@@ -59,7 +41,7 @@ class Nodes final : public Way {
 // The peer is a trusted proxy, so that a visitor may have any address and come over TLS.
 class Sockets final : public Way {
  public:
-  Sockets(const std::string& dsn, const Clock& clock) : node_(dsn, OptionsOfRoads(watch_, clock)) {
+  Sockets(const std::string& dsn, const Node::Options& options) : node_(dsn, options) {
     thread_ = std::thread([this] { server_.Run(); });
   }
   ~Sockets() override {
@@ -91,7 +73,6 @@ class Sockets final : public Way {
   }
 
  private:
-  Watch watch_;
   Node node_;
   boost::asio::io_context io_{1};
   wire::Server server_{io_,
@@ -103,9 +84,9 @@ class Sockets final : public Way {
 
 }  // namespace
 
-std::unique_ptr<Way> MakeWay(const std::string& name, const std::string& dsn, const Clock& clock) {
-  if (name == "sockets") return std::make_unique<Sockets>(dsn, clock);
-  return std::make_unique<Nodes>(name == "nodes" ? 2 : 1, dsn, clock);
+std::unique_ptr<Way> MakeWay(const std::string& name, const std::string& dsn, const Node::Options& options) {
+  if (name == "sockets") return std::make_unique<Sockets>(dsn, options);
+  return std::make_unique<Nodes>(name == "nodes" ? 2 : 1, dsn, options);
 }
 
 }  // namespace surva::test

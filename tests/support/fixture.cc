@@ -30,6 +30,26 @@ const data::Table& TableOf(std::string_view name) {
   throw std::runtime_error("the fixture names a table that is none: " + std::string(name));
 }
 
+std::string Insert(const data::Table& table, const std::vector<const data::Column*>& columns,
+                   const std::vector<Word>& words) {
+  std::string names;
+  std::string values;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    names += (i > 0 ? "," : "") + std::string(columns[i]->name);
+    values += (i > 0 ? "," : "") + SqlValue(*columns[i], words[i]);
+  }
+  return "INSERT INTO " + std::string(table.name) + "(" + names + ") VALUES (" + values + ");";
+}
+
+// Lets PostgreSQL give the key behind a table's greatest one next; SQLite does so by itself.
+std::string KeysGoOn(const data::Database& database, const data::Table& table) {
+  if (database.dialect() == data::Dialect::kSqlite || table.key().type != data::ColumnType::kKey) return {};
+  const std::string name(table.name);
+  const std::string key(table.key().name);
+  return "SELECT setval(pg_get_serial_sequence('" + name + "', lower('" + key + "')), coalesce(max(" + key +
+         "), 0) + 1, false) FROM " + name + ";";
+}
+
 }  // namespace
 
 std::vector<Word> WordsOf(std::string_view line) {
@@ -68,13 +88,30 @@ std::vector<Word> WordsOf(std::string_view line) {
   return words;
 }
 
-void LoadFixture(data::Database& database) {
-  const bool sqlite = database.dialect() == data::Dialect::kSqlite;
-  std::string script;
-  for (const auto tables : {data::AllTables(), data::HostTables()}) {
-    for (const data::Table* table : tables) script += "DELETE FROM " + std::string(table->name) + ";";
+void AddRow(data::Database& database, const std::vector<Word>& words) {
+  const data::Table& table = TableOf(words[1].text);
+  std::vector<const data::Column*> columns;
+  std::vector<Word> values;
+  for (std::size_t i = 2; i < words.size(); ++i) {
+    const std::size_t equals = words[i].text.find('=');
+    columns.push_back(&table.Find(words[i].text.substr(0, equals)));
+    values.push_back({words[i].text.substr(equals + 1), words[i].quoted});
   }
-  if (sqlite) script += "DELETE FROM sqlite_sequence;";
+  auto engine = database.Take();
+  engine->RunScript(Insert(table, columns, values) + KeysGoOn(database, table));
+  database.Give(std::move(engine));
+}
+
+void LoadFixture(data::Database& database) {
+  std::string script;
+  std::string keys;
+  for (const auto tables : {data::AllTables(), data::HostTables()}) {
+    for (const data::Table* table : tables) {
+      script += "DELETE FROM " + std::string(table->name) + ";";
+      keys += KeysGoOn(database, *table);
+    }
+  }
+  if (database.dialect() == data::Dialect::kSqlite) script += "DELETE FROM sqlite_sequence;";
   const std::string file = "tests/support/fixture.txt";
   std::ifstream stream(file);
   if (!stream) throw std::runtime_error("no fixture " + file);
@@ -83,35 +120,17 @@ void LoadFixture(data::Database& database) {
   for (std::string line; std::getline(stream, line);) {
     const std::vector<Word> words = WordsOf(line);
     if (words.empty() || words[0].text.starts_with('#')) continue;
-    if (!line.starts_with(' ')) {
-      table = &TableOf(words[0].text);
-      columns.clear();
-      for (const Word& word : words) {
-        if (&word != &words[0]) columns.push_back(&table->Find(word.text));
-      }
+    if (line.starts_with(' ')) {
+      if (words.size() != columns.size()) throw std::runtime_error("a row of another length: " + line);
+      script += Insert(*table, columns, words);
       continue;
     }
-    if (words.size() != columns.size()) throw std::runtime_error("a row of another length: " + line);
-    std::string names;
-    std::string values;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      names += (i > 0 ? "," : "") + std::string(columns[i]->name);
-      values += (i > 0 ? "," : "") + SqlValue(*columns[i], words[i]);
-    }
-    script.append("INSERT INTO ").append(table->name).append("(" + names + ") VALUES (" + values + ");");
-  }
-  if (!sqlite) {
-    for (const auto tables : {data::AllTables(), data::HostTables()}) {
-      for (const data::Table* each : tables) {
-        if (each->key().type != data::ColumnType::kKey) continue;
-        const std::string name(each->name);
-        script.append("SELECT setval(pg_get_serial_sequence('" + name + "', lower('").append(each->key().name);
-        script.append("')), coalesce(max(").append(each->key().name).append("), 0) + 1, false) FROM " + name + ";");
-      }
-    }
+    table = &TableOf(words[0].text);
+    columns.clear();
+    for (std::size_t i = 1; i < words.size(); ++i) columns.push_back(&table->Find(words[i].text));
   }
   auto engine = database.Take();
-  engine->RunScript(script);
+  engine->RunScript(script + keys);
   database.Give(std::move(engine));
 }
 

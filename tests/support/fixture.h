@@ -23,6 +23,8 @@ std::vector<Word> WordsOf(std::string_view line);
 
 // Empties a database and puts the rows there. The keys made afterwards follow the greatest one of each table.
 void LoadFixture(data::Database& database);
+// Adds one more row: words as `given TABLE Column=value ...`.
+void AddRow(data::Database& database, const std::vector<Word>& words);
 
 // Base of the tests of pages on both engines: a visitor to the rows of the fixture, whose statements are counted and
 // can be told to fail.

@@ -6,14 +6,9 @@
 #include <vector>
 
 #include "frame/page_object.h"
+#include "tests/support/test_database.h"
 
 namespace surva::test {
-
-class StillClock final : public Clock {
- public:
-  DateTime Now() const override { return now; }
-  DateTime now{2004, 3, 1, 13, 5, 9};
-};
 
 struct Answer {
   std::string page;

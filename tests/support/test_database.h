@@ -49,6 +49,13 @@ void RunOnServer(const std::string& sql);
 std::string Read(data::Database& database, std::initializer_list<data::Piece> select);
 void Write(data::Database& database, std::initializer_list<data::Piece> statement);
 
+// A clock that is set by hand. Today is the fixture's day.
+class StillClock final : public Clock {
+ public:
+  DateTime Now() const override { return now; }
+  DateTime now{2004, 3, 17, 13, 5, 9};
+};
+
 // Runs work(0), work(1) and so on at the same time. What one of them throws fails the test.
 void AtOnce(int count, const std::function<void(int)>& work);
 
