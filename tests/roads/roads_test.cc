@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "tests/roads/roads.h"
 #include "tests/support/fixture.h"
+#include "tests/support/recorded.h"
 
 namespace surva::test {
 namespace {
@@ -17,17 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path kFolder = "tests/roads";
-
-std::string ReadFile(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return std::move(text).str();
-}
-
-void WriteFile(const fs::path& file, const std::string& text) {
-  if (ReadFile(file) != text) std::ofstream(file, std::ios::binary) << text;
-}
 
 std::vector<fs::path> FilesOf(const fs::path& folder, const std::string& extension) {
   std::vector<fs::path> files;
@@ -38,47 +26,28 @@ std::vector<fs::path> FilesOf(const fs::path& folder, const std::string& extensi
   return files;
 }
 
-// Where a text begins to be another one than it has to be.
-std::string FirstDifference(const std::string& told, const std::string& played) {
-  std::size_t at = 0;
-  while (at < told.size() && at < played.size() && told[at] == played[at]) ++at;
-  const std::size_t line = at == 0 ? 0 : told.rfind('\n', at - 1) + 1;
-  constexpr std::size_t kShown = 400;
-  return "line " +
-         std::to_string(std::count(told.begin(), told.begin() + static_cast<std::ptrdiff_t>(line), '\n') + 1) +
-         "\n--- told:\n" + told.substr(line, kShown) + "\n--- played:\n" + played.substr(line, kShown);
-}
-
 class Roads : public ::testing::Test {
  public:
   Roads(const char* room, const char* way, data::Dialect engine) : room_(room), way_(way), engine_(engine) {}
 
   void TestBody() override {
     TestDatabase database(engine_);
-    const char* const mode = std::getenv("SURVA_ROADS");
-    const bool records =
-        mode != nullptr && mode == std::string("record") && way_ == "memory" && engine_ == data::Dialect::kSqlite;
+    const bool records = IsRecording() && way_ == "memory" && engine_ == data::Dialect::kSqlite;
     const std::vector<fs::path> files = FilesOf(kFolder / room_, ".road");
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
       LoadFixture(*database);
-      const std::string told = ReadFile(file);
       try {
-        const Played played = Play(told, way_, *database);
-        if (records) {
-          WriteFile(file, played.text);
-          for (const auto& [name, page] : played.pages) WriteFile(PageOf(name), page);
-        }
+        const Played played = Play(ReadFile(file), way_, *database);
         if (const char* const folder = std::getenv("SURVA_ROADS_PAGES")) {
           const std::string name = std::string(folder) + "/" + room_ + "-" + file.stem().string() + "-";
           for (std::size_t i = 0; i < played.all.size(); ++i) {
             WriteFile(name + std::to_string(i + 1) + ".html", played.all[i]);
           }
         }
-        EXPECT_TRUE(records || played.text == told) << file.string() << "\n" << FirstDifference(told, played.text);
+        ExpectFile(file, played.text, records);
         for (const auto& [name, page] : played.pages) {
-          const std::string known = ReadFile(PageOf(name));
-          EXPECT_TRUE(known == page) << file.string() << ", page " << name << "\n" << FirstDifference(known, page);
+          ExpectFile(kFolder / "pages" / (name + ".html"), page, records);
         }
       } catch (const std::exception& failure) {
         ADD_FAILURE() << file.string() << ": " << failure.what();
@@ -87,8 +56,6 @@ class Roads : public ::testing::Test {
   }
 
  private:
-  static fs::path PageOf(const std::string& name) { return kFolder / "pages" / (name + ".html"); }
-
   const std::string room_;
   const std::string way_;
   const data::Dialect engine_;

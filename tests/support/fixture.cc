@@ -62,8 +62,10 @@ std::vector<Word> WordsOf(std::string_view line) {
     }
     if (!inside) words.emplace_back();
     inside = true;
+    const std::size_t begin = at;
     if (line[at] != '"') {
       words.back().text += line[at];
+      words.back().source += line[at];
       continue;
     }
     words.back().quoted = true;
@@ -71,7 +73,12 @@ std::vector<Word> WordsOf(std::string_view line) {
     for (++at; at < line.size() && line[at] != '"'; ++at) {
       if (line[at] == '\\' && at + 1 < line.size()) {
         ++at;
-        text += line[at] == 'n' ? "\r\n" : std::string(1, line[at]);
+        if (line[at] == 'x') {
+          text += static_cast<char>(std::stoi(std::string(line.substr(at + 1, 2)), nullptr, 16));
+          at += 2;
+        } else {
+          text += line[at] == 'n' ? "\r\n" : std::string(1, line[at]);
+        }
       } else {
         text += line[at];
       }
@@ -84,6 +91,7 @@ std::vector<Word> WordsOf(std::string_view line) {
       at += digits + 1;
     }
     while (times-- > 0) words.back().text += text;
+    words.back().source += line.substr(begin, at + 1 - begin);
   }
   return words;
 }

@@ -13,10 +13,11 @@
 namespace surva::test {
 
 // One word of a road or of the fixture: blanks part words, and stand in one between double quotes. \n in quotes is a
-// new line as browsers send it, \" a quote, \\ a backslash; "text"*60 is the text sixty times.
+// new line as browsers send it, \x09 a byte, \" a quote, \\ a backslash; "text"*60 is the text sixty times.
 struct Word {
   std::string text;
   bool quoted = false;
+  std::string source;  // as it stands in the line
 };
 // Throws a std::runtime_error for a quote that does not end.
 std::vector<Word> WordsOf(std::string_view line);
