@@ -388,7 +388,7 @@ wire::HttpResponse PageService::ServePage(Order& order, data::Connection& connec
   if (is_public) {
     if (std::optional<wire::HttpResponse> stop = StopVisitor(order, request, connection)) return std::move(*stop);
   }
-  Visit visit(order.session_key, {.idle_minutes = options_.session_minutes}, connection);
+  Visit visit(order.session_key, options_.visits, connection);
   Session& session = visit.session();
   if (is_public && request.Filled("PIN")) {
     if (auto closed = desk::RefuseClosed(connection, clock_, request("PIN"))) return *std::move(closed);

@@ -29,7 +29,7 @@ class PageService final : public wire::Site {
  public:
   struct Options {
     Owner owner;
-    int session_minutes = 120;
+    SessionRules visits = {};
     desk::Settings desk = {};
     guard::Gate::Options gate = {};
     int free_wrong_pins = 10;  // of one network; 0 slows nobody down

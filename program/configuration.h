@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "frame/page_object.h"
+#include "host/visitor_sessions.h"
 
 namespace surva::program {
 
@@ -39,7 +40,7 @@ struct Configuration {
   std::size_t queue_mebibytes = 64;
   std::size_t max_connections = 10'000;
   std::size_t max_connections_per_address = 2'500;
-  std::size_t session_minutes = 1440;
+  std::size_t session_minutes = host::SessionRules().idle_minutes;
   std::size_t staff_hours = 12;
   std::size_t staff_idle_minutes = 60;
   std::size_t wrong_pins = 10;       // 0: off

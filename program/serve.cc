@@ -201,7 +201,7 @@ desk::Settings Desk(const Configuration& configuration) {
 host::PageService::Options Pages(const Configuration& configuration, const desk::Settings& settings) {
   host::PageService::Options options;
   options.owner = configuration.owner;
-  options.session_minutes = static_cast<int>(configuration.session_minutes);
+  options.visits.idle_minutes = static_cast<int>(configuration.session_minutes);
   options.desk = settings;
   options.gate.sessions.longest = static_cast<std::int64_t>(configuration.staff_hours) * 3600;
   options.gate.sessions.idle = static_cast<std::int64_t>(configuration.staff_idle_minutes) * 60;

@@ -55,7 +55,7 @@ TEST_P(Visits, PeopleAtOneBrowserAreToldApartOnTwoNodes) {
   EXPECT_EQ(kiosk.Post(one, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
   EXPECT_EQ(Marks(), "201,by Ann 204,by Bob");
   // A visit stands for its minutes and for one more, in which its use may go unnoted.
-  const host::SessionRules rules{.idle_minutes = host::PageService::Options{}.session_minutes};
+  const host::SessionRules rules;
   Write(*database_, {"update VisitorSession set LastUse=LastUse-TimeoutMinutes*60"});
   for (const bool stands : {true, false}) {
     Write(*database_, {"update VisitorSession set LastUse=LastUse-35"});
