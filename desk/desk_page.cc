@@ -30,15 +30,14 @@ void WriteHead(Markup& page, std::string_view title) {
        "<script src=\"/Java/Desk.js\" defer></script>\n</head>\n<body>\n"});
 }
 
-// The PIN list belongs to one event: the one that the page's own address names, or else the one that is chosen among
-// the events.
+// The event is the one that the page's own address names.
 void WriteAddress(Markup& page, const Context& context, const PageLink& link) {
-  if (link.address != "/admin/list.asp") {
+  if (link.of_event.otherwise.empty()) {
     page.Write({link.address});
   } else if (const auto event = ReadKey(context.request.QueryString("event"))) {
-    page.Write({link.address, "?Schedule=", *event});
+    page.Write({link.address, "?", link.of_event.field, "=", *event});
   } else {
-    page.Write({"/admin/schedule.asp?Action=P"});
+    page.Write({link.of_event.otherwise});
   }
 }
 
@@ -110,7 +109,11 @@ wire::HttpResponse ShowPageList(Context& context) {
   for (const PageLink& link : context.pages) {
     if (&link != context.pages.data()) json += ',';
     json += "{\"address\":" + JsonText(link.address) + ",\"caption\":" + JsonText(link.caption) +
-            ",\"group\":" + JsonText(link.group) + "}";
+            ",\"group\":" + JsonText(link.group);
+    if (const OfEvent& of_event = link.of_event; !of_event.otherwise.empty()) {
+      json += ",\"event\":" + JsonText(of_event.field) + ",\"otherwise\":" + JsonText(of_event.otherwise);
+    }
+    json += "}";
   }
   return Json(json + "]}\n");
 }

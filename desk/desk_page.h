@@ -26,11 +26,19 @@ struct Upload {
   std::string bytes;
 };
 
+// What a page is that shows one event: for those without one, all is empty.
+struct OfEvent {
+  std::string_view field;      // of the address, names the event
+  std::string_view caption;    // on the event's other pages
+  std::string_view otherwise;  // where the menu leads while no event is named, if the page itself does not ask for one
+};
+
 // An entry of the menu.
 struct PageLink {
   std::string_view address;  // from the root of the site
   std::string_view caption;
   std::string_view group;
+  OfEvent of_event = {};
 };
 
 struct Context {

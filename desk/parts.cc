@@ -125,41 +125,11 @@ void WriteEventHead(Markup& page, const Event& event) {
 }
 
 void WriteEventLinks(Markup& page, const Context& context, std::int64_t event) {
-  struct OfEvent {
-    std::string_view address;
-    void (*write)(Markup& page, std::int64_t event);
-  };
-  constexpr OfEvent kPages[] = {
-      {"/admin/report",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/report?event=", key, "\">Report</a>\n"});
-       }},
-      {"/admin/slips",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/slips?event=", key, "\">Slips</a>\n"});
-       }},
-      {"/admin/mail",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/mail?event=", key, "\">Mail</a>\n"});
-       }},
-      {"/admin/import",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/import?event=", key, "\">Enrol from a list</a>\n"});
-       }},
-      {"/admin/list.asp",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/list.asp?Schedule=", key, "\">PIN list</a>\n"});
-       }},
-      {"/admin/export",
-       [](Markup& out, std::int64_t key) {
-         out.Write({"<a href=\"/admin/export?event=", key, "\">Export</a>\n"});
-       }},
-  };
   page.Write({"<nav class=\"of-event screen-only\" aria-label=\"Of this event\">\n"});
-  for (const OfEvent& one : kPages) {
-    for (const PageLink& link : context.pages) {
-      if (link.address == one.address && !EqualNames(context.http.path, one.address)) one.write(page, event);
-    }
+  for (const PageLink& link : context.pages) {
+    const OfEvent& of_event = link.of_event;
+    if (of_event.field.empty() || EqualNames(context.http.path, link.address)) continue;
+    page.Write({"<a href=\"", link.address, "?", of_event.field, "=", event, "\">", of_event.caption, "</a>\n"});
   }
   page.Write({"</nav>\n"});
 }

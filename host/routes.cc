@@ -38,6 +38,8 @@ constexpr Roles kAnalyst{Role::kAnalyst};
 // Who plans an event wants to see how it went.
 constexpr Roles kReaders{Role::kPlanner, Role::kAnalyst};
 
+constexpr std::string_view kEvents = "/admin/schedule.asp?Action=P";
+
 constexpr Route kRoutes[] = {
     {.path = "/surva.asp", .roles = {}, .make = Make<FillForm>},
     {.path = "/", .roles = {}, .desk = desk::ShowFillPage},
@@ -61,32 +63,35 @@ constexpr Route kRoutes[] = {
      .make = Make<Schedule>,
      .group = "Planning",
      .caption = "Events",
-     .address = "/admin/schedule.asp?Action=P"},
-    // The list of one event: who shows the menu gives it the event (desk/desk_page.cc, Java/Surva.js).
+     .address = kEvents},
     {.path = "/admin/list.asp",
      .roles = kPlanner,
      .make = Make<List>,
      .group = "Planning",
      .caption = "PIN lists",
-     .address = "/admin/list.asp"},
+     .address = "/admin/list.asp",
+     .of_event = {"Schedule", "PIN list", kEvents}},
     {.path = "/admin/slips",
      .roles = kPlanner,
      .desk = desk::ShowSlips,
      .group = "Planning",
      .caption = "Slips",
-     .address = "/admin/slips"},
+     .address = "/admin/slips",
+     .of_event = {"event", "Slips"}},
     {.path = "/admin/mail",
      .roles = kPlanner,
      .desk = desk::ShowMail,
      .group = "Planning",
      .caption = "Mail",
-     .address = "/admin/mail"},
+     .address = "/admin/mail",
+     .of_event = {"event", "Mail"}},
     {.path = "/admin/import",
      .roles = kPlanner,
      .desk = desk::ShowImport,
      .group = "Planning",
      .caption = "Import",
-     .address = "/admin/import"},
+     .address = "/admin/import",
+     .of_event = {"event", "Enrol from a list"}},
     // Reached from the designer.
     {.path = "/admin/poster", .roles = {Role::kPlanner, Role::kDesigner}, .desk = desk::ShowPoster},
     {.path = "/admin/company.asp",
@@ -130,7 +135,8 @@ constexpr Route kRoutes[] = {
      .desk = desk::ShowReport,
      .group = "Reports",
      .caption = "Event report",
-     .address = "/admin/report"},
+     .address = "/admin/report",
+     .of_event = {"event", "Report"}},
     {.path = "/admin/trends",
      .roles = kAnalyst,
      .desk = desk::ShowTrends,
@@ -142,7 +148,8 @@ constexpr Route kRoutes[] = {
      .desk = desk::ShowExport,
      .group = "Reports",
      .caption = "Export",
-     .address = "/admin/export"},
+     .address = "/admin/export",
+     .of_event = {"event", "Export"}},
     {.path = "/admin/privacy",
      .roles = {Role::kOwner},
      .desk = desk::ShowPrivacy,
@@ -172,7 +179,7 @@ std::vector<desk::PageLink> MakeMenu(Role role) {
   std::vector<desk::PageLink> menu;
   for (const Route& route : kRoutes) {
     if (!route.caption.empty() && route.roles.Contains(role)) {
-      menu.push_back({route.address, route.caption, route.group});
+      menu.push_back({route.address, route.caption, route.group, route.of_event});
     }
   }
   return menu;

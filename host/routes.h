@@ -25,6 +25,7 @@ struct Route {
   std::string_view group = {};
   std::string_view caption = {};
   std::string_view address = {};  // as the menu links to it
+  desk::OfEvent of_event = {};
 };
 
 // In the order of the menu.

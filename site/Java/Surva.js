@@ -12,7 +12,8 @@
         { address: "default.asp", caption: "Start", group: "Start" },
         { address: "CreateForm.asp", caption: "Survas", group: "Survas" },
         { address: "schedule.asp?Action=P", caption: "Events", group: "Planning" },
-        { address: "list.asp", caption: "PIN lists", group: "Planning" },
+        { address: "list.asp", caption: "PIN lists", group: "Planning",
+            event: "Schedule", otherwise: "schedule.asp?Action=P" },
         { address: "company.asp?Action=P", caption: "Companies", group: "Records" },
         { address: "student.asp?Action=P", caption: "Students", group: "Records" },
         { address: "Trainer.asp?Action=P", caption: "Trainers", group: "Records" },
@@ -24,14 +25,15 @@
     const kept = "surva.pages";
     const narrow = matchMedia("(max-width: 900px)");
 
-    // The PIN list (list.asp) belongs to one event: the one that the page's own address
-    // names, or else the one that is chosen among the events.
-    function pinList() {
+    // A page of one event wants the one that this page's own address names.
+    function addressOf({ address, event, otherwise }) {
+        if (!otherwise)
+            return address;
         for (const [name, value] of new URLSearchParams(location.search)) {
             if (/^(ModSch[01]|ModUp|ModDown|Schedule(ID)?)$/i.test(name) && /^[0-9]+$/.test(value))
-                return "list.asp?Schedule=" + value;
+                return address + "?" + event + "=" + value;
         }
-        return "schedule.asp?Action=P";
+        return otherwise;
     }
 
     // "/admin/Company.asp?Modify=3" -> "company.asp". The bare folder is the start page.
@@ -49,10 +51,10 @@
     function groups(pages) {
         const found = new Map();
         let current = false;
-        for (const { address, caption, group } of [...pages, publicPage]) {
-            const page = pageName(address);
-            const link = element("a", { href: page === "list.asp" ? pinList() : address, textContent: caption });
-            if (!current && page === pageName(location.pathname)) {
+        for (const entry of [...pages, publicPage]) {
+            const { address, caption, group } = entry;
+            const link = element("a", { href: addressOf(entry), textContent: caption });
+            if (!current && pageName(address) === pageName(location.pathname)) {
                 link.setAttribute("aria-current", "page");
                 current = true;
             }
