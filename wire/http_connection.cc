@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <boost/asio/error.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/http/error.hpp>
-#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -24,16 +22,14 @@ namespace {
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using boost::system::error_code;
+using Found = RequestReader::Found;
 
 // Bodies up to this size go out in the same TLS record as the head.
 constexpr std::size_t kSmallBody = 15 * 1024;
-// A chunked body may bring this many bytes of framing for each byte that it is allowed.
-constexpr std::size_t kMostFraming = 8;
 constexpr std::size_t kMostLogged = 300;
 constexpr int kHelloHead = 9;                     // of a TLS record and of the first message in it
 constexpr std::size_t kLongestHello = 16 * 1024;  // those of browsers have two
 using LowWatermark = asio::socket_base::receive_low_watermark;
-constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kFieldCost = 200;          // of a header field, besides its bytes
 constexpr std::size_t kStreamCost = 512 * 1024;  // of a streamed body, at most
 constexpr std::chrono::seconds kRetryAfter{2};
@@ -43,30 +39,11 @@ constexpr std::string_view kLastChunk = "0\r\n\r\n";
 constexpr std::string_view kChunkEndAndLast = "\r\n0\r\n\r\n";
 constexpr std::size_t kMostDiscarded = 16 * 1024 * 1024;
 
-bool HasBareLineFeed(std::string_view text, std::size_t from) {
-  for (std::size_t at = text.find('\n', from); at != std::string_view::npos; at = text.find('\n', at + 1)) {
-    if (at == 0 || text[at - 1] != '\r') return true;
-  }
-  return false;
-}
-
-// Whether the line of a chunk's size ends inside a quoted text: the parser would wait for the quote's end for ever.
-bool IsCutOffInQuotes(std::string_view text) {
-  if (text.starts_with(kChunkEnd)) text.remove_prefix(kChunkEnd.size());  // behind the chunk before
-  const std::size_t end = text.find(kChunkEnd);
-  bool quoted = false;
-  for (std::size_t i = 0; end != std::string_view::npos && i < end; ++i) {
-    if (text[i] == '"') quoted = !quoted;
-    if (text[i] == '\\' && quoted) ++i;
-  }
-  return quoted;
-}
-
 }  // namespace
 
 template <class Stream>
 HttpConnection<Stream>::HttpConnection(Reception& reception, Stream stream, Peer peer)
-    : Connection(std::move(peer)), reception_(reception), stream_(std::move(stream)) {}
+    : Connection(std::move(peer)), reception_(reception), stream_(std::move(stream)), reader_(reception, peer_) {}
 
 template <class Stream>
 template <class Handler>
@@ -153,118 +130,69 @@ void HttpConnection<Stream>::Refuse(HttpResponse response) {
 template <class Stream>
 void HttpConnection<Stream>::BeginNext() {
   state_ = State::kIdle;
-  if (reception_.stopping() && unread() == 0) return Finish();
+  const bool nothing_there = reader_.unread().empty();
+  if (reception_.stopping() && nothing_there) return Finish();
   reception_.SetWaiting(*this, true);
   // A first request has been on its way since the connection was accepted.
   ArmIn(first_ ? reception_.limits().header : reception_.limits().idle);
-  if (unread() == 0) {
-    begin_ = end_ = 0;
-    large_buffer_.reset();
-    buffer_charge_.Release();
+  if (nothing_there) {
+    reader_.Rest();
     return Read();
   }
-  Parse();
-}
-
-template <class Stream>
-std::size_t HttpConnection<Stream>::capacity() const {
-  return large_buffer_ ? reception_.limits().header_bytes + kSmallBuffer : kSmallBuffer;
-}
-
-// Makes the buffer take at least one more byte; the parser never leaves more than a header's length untaken.
-template <class Stream>
-bool HttpConnection<Stream>::MakeRoom() {
-  if (begin_ == end_) begin_ = end_ = 0;
-  if (end_ < capacity()) return true;
-  const std::size_t left = unread();
-  if (begin_ > 0) {
-    std::memmove(buffer(), buffer() + begin_, left);
-  } else if (!large_buffer_) {
-    const std::size_t size = reception_.limits().header_bytes + kSmallBuffer;
-    buffer_charge_ = reception_.OpenCharge(peer_.trusted || IsLoopback(peer_.address) ? "" : peer_.network);
-    if (!buffer_charge_.GrowTo(size)) return false;
-    std::unique_ptr<char[]> large(new char[size]);
-    std::memcpy(large.get(), small_buffer_.data(), left);
-    large_buffer_ = std::move(large);
-  }
-  begin_ = 0;
-  end_ = left;
-  return true;
+  Go();
 }
 
 template <class Stream>
 void HttpConnection<Stream>::Read() {
-  if (!MakeRoom()) return OnOverload();
-  stream_.async_read_some(asio::buffer(buffer() + end_, capacity() - end_),
-                          Guarded([this](error_code error, std::size_t bytes) { OnRead(error, bytes); }));
+  const asio::mutable_buffer room = reader_.Room();
+  if (room.size() == 0) return OnOverload();
+  stream_.async_read_some(room, Guarded([this](error_code error, std::size_t bytes) { OnRead(error, bytes); }));
 }
 
 template <class Stream>
 void HttpConnection<Stream>::OnRead(error_code error, std::size_t bytes) {
-  end_ += bytes;
+  reader_.Take(bytes);
   if (expired_) return RefuseRequest(StatusPage(408), true);
   if (error) return Finish();
   if (state_ == State::kBody) {
-    transferred_ += bytes;
+    transferred_ = reader_.body_came();
     ArmTransfer(transfer_started_, transferred_);
   }
-  Parse();
+  Go();
 }
 
 template <class Stream>
-void HttpConnection<Stream>::Parse() {
+void HttpConnection<Stream>::Go() {
   if (state_ == State::kBody) {
-    ParseBody();
+    ReadBody();
   } else {
     ReadHeader();
   }
 }
 
-// A header is parsed once it is there, so that one that never ends costs no more than its bytes.
 template <class Stream>
 void HttpConnection<Stream>::ReadHeader() {
   if (state_ == State::kIdle) {
-    // Some old clients send a line break behind a body (RFC 9112, section 2.2).
-    while (unread() > 0 && (buffer()[begin_] == '\r' || buffer()[begin_] == '\n')) ++begin_;
-    if (unread() == 0) return Read();
+    if (!reader_.Begins()) return Read();
     state_ = State::kHeader;
     started_ = std::chrono::steady_clock::now();
-    searched_ = 0;
     if (!first_) ArmIn(reception_.limits().header);
     first_ = false;
   }
-  const std::string_view text(buffer() + begin_, unread());
-  const std::size_t end = text.find(kHeaderEnd, searched_);
-  const std::size_t length = end == std::string_view::npos ? text.size() : end + kHeaderEnd.size();
-  if (length > reception_.limits().header_bytes) return OnParseError(http::error::header_limit);
-  if (!IsLetterOrDigit(text.front()) || HasBareLineFeed(text.substr(0, length), searched_)) {
-    return OnParseError(http::error::bad_line_ending);
+  switch (reader_.ReadHeader()) {
+    case Found::kTooLittle:
+      return Read();
+    case Found::kAll:
+      return OnHeader();
+    default:
+      return OnBroken();
   }
-  if (end != std::string_view::npos) return ParseHeader(length);
-  searched_ = length - std::min(length, kHeaderEnd.size() - 1);
-  Read();
 }
 
 template <class Stream>
-void HttpConnection<Stream>::ParseHeader(std::size_t length) {
-  parser_.emplace();
-  parser_->header_limit(static_cast<std::uint32_t>(reception_.limits().header_bytes));
-  parser_->body_limit(reception_.limits().body_bytes);
-  // A folded line is read as one field by some and as two by others (RFC 9112, section 5.2).
-  const std::string_view text(buffer() + begin_, length);
-  if (text.find("\n ") != std::string_view::npos || text.find("\n\t") != std::string_view::npos) {
-    return OnParseError(http::error::bad_obs_fold);
-  }
-  error_code error;
-  begin_ += parser_->put(asio::const_buffer(text.data(), length), error);
-  if (error) return OnParseError(error);
-  OnHeader(length);
-}
-
-template <class Stream>
-void HttpConnection<Stream>::OnHeader(std::size_t length) {
+void HttpConnection<Stream>::OnHeader() {
   reception_.SetWaiting(*this, false);
-  const auto& header = parser_->get().base();
+  const RequestReader::Header& header = *reader_.header();
   RequestHead head = reception_.Read(header, peer_);
   method_ = header.method_string();
   target_ = header.target();
@@ -275,24 +203,24 @@ void HttpConnection<Stream>::OnHeader(std::size_t length) {
   https_ = head.request.https;
   request_ = std::move(head.request);
   http10_ = header.version() < 11;
-  keep_alive_ = parser_->keep_alive();
+  keep_alive_ = reader_.keep_alive();
   if (head.refusal != 0) {
     HttpResponse response = StatusPage(head.refusal);
     if (head.refusal == 405) response.headers.emplace_back("Allow", "GET, HEAD, POST");
     return RefuseRequest(std::move(response), head.broken_framing);
   }
-  header_cost_ = 2 * length + kFieldCost * request_.headers.size();
+  header_cost_ = 2 * reader_.header_bytes() + kFieldCost * request_.headers.size();
   charge_ = reception_.OpenCharge(network_);
   if (!charge_.GrowTo(header_cost_)) return OnOverload();
-  if (parser_->is_done()) return Dispatch();
+  if (!reader_.LacksBody()) return Dispatch();
 
   state_ = State::kBody;
-  parser_->eager(true);
+  reader_.BeginBody();
   transfer_started_ = std::chrono::steady_clock::now();
-  transferred_ = unread();
+  transferred_ = reader_.body_came();
   ArmTransfer(transfer_started_, transferred_);
-  if (head.expects_continue && unread() == 0) return LetBodyCome();
-  ParseBody();
+  if (head.expects_continue && transferred_ == 0) return LetBodyCome();
+  ReadBody();
 }
 
 template <class Stream>
@@ -305,44 +233,29 @@ void HttpConnection<Stream>::LetBodyCome() {
 }
 
 template <class Stream>
-void HttpConnection<Stream>::ParseBody() {
-  error_code error;
-  while (!parser_->is_done()) {
-    begin_ += parser_->put(asio::const_buffer(buffer() + begin_, unread()), error);
-    if (error && error != http::error::need_more) return OnParseError(error);
-    if (!charge_.GrowTo(header_cost_ + parser_->get().body().capacity())) return OnOverload();
-    if (parser_->is_done()) break;
-    if (unread() == 0 || error == http::error::need_more) {
-      // What is left is framing. A chunk's head or trailer that fills the buffer is none, nor is one that cannot end
-      // any more, and framing must not be what is mostly sent.
-      const std::string_view left(buffer() + begin_, unread());
-      if (left.size() > reception_.limits().header_bytes || HasBareLineFeed(left, 0) || IsCutOffInQuotes(left)) {
-        return OnParseError(http::error::bad_chunk);
-      }
-      if (transferred_ > reception_.limits().body_bytes * kMostFraming) return OnParseError(http::error::body_limit);
+void HttpConnection<Stream>::ReadBody() {
+  switch (reader_.ReadBody(charge_, header_cost_)) {
+    case Found::kTooLittle:
       return Read();
-    }
+    case Found::kAll:
+      return Dispatch();
+    case Found::kBroken:
+      return OnBroken();
+    case Found::kTooCostly:
+      return OnOverload();
   }
-  Dispatch();
-}
-
-template <class Stream>
-void HttpConnection<Stream>::OnParseError(error_code error) {
-  unsigned status = 400;
-  if (error == http::error::header_limit) status = 431;
-  if (error == http::error::body_limit) status = 413;
-  RefuseRequest(StatusPage(status), true);
 }
 
 template <class Stream>
 void HttpConnection<Stream>::OnOverload() {
-  RefuseRequest(StatusPage(503, "The server is busy. Please try again in a moment.", kRetryAfter), !parser_);
+  RefuseRequest(StatusPage(503, "The server is busy. Please try again in a moment.", kRetryAfter),
+                reader_.header() == nullptr);
 }
 
 template <class Stream>
 void HttpConnection<Stream>::RefuseRequest(HttpResponse response, bool last) {
   // A body that was not read would be taken for the next request.
-  if (last || (parser_ && !parser_->is_done())) {
+  if (last || reader_.LacksBody()) {
     keep_alive_ = false;
     lingers_ = true;
   }
@@ -354,22 +267,21 @@ void HttpConnection<Stream>::RefuseRequest(HttpResponse response, bool last) {
   }
   if (target_.empty()) {
     // The log tells as much of the request as could be read.
-    if (parser_) {
-      method_ = parser_->get().method_string();
-      target_ = parser_->get().target();
+    if (const RequestReader::Header* header = reader_.header()) {
+      method_ = header->method_string();
+      target_ = header->target();
     }
-    const std::string_view rest(buffer() + begin_, unread());
+    const std::string_view rest = reader_.unread();
     if (target_.empty()) target_ = rest.substr(0, std::min<std::size_t>(rest.find_first_of("\r\n"), kMostLogged));
   }
-  parser_.reset();
+  reader_.Forget();
   state_ = State::kWorking;
   Answer(std::move(response));
 }
 
 template <class Stream>
 void HttpConnection<Stream>::Dispatch() {
-  request_.body = std::move(parser_->get().body());
-  parser_.reset();
+  request_.body = reader_.TakeBody();
   state_ = State::kWorking;
   Disarm();
   reception_.Handle(std::move(request_), std::move(charge_), shared_from_this());
@@ -517,7 +429,7 @@ void HttpConnection<Stream>::Linger() {
 
 template <class Stream>
 void HttpConnection<Stream>::Discard() {
-  socket().async_read_some(asio::buffer(small_buffer_), Guarded([this](error_code error, std::size_t bytes) {
+  socket().async_read_some(reader_.Scratch(), Guarded([this](error_code error, std::size_t bytes) {
                              transferred_ += bytes;
                              if (error || transferred_ > kMostDiscarded) return Close();
                              Discard();
@@ -563,7 +475,7 @@ void HttpConnection<Stream>::Close() noexcept {
   }
   socket().close(ignored);
   charge_.Release();
-  buffer_charge_.Release();
+  reader_.EndCharge();
   try {
     if (answering) NoteAccess();
   } catch (...) {  // a line less in the log

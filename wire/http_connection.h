@@ -8,45 +8,21 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/stream.hpp>
-#include <boost/beast/core/buffers_range.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "wire/byte_budget.h"
 #include "wire/connection.h"
 #include "wire/http_message.h"
+#include "wire/request_reader.h"
+#include "wire/status_page.h"
 
 namespace surva::wire {
 
 using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, boost::asio::io_context::executor_type>;
 using TlsSocket = boost::asio::ssl::stream<Socket>;
-
-// A body that grows as it comes, whatever length was told beforehand.
-struct GrowingBody {
-  using value_type = std::string;
-  class reader {
-   public:
-    template <bool kRequest, class Fields>
-    reader(boost::beast::http::header<kRequest, Fields>&, value_type& body) : body_(body) {}
-    void init(const boost::optional<std::uint64_t>&, boost::system::error_code& error) { error = {}; }
-    template <class Buffers>
-    std::size_t put(const Buffers& buffers, boost::system::error_code& error) {
-      error = {};
-      for (const boost::asio::const_buffer buffer : boost::beast::buffers_range_ref(buffers)) {
-        body_.append(static_cast<const char*>(buffer.data()), buffer.size());
-      }
-      return boost::asio::buffer_size(buffers);
-    }
-    void finish(boost::system::error_code& error) { error = {}; }
-
-   private:
-    value_type& body_;
-  };
-};
 
 template <class Stream>
 class HttpConnection final : public Connection {
@@ -63,8 +39,6 @@ class HttpConnection final : public Connection {
 
  private:
   static constexpr bool kTls = std::is_same_v<Stream, TlsSocket>;
-  static constexpr std::size_t kSmallBuffer = 4096;  // holds the header of all but rare requests
-  using Parser = boost::beast::http::request_parser<GrowingBody>;
 
   enum class State {
     kHandshake,
@@ -83,16 +57,15 @@ class HttpConnection final : public Connection {
   auto Guarded(Handler handler);
   void Read();
   void OnRead(boost::system::error_code error, std::size_t bytes);
-  void Parse();
+  void Go();
   void ReadHeader();
-  void ParseHeader(std::size_t length);
-  void OnHeader(std::size_t length);
+  void OnHeader();
   void LetBodyCome();
-  void ParseBody();
+  void ReadBody();
   void Dispatch();
   // Refuses the request that is being read; `last` if what follows it cannot be understood.
   void RefuseRequest(HttpResponse response, bool last);
-  void OnParseError(boost::system::error_code error);
+  void OnBroken() { RefuseRequest(StatusPage(reader_.refusal()), true); }
   void OnOverload();
   void Write();
   void TakePiece();
@@ -112,12 +85,6 @@ class HttpConnection final : public Connection {
   Socket& socket();
   std::shared_ptr<HttpConnection> self() { return std::static_pointer_cast<HttpConnection>(shared_from_this()); }
 
-  // The bytes that were read and not yet taken.
-  char* buffer() { return large_buffer_ ? large_buffer_.get() : small_buffer_.data(); }
-  std::size_t capacity() const;
-  std::size_t unread() const { return end_ - begin_; }
-  bool MakeRoom();  // false if the server has no memory left for it
-
   Reception& reception_;
   Stream stream_;
   State state_ = State::kIdle;
@@ -127,12 +94,7 @@ class HttpConnection final : public Connection {
   bool http10_ = false;
   bool lingers_ = false;
 
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
-  std::size_t searched_ = 0;  // of what is unread: holds no end of a header
-  std::unique_ptr<char[]> large_buffer_;
-  ByteCharge buffer_charge_;
-  std::optional<Parser> parser_;
+  RequestReader reader_;
   HttpRequest request_;
   ByteCharge charge_;  // of the request or the answer
   std::size_t header_cost_ = 0;
@@ -153,8 +115,6 @@ class HttpConnection final : public Connection {
   std::size_t body_bytes_ = 0;  // sent, or about to be
   SteadyTime waiting_since_;    // for the next piece
   std::array<boost::asio::const_buffer, 3> to_write_;
-
-  std::array<char, kSmallBuffer> small_buffer_;
 };
 
 extern template class HttpConnection<Socket>;
