@@ -10,9 +10,6 @@
 #include <utility>
 
 #include "frame/values/ascii.h"
-#include "wire/body_stream.h"
-#include "wire/proxy.h"
-#include "wire/response_head.h"
 #include "wire/status_page.h"
 
 namespace surva::wire {
@@ -34,9 +31,6 @@ constexpr std::size_t kFieldCost = 200;          // of a header field, besides i
 constexpr std::size_t kStreamCost = 512 * 1024;  // of a streamed body, at most
 constexpr std::chrono::seconds kRetryAfter{2};
 constexpr std::chrono::seconds kLookForPeer{1};  // while a streamed body is awaited
-constexpr std::string_view kChunkEnd = "\r\n";
-constexpr std::string_view kLastChunk = "0\r\n\r\n";
-constexpr std::string_view kChunkEndAndLast = "\r\n0\r\n\r\n";
 constexpr std::size_t kMostDiscarded = 16 * 1024 * 1024;
 
 }  // namespace
@@ -291,35 +285,19 @@ template <class Stream>
 void HttpConnection<Stream>::Answer(HttpResponse response) {
   if (state_ != State::kWorking) return;
   state_ = State::kWriting;
-  response_ = std::move(response);
   if (reception_.stopping()) keep_alive_ = false;
-  const bool bodiless = IsBodiless(response_.status) || method_ == "HEAD";
   Framing framing = Framing::kLength;
-  if (response_.stream) {
+  if (response.stream) {
     framing = http10_ ? Framing::kUntilClosed : Framing::kChunked;
     if (http10_) keep_alive_ = false;
   }
   Persistence persistence = Persistence::kUnsaid;
   if (!keep_alive_) persistence = Persistence::kClose;
   if (keep_alive_ && http10_) persistence = Persistence::kKeepAlive;
-  head_.clear();
-  AppendHead(head_, response_, {reception_.date(), request_id_, framing, persistence, https_});
   charge_ = reception_.OpenCharge(network_);
-  charge_.Set(response_.stream ? kStreamCost : response_.body.capacity());
-
-  std::string_view body = response_.stream ? std::string_view() : BodyOf(response_);
-  if (bodiless) {
-    body = {};
-    response_.stream.reset();
-  }
-  body_bytes_ = body.size();
-  if constexpr (kTls) {
-    if (body.size() <= kSmallBody) {
-      head_.append(body);
-      body = {};
-    }
-  }
-  to_write_ = {asio::buffer(head_), asio::buffer(body)};
+  charge_.Set(response.stream ? kStreamCost : response.body.capacity());
+  writer_.Begin(std::move(response), {reception_.date(), request_id_, framing, persistence, https_}, method_ != "HEAD",
+                kTls ? kSmallBody : 0);
   transfer_started_ = std::chrono::steady_clock::now();
   transferred_ = 0;
   Write();
@@ -328,43 +306,30 @@ void HttpConnection<Stream>::Answer(HttpResponse response) {
 template <class Stream>
 void HttpConnection<Stream>::Write() {
   ArmTransfer(transfer_started_, transferred_);
-  stream_.async_write_some(to_write_, Guarded([this](error_code error, std::size_t bytes) {
+  stream_.async_write_some(writer_.due(), Guarded([this](error_code error, std::size_t bytes) {
                              transferred_ += bytes;
-                             for (asio::const_buffer& part : to_write_) {
-                               const std::size_t taken = std::min(bytes, part.size());
-                               part += taken;
-                               bytes -= taken;
-                             }
+                             writer_.Take(bytes);
                              if (error) return Close();
-                             if (asio::buffer_size(to_write_) > 0) return Write();
-                             if (response_.stream) return TakePiece();
-                             OnWritten();
+                             writer_.IsDue() ? Write() : WriteOn();
                            }));
 }
 
 template <class Stream>
-void HttpConnection<Stream>::TakePiece() {
-  using BodyState = BodySource::State;
-  const BodyState state = response_.stream->Take(piece_, reception_.Resumption(shared_from_this()));
-  if (piece_.empty() && state == BodyState::kGoesOn) {
-    // The time that the maker takes is not the peer's.
-    state_ = State::kAwaitingBody;
-    waiting_since_ = std::chrono::steady_clock::now();
-    return ArmIn(kLookForPeer);
+void HttpConnection<Stream>::WriteOn() {
+  using Next = ResponseWriter::Next;
+  switch (writer_.Go(writer_.streams() ? reception_.Resumption(shared_from_this()) : std::function<void()>())) {
+    case Next::kMore:
+      return Write();
+    case Next::kNothing:
+      return OnWritten();
+    case Next::kNotYet:
+      // The time that the maker takes is not the peer's.
+      state_ = State::kAwaitingBody;
+      waiting_since_ = std::chrono::steady_clock::now();
+      return ArmIn(kLookForPeer);
+    case Next::kBrokenOff:
+      return Close();
   }
-  if (state == BodyState::kBrokenOff) return Close();
-  body_bytes_ += piece_.size();
-  head_.clear();
-  std::string_view end;
-  if (!http10_) {
-    if (!piece_.empty()) AppendChunkHead(head_, piece_.size());
-    end = kChunkEnd;
-    if (state == BodyState::kFinished) end = piece_.empty() ? kLastChunk : kChunkEndAndLast;
-  }
-  if (state == BodyState::kFinished) response_.stream.reset();
-  to_write_ = {asio::buffer(head_), asio::buffer(piece_), asio::buffer(end)};
-  if (asio::buffer_size(to_write_) == 0) return OnWritten();
-  Write();
 }
 
 template <class Stream>
@@ -372,18 +337,15 @@ void HttpConnection<Stream>::Resume() {
   if (state_ != State::kAwaitingBody) return;
   state_ = State::kWriting;
   transfer_started_ += std::chrono::steady_clock::now() - waiting_since_;
-  TakePiece();
+  WriteOn();
 }
 
 template <class Stream>
 void HttpConnection<Stream>::OnWritten() {
   NoteAccess();
   state_ = State::kIdle;
-  const bool large = head_.capacity() > 1024;
-  if (large) std::string().swap(head_);
-  response_ = {};
+  writer_.Rest();
   charge_.Release();
-  std::string().swap(piece_);
   method_.clear();
   target_.clear();
   remote_addr_.clear();
@@ -399,8 +361,8 @@ void HttpConnection<Stream>::NoteAccess() {
                            .remote_addr = remote_addr_,
                            .method = method_,
                            .target = target_,
-                           .status = response_.status,
-                           .bytes = body_bytes_,
+                           .status = writer_.status(),
+                           .bytes = writer_.body_bytes(),
                            .milliseconds = time.count()});
 }
 
@@ -468,10 +430,10 @@ void HttpConnection<Stream>::Close() noexcept {
   state_ = State::kClosed;
   Disarm();
   error_code ignored;
-  if (response_.stream) {
+  if (writer_.streams()) {
     // Nobody may take what he has got of an unfinished body for all there is.
     socket().set_option(asio::socket_base::linger(true, 0), ignored);
-    response_.stream.reset();
+    writer_.BreakOff();
   }
   socket().close(ignored);
   charge_.Release();

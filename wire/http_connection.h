@@ -2,9 +2,7 @@
 // and writes the answers in the same order.
 #pragma once
 
-#include <array>
 #include <boost/asio/basic_stream_socket.hpp>
-#include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/stream.hpp>
@@ -17,6 +15,7 @@
 #include "wire/connection.h"
 #include "wire/http_message.h"
 #include "wire/request_reader.h"
+#include "wire/response_writer.h"
 #include "wire/status_page.h"
 
 namespace surva::wire {
@@ -68,7 +67,7 @@ class HttpConnection final : public Connection {
   void OnBroken() { RefuseRequest(StatusPage(reader_.refusal()), true); }
   void OnOverload();
   void Write();
-  void TakePiece();
+  void WriteOn();
   void OnWritten();
   void NoteAccess();
   void ShakeHands();
@@ -109,12 +108,8 @@ class HttpConnection final : public Connection {
   std::string request_id_;
   std::string network_;  // to be charged; empty for nobody in particular
   bool https_ = false;
-  HttpResponse response_;
-  std::string head_;
-  std::string piece_;           // of a streamed body
-  std::size_t body_bytes_ = 0;  // sent, or about to be
-  SteadyTime waiting_since_;    // for the next piece
-  std::array<boost::asio::const_buffer, 3> to_write_;
+  ResponseWriter writer_;
+  SteadyTime waiting_since_;  // for the next piece
 };
 
 extern template class HttpConnection<Socket>;

@@ -1,5 +1,5 @@
-// RequestReader: the bytes that have come over one connection, and the requests in them. It knows no socket: who has one
-// reads into its room, and asks what there is.
+// RequestReader: the bytes that have come over one connection, and the requests in them. It knows no socket: who has
+// one reads into its room, and asks what there is.
 #pragma once
 
 #include <array>
