@@ -105,6 +105,8 @@ class BareEngine {
   explicit BareEngine(const std::string& file) {
     sqlite3_open(file.c_str(), &database_);
     surva::bench::RegisterCollation(database_);
+    // The server is there too, and has chores.
+    sqlite3_busy_timeout(database_, 5000);
     // The triggers that keep old rows are ours, and so are the functions that they call.
     sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     Run("PRAGMA journal_mode=WAL");
