@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
-#include <mutex>
 #include <system_error>
 #include <unordered_map>
 #include <vector>
@@ -146,6 +145,10 @@ int CompareFunction(void*, int a_size, const void* a, int b_size, const void* b)
                       {static_cast<const char*>(b), static_cast<std::size_t>(b_size)});
 }
 
+// Counting every piece of memory under one mutex is work for nobody. SQLite takes this only before anybody has opened a
+// file, whoever that may be.
+[[maybe_unused]] const int kConfigured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+
 // For what another program holds, where a request has no deadline of its own.
 constexpr std::chrono::seconds kPatience{10};
 // How many rows one statement adds at most.
@@ -228,9 +231,6 @@ void MakeForOwnerAlone(const std::string& path) {
 
 SqliteEngine::SqliteEngine(const std::string& path, MissingFile missing, Traffic& traffic, ChangeLog& log)
     : path_(path), traffic_(traffic), log_(log) {
-  // Counting every piece of memory under one mutex is work for nobody.
-  static std::once_flag configured;
-  std::call_once(configured, [] { sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); });
   if (missing == MissingFile::kMade) MakeForOwnerAlone(path);
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
