@@ -35,7 +35,7 @@ void FillForm::AcceptAnswers(std::string_view surva) {
           add(question, request().Has(control) ? Field(request()(control)) : Field(), {});
           break;
         case 2:
-          walk.choices().ForEach(question.Integer(), [&](const Row& choice) {
+          walk.choices().ForEachKey(question.Integer(), [&](const Row& choice) {
             const std::string key = choice["FieldValueID"].Text();
             if (request()(control + "V" + key) == key) add(question, choice["FieldValueID"], {});
           });

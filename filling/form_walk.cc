@@ -27,6 +27,14 @@ data::Rows ReadLayout(data::Connection& connection, std::string_view surva, cons
        data::Number(surva), " order by PositionID nulls first, SurvaLayoutID"});
 }
 
+// An index alone answers for FieldValueID and QuestionID.
+data::Rows ReadChoices(data::Connection& connection, const data::Piece& columns, std::string_view surva) {
+  return connection.Query({"select ", columns,
+                           " from FieldValue where QuestionID in "
+                           "(select SurvaLayout.QuestionID from SurvaLayout where SurvaLayout.SurvaVersionID=",
+                           data::Number(surva), ") order by QuestionID, FieldValueID"});
+}
+
 }  // namespace
 
 // The letter case of the tags differs from row to row and from mode to mode; browsers do not mind, and it stays.
@@ -69,31 +77,23 @@ struct FormWalk::Question {
   std::string_view separator;  // behind a box or button
 };
 
-void FormChoices::Load() {
-  if (rows_) return;
-  rows_ = connection_.Query({"select FieldValueID, QuestionID, FieldValue from FieldValue where QuestionID in "
-                             "(select SurvaLayout.QuestionID from SurvaLayout where SurvaLayout.SurvaVersionID=",
-                             Number(surva_), ") order by FieldValueID"});
-  order_.reserve(rows_->size());
-  for (std::size_t row = 0; row < rows_->size(); ++row) order_.emplace_back((*rows_)[row]["QuestionID"].Integer(), row);
-  std::sort(order_.begin(), order_.end());
+const data::Rows& FormChoices::Keys() {
+  if (rows_) return *rows_;
+  if (!keys_) keys_ = ReadChoices(connection_, "FieldValueID, QuestionID", surva_);
+  return *keys_;
+}
+
+const data::Rows& FormChoices::WithTexts() {
+  if (!rows_) rows_ = ReadChoices(connection_, "FieldValueID, QuestionID, FieldValue", surva_);
+  return *rows_;
 }
 
 bool FormChoices::Holds(std::int64_t field_value) {
-  Load();
-  // The rows stand in the order of their keys.
-  std::size_t first = 0;
-  for (std::size_t last = rows_->size(); first < last;) {
-    const std::size_t middle = (first + last) / 2;
-    const std::int64_t key = (*rows_)[middle]["FieldValueID"].Integer();
-    if (key == field_value) return true;
-    if (key < field_value) {
-      first = middle + 1;
-    } else {
-      last = middle;
-    }
+  if (sorted_.empty()) {
+    for (const Row& row : Keys()) sorted_.push_back(row["FieldValueID"].Integer());
+    std::sort(sorted_.begin(), sorted_.end());
   }
-  return false;
+  return std::binary_search(sorted_.begin(), sorted_.end(), field_value);
 }
 
 FormWalk::FormWalk(PageObject& page, data::Connection& connection, std::string_view surva, const WalkMode& mode,

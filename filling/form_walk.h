@@ -16,7 +16,8 @@
 
 namespace surva {
 
-// The choices of all questions of a surva, each question's in the order of their keys.
+// The choices of all questions of a surva, each question's in the order of their keys. Their texts are read only where
+// they are shown.
 class FormChoices {
  public:
   FormChoices(data::Connection& connection, std::string_view surva) : connection_(connection), surva_(surva) {}
@@ -24,23 +25,41 @@ class FormChoices {
   // Calls `each` with every choice's row: FieldValueID, FieldValue.
   template <class Each>
   void ForEach(std::int64_t question, Each each) {
-    Load();
-    for (auto at = std::lower_bound(order_.begin(), order_.end(), std::pair(question, std::size_t{0}));
-         at != order_.end() && at->first == question; ++at) {
-      each((*rows_)[at->second]);
-    }
+    Walk(WithTexts(), question, each);
+  }
+  // The same with FieldValueID alone.
+  template <class Each>
+  void ForEachKey(std::int64_t question, Each each) {
+    Walk(Keys(), question, each);
   }
 
   // Whether a choice of this key is among them.
   bool Holds(std::int64_t field_value);
 
  private:
-  void Load();
+  const data::Rows& Keys();
+  const data::Rows& WithTexts();
+
+  // The rows stand in the order of their questions.
+  template <class Each>
+  static void Walk(const data::Rows& rows, std::int64_t question, Each each) {
+    std::size_t at = 0;
+    for (std::size_t end = rows.size(); at < end;) {
+      const std::size_t middle = (at + end) / 2;
+      if (rows[middle]["QuestionID"].Integer() < question) {
+        at = middle + 1;
+      } else {
+        end = middle;
+      }
+    }
+    for (; at < rows.size() && rows[at]["QuestionID"].Integer() == question; ++at) each(rows[at]);
+  }
 
   data::Connection& connection_;
   std::string_view surva_;
+  std::optional<data::Rows> keys_;
   std::optional<data::Rows> rows_;
-  std::vector<std::pair<std::int64_t, std::size_t>> order_;  // question, row
+  std::vector<std::int64_t> sorted_;  // keys
 };
 
 // What a text question shows whose answer is not stored at all.
