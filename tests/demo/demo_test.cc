@@ -6,7 +6,6 @@
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
 #include "frame/values/text.h"
-#include "tests/support/page_harness.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {

@@ -9,10 +9,12 @@
 #include <thread>
 
 #include "desk/mail_sender.h"
-#include "tests/desk/desk.h"
+#include "tests/support/node.h"
 
 namespace surva::desk {
 namespace {
+
+using test::Holds;
 
 // A real SMTP server that keeps what it takes.
 class MailServer {
@@ -49,15 +51,9 @@ class MailServer {
   std::FILE* server_ = nullptr;
 };
 
-class Mails : public Desk {
+class Mails : public test::OnSite {
  protected:
   Mails() {
-    http.path = "/admin/mail";
-    settings.public_address = "https://surva.example";
-    settings.mail = {.server = server.address(),
-                     .sender = "\u00c9cole (surva) <ask@surva.example>",
-                     .tls = false,
-                     .per_minute = 10'000};
     Write({"update Student set FirstName='Gda&#324;', LastName='Kay', email='kay@x.example' where StudentID=205"});
   }
   // Enrols somebody with this address.
@@ -67,7 +63,7 @@ class Mails : public Desk {
         {"insert into Participant (ScheduleID, StudentID, PIN) select 56, max(StudentID), max(StudentID) from Student"});
   }
   std::unique_ptr<MailSender> Start(data::Database& of) {
-    return std::make_unique<MailSender>(settings.mail, of, log, clock, rhythm);
+    return std::make_unique<MailSender>(settings, of, log, clock, rhythm);
   }
   std::string States() { return Read({"select State, count(*) from Outbox group by State order by State"}); }
   // Waits for as many rows, as long as a slow disk may need: each mail is flushed to it three times.
@@ -78,9 +74,18 @@ class Mails : public Desk {
     }
   }
   void Finish() { Await("State<4", "0"); }
-  void Queue(const char* kind) { EXPECT_EQ(Post(ShowMail, {{"event", "56"}, {"send", kind}}).status, 303U); }
+  wire::HttpResponse Ask(const std::string& what) {
+    return browser.Post(office, "/admin/mail", "event=56&" + what);
+  }
+  void Queue(const std::string& kind) { EXPECT_EQ(Ask("send=" + kind).status, 303U); }
 
   MailServer server;
+  MailSettings settings = {.server = server.address(),
+                           .sender = "\u00c9cole (surva) <ask@surva.example>",
+                           .tls = false,
+                           .per_minute = 10'000};
+  test::Node office{database.dsn(),
+                    ExampleSite(watch, clock, {.public_address = "https://surva.example", .mail = settings})};
   test::KeptLog log;
   MailSender::Rhythm rhythm{
       .look = std::chrono::milliseconds(50), .last_words = std::chrono::seconds(0), .retry = std::chrono::seconds(1)};
@@ -94,7 +99,7 @@ TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   }
   Write({"update Training set TrainingName='x",
          "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9' where TrainingID=32"});
-  const auto trial = Post(ShowMail, {{"event", "56"}, {"try", "invitation"}});
+  const auto trial = Ask("try=invitation");
   EXPECT_TRUE(Holds(trial, "5 of 8 would get this invitation.")) << trial.body;
   EXPECT_TRUE(Holds(trial, "Dear Gda\u0144 Kay,"));
   EXPECT_TRUE(Holds(trial, "https://surva.example/fill?PIN=0001"));
@@ -107,7 +112,7 @@ TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   sender.reset();
   EXPECT_EQ(States(), "4,3 5,1 6,1");
   EXPECT_EQ(server.Mails().size(), 4U);
-  const auto page = Get(ShowMail, {{"event", "56"}});
+  const auto page = Ask("");
   EXPECT_TRUE(Holds(page, "550 5.1.1 No such person &lt;here&gt;")) << page.body;
   EXPECT_TRUE(Holds(page, "perhaps sent"));
   Queue("invitation");
@@ -169,8 +174,8 @@ TEST_P(Mails, OfADeadSenderAreSentByAnother) {
 
 TEST_P(Mails, GoByTlsToAServerThatIsWhoItSays) {
   const MailServer by_tls("tls"), by_starttls("starttls");
-  settings.mail.account = "surva";
-  settings.mail.tls = true;
+  settings.account = "surva";
+  settings.tls = true;
   Enrol("second@x.example");
   Queue("invitation");
   // Until the server has been left alone: what it says then.
@@ -185,25 +190,25 @@ TEST_P(Mails, GoByTlsToAServerThatIsWhoItSays) {
     return told;
   };
   rhythm.retry = std::chrono::seconds(600);
-  settings.mail.password = "pass word";
+  settings.password = "pass word";
   EXPECT_NE(refused().find("STARTTLS"), std::string::npos);  // a server without TLS gets no password
   for (const MailServer* secure : {&by_tls, &by_starttls}) {
-    settings.mail.server = secure->address();
-    settings.mail.authority.clear();
+    settings.server = secure->address();
+    settings.authority.clear();
     EXPECT_NE(refused().find("certificate"), std::string::npos) << secure->address();
-    settings.mail.authority = secure->authority();
-    settings.mail.password = "guessed";
+    settings.authority = secure->authority();
+    settings.password = "guessed";
     EXPECT_NE(refused().find("535"), std::string::npos) << secure->address();
-    settings.mail.password = "pass word";
+    settings.password = "pass word";
     EXPECT_TRUE(secure->Mails().empty());
     EXPECT_EQ(Read({"select State, Attempts from Outbox"}), "1,0 1,0");
-    settings.mail.per_minute = 1;
+    settings.per_minute = 1;
     auto sender = Start(*database);
     for (int i = 0; i < 600 && States() != "1,1 4,1"; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
     sender.reset();
     EXPECT_EQ(secure->Mails().size(), 1U);  // the other one waits for its minute
     Write({"update Outbox set State=1, Attempts=0, Told=''"});
-    settings.mail.per_minute = 100;
+    settings.per_minute = 100;
   }
   EXPECT_TRUE(server.Mails().empty());
 }

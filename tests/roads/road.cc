@@ -5,7 +5,6 @@
 
 #include "frame/values/text.h"
 #include "tests/roads/roads.h"
-#include "tests/support/fixture.h"
 
 namespace surva::test {
 namespace {
@@ -69,21 +68,6 @@ std::string PageFile(const std::string& bytes, bool utf8) {
   return file + "\n";
 }
 
-// What a road's site is: rows are written one by one, so that a refused form takes the same keys on both engines.
-Node::Options SiteOf(Watch& watch, const Clock& clock) {
-  return {.wrap = WatchedEngine::Around(watch),
-          .service = {.owner = {.author = "A. Uthor",
-                                .notice = "Example Training",
-                                .official = "http://www.example",
-                                .homepage = "http://home.example/"},
-                      .desk = {.readers = "the <office>"},
-                      // The sockets' way speaks as a proxy does.
-                      .gate = {.guarded_in_front = true},
-                      .free_wrong_pins = 0,
-                      .public_writes = {.writes_an_hour = 0}},
-          .clock = clock};
-}
-
 // A line's requests: one for each of the choices that it has between braces, as in {A|B}, and none of those chosen if
 // it has no braces. Between quotes braces are letters.
 std::vector<std::pair<std::string, std::string>> RequestsOf(const std::string& line) {
@@ -122,7 +106,7 @@ class Player {
       const std::string& line = lines[at];
       if (line.starts_with("  ")) continue;
       played_.text += line + "\n";
-      if (line.empty() || line.starts_with('#') || Settle(WordsOf(line))) continue;
+      if (line.empty() || line.starts_with('#')) continue;
       std::map<std::string, std::string> names;  // of pages, by what was chosen
       for (std::size_t told = at + 1; told < lines.size() && lines[told].starts_with("  "); ++told) {
         const std::size_t arrow = lines[told].find("-> ");
@@ -130,6 +114,7 @@ class Player {
         names[lines[told].substr(2, arrow - 2)] = Between(lines[told] + ";", " page ", ";");
       }
       for (const auto& [choice, request] : RequestsOf(line)) {
+        if (Settle(WordsOf(request))) continue;
         const std::string told = choice + (choice.empty() ? "" : " ");
         played_.text += "  " + told + "-> ";
         Ask(WordsOf(request), names[told]);
@@ -145,13 +130,15 @@ class Player {
 
   // Whether a line is no request, but settles something for those that follow.
   bool Settle(const std::vector<Word>& words) {
-    if (words[0].text == "clock" && words.size() == 3) {
+    if (words[0].text == "clock" && words.size() >= 3) {
       clock_.now = ReadIso(words[1].text + " " + words[2].text).value();
+      clock_.ticks = words.back().text == "ticking";
     } else if (words[0].text == "headers") {
       headers_.clear();
       for (std::size_t i = 1; i < words.size(); ++i) headers_.push_back(words[i].text);
     } else if (words[0].text == "visitor" && words.size() >= 4 && words[2].text == "from") {
-      Browser& browser = browsers_[words[1].text] = {words[3].text};
+      Browser& browser = browsers_[words[1].text];
+      browser = {words[3].text, false, {}, browser.cookies};
       for (std::size_t i = 4; i < words.size(); ++i) {
         const std::size_t equals = words[i].text.find('=');
         if (words[i].text == "https") browser.https = true;
@@ -202,7 +189,7 @@ class Player {
     request.server_name = request.host = "www.example";
     request.https = browser.https;
     const Snapshot before = ReadRows(database_);
-    if (!way_) way_ = MakeWay(way_name_, database_.dsn(), SiteOf(watch_, clock_));
+    if (!way_) way_ = MakeWay(way_name_, database_.dsn(), ExampleSite(watch_, clock_));
     Tell(way_->Ask(request), browser, page_name);
     played_.text += Difference(before, ReadRows(database_));
   }

@@ -1,5 +1,5 @@
-// Roads: requests of one or several visitors one after the other, with what came back and what they changed. What a road
-// file may hold is told in README.md.
+// Roads: requests of one or several visitors one after the other, with what came back and what they changed. What a
+// road file may hold is told in README.md.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,7 @@ std::string ValueText(const Field& field) {
 }
 
 // Those of the system, and what pages of our own keep.
-const std::vector<const data::Table*>& Tables() {
+const std::vector<const data::Table*>& Told() {
   static const std::vector<const data::Table*> all = [] {
     std::vector<const data::Table*> tables(data::AllTables().begin(), data::AllTables().end());
     tables.insert(tables.end(), {&data::tables::kEventClose, &data::tables::kMailText});
@@ -59,8 +59,8 @@ std::string Quoted(std::string_view text) {
 Snapshot ReadRows(data::Database& database) {
   data::Connection db(database);
   Snapshot all;
-  for (std::size_t number = 0; number < Tables().size(); ++number) {
-    const data::Table& table = *Tables()[number];
+  for (std::size_t number = 0; number < Told().size(); ++number) {
+    const data::Table& table = *Told()[number];
     for (const data::Row& row : db.Query({"select * from ", Name(table)})) {
       Columns columns;
       for (const data::Column& column : table.columns) {
@@ -75,7 +75,7 @@ Snapshot ReadRows(data::Database& database) {
 std::string Difference(const Snapshot& before, const Snapshot& after) {
   std::string lines;
   const auto tell = [&](char mark, const auto& key, const Columns& row, const Columns& old) {
-    lines.append("  ").append(1, mark).append(" ").append(Tables()[key.first]->name);
+    lines.append("  ").append(1, mark).append(" ").append(Told()[key.first]->name);
     lines += " " + std::to_string(key.second) + (mark == '-' ? "" : ":");
     for (std::size_t i = 1; i < row.size(); ++i) {
       if (mark == '~' && old[i] == row[i]) continue;

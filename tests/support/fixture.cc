@@ -24,8 +24,10 @@ std::string SqlValue(const data::Column& column, Word word) {
 }
 
 const data::Table& TableOf(std::string_view name) {
-  for (const data::Table* table : data::AllTables()) {
-    if (table->name == name) return *table;
+  for (const auto tables : {data::AllTables(), data::HostTables()}) {
+    for (const data::Table* table : tables) {
+      if (table->name == name) return *table;
+    }
   }
   throw std::runtime_error("the fixture names a table that is none: " + std::string(name));
 }

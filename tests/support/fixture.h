@@ -5,10 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/data/database.h"
-#include "tests/support/page_harness.h"
 #include "tests/support/test_database.h"
-#include "tests/support/watched_engine.h"
 
 namespace surva::test {
 
@@ -27,16 +24,14 @@ void LoadFixture(data::Database& database);
 // Adds one more row: words as `given TABLE Column=value ...`.
 void AddRow(data::Database& database, const std::vector<Word>& words);
 
-// Base of the tests of pages on both engines: a visitor to the rows of the fixture, whose statements are counted and
-// can be told to fail.
+// Base of the tests that start from the fixture's rows, on both engines.
 class OnFixture : public OnBothEngines {
  protected:
   OnFixture() { LoadFixture(*database); }
+  std::string Read(std::initializer_list<data::Piece> select) { return test::Read(*database, select); }
+  void Write(std::initializer_list<data::Piece> statement) { test::Write(*database, statement); }
 
   TestDatabase database{GetParam()};
-  Watch watch;
-  data::Database watched{database.dsn(), WatchedEngine::Around(watch)};
-  Visitor visitor{watched};
 };
 
 }  // namespace surva::test

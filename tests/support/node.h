@@ -8,6 +8,8 @@
 #include <string>
 
 #include "host/page_service.h"
+#include "tests/support/fixture.h"
+#include "tests/support/watched_engine.h"
 #include "wire/body_stream.h"
 
 namespace surva::test {
@@ -135,5 +137,37 @@ class Browser {
 
   Cookies cookies;
 };
+
+// An owner's site whose staff pages something in front guards, so that anybody may open them.
+inline Node::Options ExampleSite(Watch& watch, const Clock& clock, desk::Settings desk = {.readers = "the <office>"}) {
+  return {.wrap = WatchedEngine::Around(watch),
+          .service = {.owner = {.author = "A. Uthor",
+                                .notice = "Example Training",
+                                .official = "http://www.example",
+                                .homepage = "http://home.example/"},
+                      .desk = std::move(desk),
+                      .gate = {.guarded_in_front = true},
+                      .free_wrong_pins = 0,
+                      .public_writes = {.writes_an_hour = 0}},
+          .clock = clock};
+}
+
+// Base of the tests of a site over the fixture's rows, whose statements are counted and can be told to fail.
+class OnSite : public OnFixture {
+ protected:
+  wire::HttpResponse Get(const std::string& path, const std::string& query = "") {
+    return browser.Get(node, path, query);
+  }
+  wire::HttpResponse Post(const std::string& path, const std::string& form) { return browser.Post(node, path, form); }
+
+  StillClock clock;
+  Watch watch;
+  Node node{database.dsn(), ExampleSite(watch, clock)};
+  Browser browser;
+};
+
+inline bool Holds(const wire::HttpResponse& answer, std::string_view text) {
+  return answer.body.find(text) != std::string::npos;
+}
 
 }  // namespace surva::test

@@ -49,11 +49,15 @@ void RunOnServer(const std::string& sql);
 std::string Read(data::Database& database, std::initializer_list<data::Piece> select);
 void Write(data::Database& database, std::initializer_list<data::Piece> statement);
 
-// A clock that is set by hand. Today is the fixture's day.
+// A clock that is set by hand, to the fixture's day at first; a ticking one goes on by a second when it is looked at.
 class StillClock final : public Clock {
  public:
-  DateTime Now() const override { return now; }
-  DateTime now{2004, 3, 17, 13, 5, 9};
+  DateTime Now() const override {
+    if (ticks) ++now.second;
+    return now;
+  }
+  mutable DateTime now{2004, 3, 17, 13, 5, 9};
+  bool ticks = false;
 };
 
 // Runs work(0), work(1) and so on at the same time. What one of them throws fails the test.

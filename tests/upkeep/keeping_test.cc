@@ -11,7 +11,6 @@
 #include "demo/demo.h"
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
-#include "tests/support/page_harness.h"
 #include "tests/support/test_database.h"
 #include "upkeep/backup.h"
 #include "upkeep/check.h"
