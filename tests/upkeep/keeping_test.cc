@@ -11,6 +11,7 @@
 #include "demo/demo.h"
 #include "frame/data/connection.h"
 #include "frame/data/schema.h"
+#include "frame/values/fault.h"
 #include "tests/support/test_database.h"
 #include "upkeep/backup.h"
 #include "upkeep/check.h"
