@@ -1,22 +1,12 @@
 // Values in statements, on a real engine: no text can become syntax. Each run looks one row up by the visitor's text in
 // every kind of place; the statement gives what a comparison in memory gives, or is refused.
-#include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <string_view>
 
 #include "frame/data/connection.h"
-#include "frame/values/fault.h"
-#include "frame/values/text.h"
+#include "tests/fuzz/fuzz.h"
 
+namespace surva {
 namespace {
-
-using namespace surva;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // In a file, as every connection to a database in memory would see another one. Nothing is ever committed to it.
 data::Database& Scratch() {
@@ -35,20 +25,12 @@ data::Database& Scratch() {
   return database;
 }
 
-template <class Query>
-void MayRefuse(Query query) {
-  try {
-    query();
-  } catch (const Fault&) {
-  }
-}
-
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+void Try(std::string_view bytes) {
   // Values reach the pages decoded from windows-1252, without a NUL.
-  const std::string text = FromWindows1252({reinterpret_cast<const char*>(bytes), size});
-  if (text.find('\0') != std::string::npos || text.size() > 200) return 0;
+  const std::string text = FromWindows1252(bytes);
+  if (text.find('\0') != std::string::npos || text.size() > 200) return;
   data::Connection db(Scratch());
 
   MayRefuse([&] {
@@ -69,5 +51,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
             text);
   });
   MayRefuse([&] { db.AddNew(data::tables::kMark).Set("FieldValueID", std::string_view(text)).Update(); });
-  return 0;
 }
+
+}  // namespace surva
