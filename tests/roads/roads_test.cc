@@ -66,7 +66,7 @@ void RegisterRoads() {
                                                               {"memory", data::Dialect::kPostgres},
                                                               {"sockets", data::Dialect::kSqlite},
                                                               {"nodes", data::Dialect::kPostgres}};
-  for (const char* room : {"filling", "design", "scheduling", "records", "reporting", "desk"}) {
+  for (const char* room : {"filling", "design", "scheduling", "records", "reporting", "desk", "guard"}) {
     for (const auto& [way, engine] : kKinds) {
       const std::string name = std::string(way) + (engine == data::Dialect::kSqlite ? "_sqlite" : "_postgres");
       ::testing::RegisterTest(room, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,

@@ -19,8 +19,9 @@ struct Watch {
   std::atomic<bool> fail_commit = false;
   std::atomic<bool> lose_commit = false;  // it goes through, and its answer is lost
   std::atomic<int> flushed_commits = 0;
-  std::atomic<bool> away = false;            // the database does not answer
-  std::atomic<std::latch*> hangs = nullptr;  // statements wait for it
+  std::atomic<bool> away = false;              // the database does not answer
+  std::atomic<bool> replaces_at_once = false;  // rows that take others' places are one write
+  std::atomic<std::latch*> hangs = nullptr;    // statements wait for it
 
   void Reset() { reads = writes = 0; }
 };
@@ -45,8 +46,12 @@ class WatchedEngine : public data::ForwardingEngine {
     }
     return engine_->Run(statement, effect);
   }
-  // Row by row, so that each counts.
-  void Replace(data::Statement removal, const data::RowSet& rows) override { Engine::Replace(removal, rows); }
+  // Row by row, so that each counts, unless told otherwise.
+  void Replace(data::Statement removal, const data::RowSet& rows) override {
+    if (!watch_.replaces_at_once) return Engine::Replace(removal, rows);
+    ++watch_.writes;
+    engine_->Replace(removal, rows);
+  }
   void Commit(data::Durability durability, data::Statement last) override {
     if (watch_.fail_commit.exchange(false)) throw Fault(FaultNumber::kConnectionFailed, "test", "The disk is full.");
     engine_->Commit(durability, last);
