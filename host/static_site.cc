@@ -121,6 +121,16 @@ void StaticSite::Add(std::string_view name, std::string_view bytes) {
   files_.insert_or_assign(std::move(lower), File{bytes, type, cache_control, EntityTag(bytes)});
 }
 
+std::string StaticSite::Lacks() const {
+  std::string first;
+  std::size_t missing = 0;
+  for (const SiteFile& file : SiteFiles()) {
+    const std::string name = LowerName(file.name);
+    if ((name.ends_with(".css") || name.ends_with(".js")) && Find(name) == nullptr && missing++ == 0) first = file.name;
+  }
+  return missing < 2 ? first : first + " and " + std::to_string(missing - 1) + " more style sheets and scripts";
+}
+
 const StaticSite::File* StaticSite::Find(const std::string& lower_name) const {
   const auto found = files_.find(lower_name);
   return found == files_.end() ? nullptr : &found->second;

@@ -27,6 +27,9 @@ class StaticSite {
   // outlive what it answers.
   std::optional<wire::HttpResponse> Answer(const wire::HttpRequest& request) const;
 
+  // What of the binary's style sheets and scripts is not here, in a few words; empty if all is.
+  std::string Lacks() const;
+
  private:
   struct File {
     std::string_view bytes;

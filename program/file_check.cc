@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/static_site.h"
+
 namespace surva::program {
 
 namespace fs = std::filesystem;
@@ -19,8 +21,16 @@ std::vector<wire::TlsFinding> CheckFiles(const Configuration& configuration) {
     findings.push_back({true, what, remedy});
   };
   std::error_code error;
+  constexpr const char* kCopy = "name a copy of this version's own site folder";
   if (const std::string& site = configuration.site; !site.empty() && !fs::is_directory(site, error)) {
-    add("site: there is no folder " + site, "name a copy of the program's own site folder");
+    add("site: there is no folder " + site, kCopy);
+  } else if (!site.empty()) {
+    try {
+      const std::string lack = host::StaticSite(site).Lacks();
+      if (!lack.empty()) findings.push_back({false, "site: " + site + " lacks " + lack, kCopy});
+    } catch (const std::exception& failure) {
+      add(std::string("site: ") + failure.what(), kCopy);
+    }
   }
   if (const std::string& file = configuration.mail_password_file; !file.empty()) {
     std::ifstream stream(file);

@@ -279,6 +279,9 @@ int Serve(const Configuration& configuration) {
                   ? "there are no staff accounts: whatever stands in front guards /admin/"
                   : "there are no staff accounts: /admin/ is open to this machine (surva staff add NAME --role owner)");
   }
+  if (const std::string lack = files->Lacks(); !lack.empty()) {
+    log->Warning("site: " + configuration.site + " lacks " + lack + "; copy this version's own site folder anew");
+  }
   if (server->answers_to_any_name()) {
     log->Info("any host name is served; set hostname to those under which visitors come");
   }

@@ -63,6 +63,7 @@ TEST(Files, Cases) {
   ASSERT_EQ(std::system(command.c_str()), 0);
   const StaticSite site(root);
   fs::remove_all(root);
+  EXPECT_TRUE(site.Lacks().ends_with("more style sheets and scripts") && StaticSite().Lacks().empty()) << site.Lacks();
   const auto ask = [&](wire::HttpRequest request) {
     const auto answer = site.Answer(request);
     if (!answer) return std::string("none");
