@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 
 namespace surva::desk {
@@ -58,22 +59,16 @@ char SeparatorOf(std::string_view text) {
   return kSeparators[static_cast<std::size_t>(std::ranges::max_element(counts) - counts.begin())];
 }
 
-std::string Trimmed(std::string_view rest) {
+// Spreadsheets leave hard blanks too.
+std::string CellOf(std::string_view text) {
   constexpr std::string_view kHardBlank = "\u00a0";
-  const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-  for (;;) {
-    if (!rest.empty() && blank(rest.front())) {
-      rest.remove_prefix(1);
-    } else if (!rest.empty() && blank(rest.back())) {
-      rest.remove_suffix(1);
-    } else if (rest.starts_with(kHardBlank)) {
-      rest.remove_prefix(kHardBlank.size());
-    } else if (rest.ends_with(kHardBlank)) {
-      rest.remove_suffix(kHardBlank.size());
-    } else {
-      return std::string(rest);
-    }
+  for (std::size_t before = text.size() + 1; text.size() < before;) {
+    before = text.size();
+    text = Trimmed(text, " \t\r\n");
+    if (text.starts_with(kHardBlank)) text.remove_prefix(kHardBlank.size());
+    if (text.ends_with(kHardBlank)) text.remove_suffix(kHardBlank.size());
   }
+  return std::string(text);
 }
 
 class Reader {
@@ -130,7 +125,7 @@ class Reader {
     // What stands behind a closing quote belongs to the cell, as spreadsheets have it.
     while (at_ < text_.size() && text_[at_] != separator_ && text_[at_] != '\n' && text_[at_] != '\r')
       cell += text_[at_++];
-    return Trimmed(std::move(cell));
+    return CellOf(cell);
   }
 
   bool Next(char c) {

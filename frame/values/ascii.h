@@ -18,11 +18,11 @@ constexpr bool IsLetterOrDigit(char c) {
   return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Without the spaces and tabs at both ends.
-constexpr std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
+// Without the spaces and tabs, or other blanks, at both ends.
+constexpr std::string_view Trimmed(std::string_view text, std::string_view blanks = " \t") {
+  const std::size_t begin = text.find_first_not_of(blanks);
   if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
 }
 
 // The byte that the first two characters write in hexadecimal digits, or -1.

@@ -74,9 +74,7 @@ class Mails : public test::OnSite {
     }
   }
   void Finish() { Await("State<4", "0"); }
-  wire::HttpResponse Ask(const std::string& what) {
-    return browser.Post(office, "/admin/mail", "event=56&" + what);
-  }
+  wire::HttpResponse Ask(const std::string& what) { return browser.Post(office, "/admin/mail", "event=56&" + what); }
   void Queue(const std::string& kind) { EXPECT_EQ(Ask("send=" + kind).status, 303U); }
 
   MailServer server;

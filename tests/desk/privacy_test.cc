@@ -45,8 +45,8 @@ TEST_P(Privacy, ErasesAPersonWhoLogsOnOrFillsIn) {
     data::Connection eraser(*database);
     eraser.Lock("eraser");
     if (!fills) EraseStudent(eraser, 201);
-    auto asked = browser.Send(
-        node, test::RequestFor("/surva.asp", "", fills ? "FormAccepted=45&324=I+am+Zo" : "PIN=2221"));
+    auto asked =
+        browser.Send(node, test::RequestFor("/surva.asp", "", fills ? "FormAccepted=45&324=I+am+Zo" : "PIN=2221"));
     while (watch.reads == 0) std::this_thread::yield();
     if (!fills) asked.wait_for(std::chrono::milliseconds(300));
     if (fills) EraseStudent(eraser, 201);

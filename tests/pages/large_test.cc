@@ -11,20 +11,20 @@ class Large : public OnSite {
   // The reads of each page.
   std::map<std::string, int> Reads() {
     std::map<std::string, int> reads;
-    for (const auto& [path, query, form] : std::initializer_list<std::array<const char*, 3>>{
-             {"/surva.asp", "", "PIN=1112"},
-             {"/surva.asp", "", "Next=Next"},
-             {"/surva.asp", "", "FormAccepted=41"},
-             {"/admin/CreateForm.asp", "", ""},
-             {"/admin/CreateForm.asp", "AQBBA=Back&SurvaVersion=41", ""},
-             {"/admin/schedule.asp", "Action=P&M=5&Y=2004", ""},
-             {"/admin/schedule.asp", "ModDown=52", ""},
-             {"/admin/stat.asp", "Action=P&M=5&Y=2004", ""},
-             {"/admin/stat.asp", "BrowseWeek=1&M=5&Y=2004", ""},
-             {"/admin/browse.asp", "BrowseForms=1&ScheduleID=52", ""},
-             {"/admin/browse.asp", "Stats=1&ScheduleID=52", ""},
-             {"/admin/company.asp", "Search=Search", ""},
-             {"/admin/company.asp", "Search=Search", "Mv=Next"}}) {
+    for (const auto& [path, query, form] :
+         std::initializer_list<std::array<const char*, 3>>{{"/surva.asp", "", "PIN=1112"},
+                                                           {"/surva.asp", "", "Next=Next"},
+                                                           {"/surva.asp", "", "FormAccepted=41"},
+                                                           {"/admin/CreateForm.asp", "", ""},
+                                                           {"/admin/CreateForm.asp", "AQBBA=Back&SurvaVersion=41", ""},
+                                                           {"/admin/schedule.asp", "Action=P&M=5&Y=2004", ""},
+                                                           {"/admin/schedule.asp", "ModDown=52", ""},
+                                                           {"/admin/stat.asp", "Action=P&M=5&Y=2004", ""},
+                                                           {"/admin/stat.asp", "BrowseWeek=1&M=5&Y=2004", ""},
+                                                           {"/admin/browse.asp", "BrowseForms=1&ScheduleID=52", ""},
+                                                           {"/admin/browse.asp", "Stats=1&ScheduleID=52", ""},
+                                                           {"/admin/company.asp", "Search=Search", ""},
+                                                           {"/admin/company.asp", "Search=Search", "Mv=Next"}}) {
       watch.Reset();
       const wire::HttpResponse answer = browser.Ask(node, RequestFor(path, query, form));
       const std::string page = std::string(path) + "?" + query + " " + form;
