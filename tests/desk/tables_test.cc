@@ -21,7 +21,7 @@ std::string Cells(std::string_view text) {
 TEST(TableReader, ReadsWhatSpreadsheetsWrite) {
   EXPECT_EQ(Cells("a,b\r\n1,\"x, \"\"y\"\"\r\nz\"\r\n\r\n 2 ,\n"), "1:a|b|2:1|x, \"y\"\r\nz|5:2||");
   EXPECT_EQ(Cells("a;b,c;d\n1;2;3"), "1:a|b,c|d|2:1|2|3|");
-  EXPECT_EQ(Cells("a\tb\r1\t\"2\" more"), "1:a|b|2:1|2 more|");
+  EXPECT_EQ(Cells("a\tb\r\u00a0 1\u00a0\t\"2\" more"), "1:a|b|2:1|2 more|");
   EXPECT_EQ(Cells("sep=;\r\na,b;c"), "2:a,b|c|");
   EXPECT_EQ(Cells("only\nnames"), "1:only|2:names|");
   EXPECT_EQ(Cells("a,b\n\n1,\"2\n3"), "Line 3 opens a quote that nothing closes.1:a|b|");
