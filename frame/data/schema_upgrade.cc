@@ -1,6 +1,6 @@
 #include "frame/data/schema_upgrade.h"
 
-#include <array>
+#include <iterator>
 #include <set>
 #include <string>
 
@@ -94,7 +94,8 @@ void FromOneToTwo(Engine& engine) {
 }
 
 // Step i brings a database from version i + 1 to i + 2.
-constexpr std::array<void (*)(Engine&), kSchemaVersion - 1> kSteps = {FromOneToTwo};
+constexpr void (*kSteps[])(Engine&) = {FromOneToTwo};
+static_assert(std::size(kSteps) == kSchemaVersion - 1, "a version that no step leads to");
 
 }  // namespace
 
