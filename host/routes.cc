@@ -175,6 +175,15 @@ constexpr Route kRoutes[] = {
     {.path = "/admin/pages.json", .roles = Roles::All(), .desk = desk::ShowPageList},
 };
 
+// A page has one maker and an address in small letters; an entry of the menu stands there whole.
+constexpr bool IsSound(const Route& route) {
+  const bool small = std::ranges::none_of(route.path, [](char c) { return c >= 'A' && c <= 'Z'; });
+  const bool in_menu = !route.caption.empty();
+  return small && (route.make == nullptr) != (route.desk == nullptr) && in_menu == !route.group.empty() &&
+         in_menu == !route.address.empty();
+}
+static_assert(std::ranges::all_of(kRoutes, IsSound));
+
 std::vector<desk::PageLink> MakeMenu(Role role) {
   std::vector<desk::PageLink> menu;
   for (const Route& route : kRoutes) {

@@ -7,6 +7,7 @@
 //   writer.Finish();
 #pragma once
 
+#include <cassert>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,7 +45,10 @@ class BodyWriter {
   BodyWriter& operator=(const BodyWriter&) = delete;
 
   // To be called once.
-  std::shared_ptr<BodySource> source() { return std::move(source_); }
+  std::shared_ptr<BodySource> source() {
+    assert(source_ != nullptr && "a body with two senders");
+    return std::move(source_);
+  }
 
   // Waits while more than a quarter of a mebibyte is unsent. False once nobody takes it any more: the visitor has gone,
   // asked for the head only, or was too slow; a piece of nothing finds out without waiting.

@@ -1,6 +1,7 @@
 #include "frame/data/connection.h"
 
 #include <algorithm>
+#include <cassert>
 #include <future>
 #include <utility>
 
@@ -170,6 +171,7 @@ void Connection::BeginTrans() {
 }
 
 void Connection::CommitTrans() {
+  assert(begun_ && "the end of an inner transaction that nobody began");
   engine_->CommitInner();
 }
 
