@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "desk/parts.h"
+#include "frame/values/ascii.h"
 #include "frame/values/text.h"
 #include "guard/token.h"
 
@@ -61,9 +62,7 @@ std::string HeaderText(std::string_view text, std::string_view meaning = {}) {
 }
 
 std::string OneLine(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
+  std::ranges::replace_if(text, IsControl, ' ');
   return text;
 }
 
