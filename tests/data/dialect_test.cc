@@ -6,6 +6,7 @@
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
 #include "frame/values/text.h"
+#include "tests/support/recorded.h"
 #include "tests/support/test_database.h"
 
 namespace surva::test {
@@ -69,72 +70,6 @@ TEST_P(Dialects, SortedBySmallLetters) {
             "10 9 _ a A aa b B Z \u00e9m \u00C9mile \u017Duk");
 }
 
-TEST_P(Dialects, Like) {
-  const auto check = [&](std::string_view pair, int matches) {
-    const std::size_t bar = pair.find('|');
-    db.Execute({"delete from Schedule"});
-    db.AddNew(kSchedule).Set("Place", pair.substr(0, bar)).Update();
-    EXPECT_EQ(Count({"select count(*) from Schedule where Place like ", Pattern(pair.substr(bar + 1))}), matches)
-        << pair;
-  };
-  for (const char* pair : {"Warsaw|%", "Warsaw|w%w", "Warsaw|%sa%", "Warsaw|______", "\u0141\u00f3d\u017a|____",
-                           "\u00C9cole|\u00e9%", "|%", "50\\x|50\\%", "a\\b|a\\b", "a\\|a\\", "[ab]|[ab]", "a*c|a*c",
-                           "two\nlines|two%lines", "aXbXc|%x%x%", "aaab|%aab", "mississippi|%iss%ip%_"}) {
-    check(pair, 1);
-  }
-  for (const char* pair :
-       {"Warsaw|war", "Warsaw|_______", "|_", "50%|50\\%", "a_b|a\\_b", "a|[ab]", "abc|a*c", " a|a"}) {
-    check(pair, 0);
-  }
-  db.Execute({"delete from Schedule"});
-  db.AddNew(kSchedule).Set("TrainerID", Value(170)).Update();
-  EXPECT_EQ(Count({"select count(*) from Schedule where Place like '%'"}), 0) << "a null matches nothing";
-  for (const auto& [pattern, matches] : {std::pair("170", 1), {"%", 1}, {"1%", 1}, {"17", 0}, {"1_0", 1}, {"", 0}}) {
-    EXPECT_EQ(Count({"select count(*) from Schedule where Schedule.TrainerID like ", Pattern(pattern)}), matches)
-        << pattern;
-    EXPECT_EQ(Count({"select count(*) from Schedule where Schedule.TrainingID like ", Pattern(pattern)}), 0) << pattern;
-  }
-}
-
-TEST_P(Dialects, PartsOfDates) {
-  struct Case {
-    DateTime at;
-    int week;
-  };
-  static constexpr Case kCases[] = {
-      {{2000, 1, 1}, 1}, {{2000, 1, 2}, 2},     {{2000, 12, 30}, 53}, {{2000, 12, 31, 23, 59, 59}, 54},
-      {{2001, 1, 6}, 1}, {{2001, 1, 7}, 2},     {{2004, 2, 29}, 10},  {{2005, 12, 31}, 53},
-      {{2006, 1, 1}, 1}, {{2006, 1, 7, 23}, 1}, {{2006, 1, 8}, 2},    {{1900, 3, 1}, 9},
-  };
-  for (const Case& one : kCases) {
-    db.Execute({"delete from Schedule"});
-    db.AddNew(kSchedule).Set("BeginDate", one.at).Update();
-    const Rows rows =
-        db.Query({"select DATEPART('ww',BeginDate) as w, datepart('yyyy',BeginDate) as y1, Year(BeginDate) as y2, "
-                  "MONTH(Schedule.BeginDate) as m, MONTH(EndDate) as none, BeginDate from Schedule"});
-    const Row row = rows.First();
-    EXPECT_EQ(row["w"].Integer(), one.week) << IsoText(one.at);
-    EXPECT_EQ(row["y1"].Integer(), one.at.year);
-    EXPECT_EQ(row["y2"].Integer(), one.at.year);
-    EXPECT_EQ(row["m"].Integer(), one.at.month);
-    EXPECT_TRUE(row["none"].IsNull());
-    EXPECT_EQ(row["BeginDate"].Date(), one.at);
-  }
-}
-
-TEST_P(Dialects, DatesCompareWithDateTexts) {
-  for (const DateTime& at :
-       {DateTime{2003, 12, 31, 23, 59, 59}, {2004, 1, 1}, {2004, 1, 1, 9}, {2004, 10, 1}, {2004, 2, 1}}) {
-    db.AddNew(kSchedule).Set("BeginDate", at).Update();
-  }
-  db.AddNew(kSchedule).Set("Place", Value("no date")).Update();
-  EXPECT_EQ(Count({"select count(*) from Schedule where BeginDate>=CDate(", DateText("1-January-2004"), ")"}), 4);
-  EXPECT_EQ(Count({"select count(*) from Schedule where BeginDate<=CDate(", DateText("1 jan 04"), ")"}), 2);
-  EXPECT_EQ(Count({"select count(*) from Schedule where BeginDate=CDate('1-Oct-2004')"}), 1);
-  EXPECT_THROW(DateText("31-June-2004"), Fault);
-  EXPECT_THROW(DateText("1-January-2004' or ''='"), Fault);
-}
-
 TEST_P(Dialects, NowIsTheServersLocalTime) {
   const DateTime before = Clock::System().Now();
   db.Execute({"insert into Schedule (BeginDate, EndDate) select now(), NOW()"});
@@ -190,90 +125,111 @@ TEST_P(Dialects, WidthsAreCharacters) {
   EXPECT_TRUE(write(kMark, "TextAnswer", 300'000));
 }
 
-TEST_P(Dialects, ValuesComeBackAsTheyWent) {
-  for (const char* text : {"",
-                           "it's",
-                           "''; drop table Company; --",
-                           "\\",
-                           "\\'",
-                           "a\\nb",
-                           "$1 ? :x @y",
-                           "%_",
-                           "\r\n\t ",
-                           "</textarea>",
-                           "\u0141\u00f3d\u017a \u20ac",
-                           "\xF0\x9F\x98\x80",
-                           "0012",
-                           "1e3",
-                           "NULL",
-                           "2004-01-01 00:00:00",
-                           "\" or 1=1 --",
-                           "0012/*",
-                           "x) or (1=1",
-                           "\u2019 or 1=1",
-                           "\xca\xbc or 1=1"}) {
-    db.AddNew(kMessage).Set("Message", Value(text)).Update();
-    const Rows rows = db.Query({"select Message, StudentID from Message order by MessageID desc"});
-    EXPECT_EQ(rows.First()["Message"].Text(), text);
-    EXPECT_FALSE(rows.First()["Message"].IsNull());
-    EXPECT_TRUE(rows.First()["StudentID"].IsNull());
-    if (std::string_view(text).find('\'') != std::string_view::npos) continue;
-    EXPECT_EQ(Count({"select count(*) from Message where Message=", data::Text(text)}), 1) << text;
-    EXPECT_EQ(db.Execute({"delete from Message where Message=", data::Text(text)}), 1) << text;
-  }
-  // A NUL is refused, not taken for the text's end.
-  EXPECT_THROW(db.AddNew(kMessage).Set("Message", "12\0'34"sv).Update(), Fault);
-  EXPECT_EQ(Count({"select count(*) from Message"}), 3) << "those with a quote, which no text place takes";
-  for (const std::int64_t number : {-2147483648LL, -1LL, 0LL, 2147483647LL}) {
-    db.AddNew(kMark).Set("FieldValueID", number).Update();
-    EXPECT_EQ(db.Query({"select FieldValueID as f from Mark order by MarkID desc"}).First()["f"].Integer(), number);
-  }
-  db.Execute({"delete from Mark where FieldValueID=", Number("-1"sv), " or FieldValueID=", Number("0.0"sv)});
-  EXPECT_EQ(Count({"select count(*) from Mark"}), 2);
-  EXPECT_EQ(Count({"select count(*) from Mark where FieldValueID<", Number("99999999999999999999"sv)}), 2);
-  EXPECT_EQ(Count({"select count(*) from Mark where FieldValueID=", Number("2147483647.5"sv)}), 0);
-}
-
-TEST_P(Dialects, TextsAreConvertedToTheirColumns) {
-  const auto fault = [&](const Table& table, const char* column, const char* text) {
-    try {
-      db.AddNew(table).Set(column, Value(text)).Update();
-      return FaultNumber{};
-    } catch (const Fault& thrown) {
-      return thrown.number();
-    }
-  };
-  for (const char* text : {"", " ", "abc", "1 2", "21, 22", "1;2", "0x1F", "1-Jan-2004"}) {
-    EXPECT_EQ(fault(kMark, "FieldValueID", text), FaultNumber::kTypeMismatch) << text;
-  }
-  EXPECT_EQ(fault(kMark, "FieldValueID", "2147483648"), FaultNumber::kOutOfRange);
-  EXPECT_EQ(fault(kMark, "NoColumn", "1"), FaultNumber::kNoSuchColumn);
-  for (const char* text : {"", "2004", "30-February-2004", "today"}) {
-    EXPECT_EQ(fault(kSchedule, "BeginDate", text), FaultNumber::kTypeMismatch) << text;
-  }
-  for (const char* text : {" 7 ", "+7", "6.5", "7.5", "1,234", "-0.4", "1e3"})
-    EXPECT_EQ(fault(kMark, "fieldvalueid", text), FaultNumber{});
-  EXPECT_EQ(fault(kSchedule, "EndDate", "29-feb-04"), FaultNumber{});
-  db.Commit();
-  EXPECT_EQ(Read(*database, {"select FieldValueID from Mark order by MarkID"}), "7 7 6 8 1234 0 1000");
-  EXPECT_EQ(Read(*database, {"select EndDate from Schedule"}), "2/29/2004");
-}
-
 TEST_P(Dialects, ColumnsOfOneNameGoByTheirTable) {
   db.AddNew(kCompany).Set("CompanyName", Value("Ames")).Set("FAX", Value("1")).Set("eMail", Value("c@x")).Update();
   db.AddNew(kStudent).Set("LastName", Value("Zo")).Set("Fax", Value("2")).Set("email", Value("s@x")).Update();
   const Rows rows = db.Query({"SELECT *,Student.email as emailS FROM Company, Student"});
   const Row row = rows.First();
-  EXPECT_EQ(row["Company.Fax"].Text(), "1");
-  EXPECT_EQ(row["Student.Fax"].Text(), "2");
-  EXPECT_EQ(row["student.EMAIL"].Text(), "s@x");
-  EXPECT_EQ(row["COMPANY.email"].Text(), "c@x");
-  EXPECT_EQ(row["emails"].Text(), "s@x");
-  EXPECT_EQ(row["fax"].Text(), "1") << "a plain name is the first column that has it";
+  EXPECT_EQ(row["Company.Fax"].Text() + row["Student.Fax"].Text() + row["fax"].Text(), "121") << "fax: the first one";
+  EXPECT_EQ(row["student.EMAIL"].Text() + row["COMPANY.email"].Text() + row["emails"].Text(), "s@xc@xs@x");
   EXPECT_EQ(row["lastname"].Text(), "Zo");
   EXPECT_THROW(row["Trainer.email"], Fault);
   EXPECT_THROW(row["emailX"], Fault);
+  EXPECT_THROW(db.AddNew(kStudent).Set("NoColumn", Value(1)), Fault);
   EXPECT_THROW(db.Query({"select * from Trainer"}).First(), Fault);
+}
+
+TEST_P(Dialects, Cases) {
+  const auto count = [this](std::initializer_list<Piece> select) { return std::to_string(Count(select)); };
+  const auto like = [&](const std::string& pair) {
+    const std::size_t bar = pair.find('|');
+    db.Execute({"delete from Schedule"});
+    db.AddNew(kSchedule).Set("Place", Value(pair.substr(0, bar))).Update();
+    return count({"select count(*) from Schedule where Place like ", Pattern(pair.substr(bar + 1))});
+  };
+  // Of a number, and of a null.
+  const auto like_170 = [&](const std::string& pattern) {
+    db.Execute({"delete from Schedule"});
+    db.AddNew(kSchedule).Set("TrainerID", Value(170)).Update();
+    return count({"select count(*) from Schedule where Schedule.TrainerID like ", Pattern(pattern)}) + " " +
+           count({"select count(*) from Schedule where Schedule.TrainingID like ", Pattern(pattern)}) + " " +
+           count({"select count(*) from Schedule where Place like ", Pattern(pattern)});
+  };
+  const auto parts = [&](const std::string& date) {
+    db.Execute({"delete from Schedule"});
+    db.AddNew(kSchedule).Set("BeginDate", ReadIso(date).value()).Update();
+    return Read(db, {"select DATEPART('ww',BeginDate), datepart('yyyy',BeginDate), Year(BeginDate), "
+                     "MONTH(Schedule.BeginDate), MONTH(EndDate), BeginDate from Schedule"});
+  };
+  // Of five days those up to a date and those from it on.
+  const auto up_to_and_from = [&](const std::string& date) {
+    db.Execute({"delete from Schedule"});
+    for (const DateTime& at :
+         {DateTime{2003, 12, 31, 23, 59, 59}, {2004, 1, 1}, {2004, 1, 1, 9}, {2004, 10, 1}, {2004, 2, 1}}) {
+      db.AddNew(kSchedule).Set("BeginDate", at).Update();
+    }
+    db.AddNew(kSchedule).Set("Place", Value("no date")).Update();
+    return count({"select count(*) from Schedule where BeginDate<=CDate(", DateText(date), ")"}) + " " +
+           count({"select count(*) from Schedule where BeginDate>=CDate(", DateText(date), ")"});
+  };
+  const auto stored = [&](const Table& table, const char* column) {
+    return [this, &table, column](const std::string& text) {
+      db.AddNew(table).Set(column, Value(text)).Update();
+      return Read(db, {"select ", Name(table.Find(column)), " from ", Name(table), " order by ", Name(table.key()),
+                       " desc limit 1"});
+    };
+  };
+  // As a number place finds it among the numbers at the ends.
+  const auto found = [&](const std::string& number) {
+    db.Execute({"delete from Mark"});
+    for (const std::int64_t each : {-2147483648LL, -1LL, 0LL, 2147483647LL}) {
+      db.AddNew(kMark).Set("FieldValueID", each).Update();
+    }
+    return Read(db, {"select FieldValueID from Mark where FieldValueID=", Number(number)}) + ", " +
+           count({"select count(*) from Mark where FieldValueID<", Number(number)}) + " below";
+  };
+  const auto text = [&](const std::string& written) {
+    db.Execute({"delete from Message"});
+    db.AddNew(kMessage).Set("Message", Value(written)).Update();
+    return Read(db, {"select StudentID, Message from Message where Message=", Text(written)});
+  };
+  const auto places = [](const std::string& bound) {
+    std::string refusals;
+    for (Piece (*const place)(std::string_view) : {Text, Pattern, DateText}) {
+      try {
+        place(bound);
+      } catch (const Fault& fault) {
+        refusals += std::string(fault.what()) + ", ";
+      }
+    }
+    return refusals;
+  };
+  PlayCases("tests/data/dialect.cases", {.each = {{"like", like},
+                                                  {"like-170", like_170},
+                                                  {"parts", parts},
+                                                  {"up-to-and-from", up_to_and_from},
+                                                  {"stored-number", stored(kMark, "FieldValueID")},
+                                                  {"stored-date", stored(kSchedule, "BeginDate")},
+                                                  {"found", found},
+                                                  {"text", text},
+                                                  {"kept", stored(kMessage, "Message")},
+                                                  {"places", places}}});
+}
+
+TEST(Statements, TakeNumbersWholeAndNothingElse) {
+  EXPECT_EQ(std::get<std::int64_t>(Number("9223372036854775807"sv).content().content()), INT64_MAX);
+  EXPECT_THROW(Number(Value()), Fault) << "an unset session key";
+  EXPECT_THROW(Number(Value(DateTime{2004, 1, 1})), Fault);
+}
+
+TEST(Tally, CountsAsGroupingDoes) {
+  TestDatabase database(Dialect::kSqlite);
+  constexpr Piece kRows = "with recursive N(i) as (select 0 union all select i+1 from N where i<19999), "
+                          "Triples(a, b, c) as (select i%3000-1500, i%2, case when i%3>0 then i%5-2 end from N) ";
+  EXPECT_EQ(Read(*database, {kRows, "select value->>0 as a, value->>1 as b, value->>2 as c, value->>3 as n from "
+                                    "json_each((select tally(a, b, c) from Triples)) order by a, b, c"}),
+            Read(*database, {kRows, "select a, b, c, count(*) as n from Triples group by a, b, c order by a, b, c"}));
+  EXPECT_EQ(Read(*database, {"select tally(1, 2, 3) from (select 1 where 1=0)"}), "[]");
 }
 
 }  // namespace

@@ -41,9 +41,16 @@ TEST(Forms, Cases) {
   const auto files = [&](const std::string& text) {
     return count(DecodeBody("multipart/form-data; boundary=X", text, {.files = true}));
   };
+  // A page of our own gives the same texts, and files.
+  const auto own = [](const std::string& type, const std::string& text) {
+    const DecodedForm form = DecodeBody(type, text, {.letters = FormRules::Letters::kUtf8, .files = true});
+    return Show(form) + (form.files.empty() ? "" : form.files[0].file_name);
+  };
   test::PlayCases(
       "tests/host/forms.cases",
       {.each = {{"url-encoded", url_encoded},
+                {"own", [&](const auto& text) { return own("application/x-www-form-urlencoded", text); }},
+                {"own-file", [&](const auto& text) { return own("multipart/form-data; boundary=X", text); }},
                 {"fields", [&](const auto& text) { return count(DecodeUrlEncoded(text)); }},
                 {"multipart", multipart},
                 {"field",

@@ -1,37 +1,29 @@
-// What stands behind figures and calendars: averages, the weeks of a month, the periods around a day.
+// What stands behind figures and calendars: averages, the events of a month, the periods around a day.
 #include <random>
 
 #include "reporting/average.h"
 #include "reporting/period.h"
 #include "scheduling/week_walk.h"
 #include "tests/support/fixture.h"
+#include "tests/support/recorded.h"
 
 namespace surva::test {
 namespace {
 
-TEST(Averages, OfNumbersAlone) {
-  struct Case {
-    std::vector<std::pair<const char*, int>> answers;
-    std::optional<double> shown;
+TEST(Averages, Cases) {
+  // Answers with how often each was given, as "1*2|4*3".
+  const auto average = [](const std::string& answers) {
+    Average sum;
+    for (std::size_t at = 0; at < answers.size();) {
+      const std::size_t end = std::min(answers.find('|', at), answers.size());
+      const std::size_t star = answers.rfind('*', end);
+      sum.Add(answers.substr(at, star - at), std::stoi(answers.substr(star + 1)));
+      at = end + 1;
+    }
+    const std::optional<double> shown = sum.Rounded();
+    return shown ? Value(*shown).Text() : "none";
   };
-  for (const Case& one : std::initializer_list<Case>{{{{"1", 2}, {"4", 3}}, 2.8},
-                                                     {{{"1", 1}, {"2", 1}, {"3", 2}}, 2.2},  // 2.25
-                                                     {{{"2", 1}, {"3", 3}}, 2.8},            // 2.75
-                                                     {{{"-1", 3}, {"0", 1}}, -0.8},          // -0.75
-                                                     {{{"-0.01", 1}}, 0},
-                                                     {{{"2.5", 1}, {"1,000", 1}, {" 3 ", 1}, {"1e1", 1}}, 253.9},
-                                                     {{{"+2", 1}, {".5", 1}}, 1.2},  // 1.25
-                                                     {{{"1", 1}, {"two", 1}, {"2", 1}}, {}},
-                                                     {{{"$3", 1}, {"1.", 1}}, {}},
-                                                     {{{" ", 1}, {"1", 1}}, {}},
-                                                     {{}, {}}}) {
-    Average average;
-    for (const auto& [answer, times] : one.answers) average.Add(answer, times);
-    EXPECT_EQ(average.Rounded(), one.shown) << (one.answers.empty() ? "none" : one.answers[0].first);
-  }
-  Average beyond;
-  beyond.Add("1e308", 1);
-  EXPECT_THROW(beyond.Rounded(), Fault);
+  PlayCases("tests/pages/figures.cases", {.each = {{"average", average}}});
 }
 
 // Every day of fifteen years lies in a period of exactly the days with its week number and year.
@@ -45,28 +37,6 @@ TEST(Periods, WeeksGoByTheirNumbers) {
     EXPECT_EQ(week.begin.hour, 0);
     EXPECT_TRUE(same_week(week.begin) && !same_week(AddDays(week.begin, -1))) << IsoText(day);
     EXPECT_TRUE(!same_week(week.end) && same_week(AddDays(week.end, -1))) << IsoText(day);
-  }
-}
-
-TEST(Weeks, OfMonths) {
-  const std::pair<PickedMonth, const char*> cases[] = {
-      {{2004, 2}, "1-1 2-8 9-15 16-22 23-29"},        // begins on a Sunday, in a leap year
-      {{1999, 2}, "1-7 8-14 15-21 22-28"},            // four weeks to the day
-      {{2000, 12}, "1-3 4-10 11-17 18-24 25-31"},     // the next month is of another year
-      {{2005, 5}, "1-1 2-8 9-15 16-22 23-29 30-31"},  // six weeks
-      {{1900, 2}, "1-4 5-11 12-18 19-25 26-28"},      // no leap year
-      {{4, 2}, "1-1 2-8 9-15 16-22 23-29"},           // 2004
-      {{29, 12}, ""},                                 // its next month begins in 1930
-      {{9999, 11}, "1-7 8-14 15-21 22-28 29-30"}};
-  for (const auto& [month, expected] : cases) {
-    std::string weeks;
-    for (const Week& week : WeeksOf(month)) {
-      weeks += (weeks.empty() ? "" : " ") + std::to_string(week.begin.day) + "-" + std::to_string(week.end.day);
-    }
-    EXPECT_EQ(weeks, expected) << month.year << "/" << month.month;
-  }
-  for (const PickedMonth& none : {PickedMonth{2004, 0}, {2004, 13}, {2004, -1}, {-5, 1}, {10000, 1}, {9999, 12}}) {
-    EXPECT_THROW(WeeksOf(none), Fault) << none.year << "/" << none.month;
   }
 }
 

@@ -88,8 +88,7 @@ TestDatabase::~TestDatabase() {
   }
 }
 
-std::string Read(data::Database& database, std::initializer_list<data::Piece> select) {
-  data::Connection db(database);
+std::string Read(data::Connection& db, std::initializer_list<data::Piece> select) {
   const data::Rows rows = db.Query(select);
   std::string text;
   for (const data::Row& row : rows) {
@@ -100,6 +99,11 @@ std::string Read(data::Database& database, std::initializer_list<data::Piece> se
     }
   }
   return text;
+}
+
+std::string Read(data::Database& database, std::initializer_list<data::Piece> select) {
+  data::Connection db(database);
+  return Read(db, select);
 }
 
 void Write(data::Database& database, std::initializer_list<data::Piece> statement) {

@@ -46,6 +46,7 @@ std::string PostgresAddress(const std::string& database, const std::string& user
 void RunOnServer(const std::string& sql);
 
 // The rows of a select as text: columns by commas, rows by blanks, a null as "-".
+std::string Read(data::Connection& db, std::initializer_list<data::Piece> select);
 std::string Read(data::Database& database, std::initializer_list<data::Piece> select);
 void Write(data::Database& database, std::initializer_list<data::Piece> statement);
 
