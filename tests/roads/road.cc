@@ -130,10 +130,7 @@ class Player {
 
   // Whether a line is no request, but settles something for those that follow.
   bool Settle(const std::vector<Word>& words) {
-    if (words[0].text == "clock" && words.size() >= 3) {
-      clock_.now = ReadIso(words[1].text + " " + words[2].text).value();
-      clock_.ticks = words.back().text == "ticking";
-    } else if (words[0].text == "headers") {
+    if (words[0].text == "headers") {
       headers_.clear();
       for (std::size_t i = 1; i < words.size(); ++i) headers_.push_back(words[i].text);
     } else if (words[0].text == "visitor" && words.size() >= 4 && words[2].text == "from") {
@@ -157,6 +154,12 @@ class Player {
   }
 
   void Ask(std::vector<Word> words, const std::string& page_name) {
+    const auto at = words.size() > 2 ? ReadIso(words[0].text + " " + words[1].text) : std::nullopt;
+    if (at) {
+      clock_.now = *at;
+      clock_.ticks = words[2].text == "ticking";
+      words.erase(words.begin(), words.begin() + (clock_.ticks ? 3 : 2));
+    }
     std::string visitor;
     if (words[0].text.ends_with(':')) {
       visitor = words[0].text.substr(0, words[0].text.size() - 1);
