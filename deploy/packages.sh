@@ -8,7 +8,7 @@ packages_for() {
                 libtomlplusplus-dev libcli11-dev libspdlog-dev libutf8proc-dev libqrencode-dev libxlsxwriter-dev \
                 libcurl4-openssl-dev libsystemd-dev prometheus-cpp-dev zlib1g-dev ;;
     test)  echo libgtest-dev postgresql-15 postgresql-client-15 chromium openssl sqlite3 ca-certificates \
-                python3-aiosmtpd nginx-light procps ;;
+                python3-aiosmtpd python3-cram curl nginx-light procps ;;
     lint)  echo clang-format-14 clang-tidy-14 ;;
     fuzz)  echo clang-14 libclang-rt-14-dev ;;
     attack) echo sqlmap wapiti slowhttptest nginx-light curl python3 postgresql-15 postgresql-client-15 ;;

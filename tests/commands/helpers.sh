@@ -1,0 +1,27 @@
+# What the transcripts share: surva itself, PostgreSQL's tools, and a server that ends with its transcript.
+export PATH="${SURVA_BINARY%/*}:$PATH" PGHOST=${SURVA_TEST_POSTGRES##*host=} PGUSER=postgres
+set -o pipefail
+
+# An empty database, which postgresql:///NAME leads to.
+make() { # NAME [OPTION...]
+  dropdb --if-exists --force "$1" 2>/dev/null
+  createdb -T template0 "$@"
+}
+
+comes() { # CONDITION
+  for _ in $(seq 600); do ! eval "$1" || return 0; sleep 0.1; done
+  echo "never came: $1"
+}
+
+# Serves in the background; `server` is its process and `address` where it is.
+serve() { # OPTION...
+  surva serve --listen 127.0.0.1:0 "$@" >said 2>error.log & server=$!
+  trap "kill $server 2>/dev/null" EXIT
+  comes 'grep -q "^surva serves" said || ! kill -0 $server 2>/dev/null'
+  address=$(grep -o 'https*://[^/]*' said) || cat error.log
+}
+# The exit code of the server that a signal ends.
+end() { # SIGNAL
+  kill "-$1" $server 2>/dev/null
+  wait $server
+}

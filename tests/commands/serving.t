@@ -1,0 +1,164 @@
+The server as its administrator meets it: accounts, signals, certificates, logs.
+
+  $ . "$TESTDIR/helpers.sh"
+
+Until there is an account, surva serves this machine alone, unless something in front of it guards the staff pages.
+
+  $ for open in 0.0.0.0:80 192.0.2.1:80 '[::]:80' example.org:80 127.0.0.1.example.org:80; do surva serve --listen $open; done
+  surva: listening on 0.0.0.0:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  surva: listening on 192.0.2.1:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  surva: listening on [::]:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  surva: listening on example.org:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  surva: listening on 127.0.0.1.example.org:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  [2]
+  $ surva serve --listen 192.0.2.1:80 --no-staff-guard
+  surva: cannot listen on 192.0.2.1:80: Cannot assign requested address; name an address of this machine with --listen
+  [2]
+  $ for own in 127.0.0.1:80 127.1.2.3:0 localhost:80 '[::1]:80'; do surva serve --listen $own --tls-certificate none --tls-key none; done
+  surva: cannot read the TLS certificate none: No such file or directory
+  surva: cannot read the TLS certificate none: No such file or directory
+  surva: cannot read the TLS certificate none: No such file or directory
+  surva: cannot read the TLS certificate none: No such file or directory
+  [2]
+  $ surva staff add anna --role owner <<<'three blue cranes'
+  $ surva staff add paul --role planner <<<'four white storks'
+  $ surva serve --listen 192.0.2.1:80
+  surva: cannot listen on 192.0.2.1:80: Cannot assign requested address; name an address of this machine with --listen
+  [2]
+  $ surva serve --access-log /nonexistent/log
+  surva: a log cannot be written: /nonexistent/log: No such file or directory
+  [2]
+  $ surva staff
+  surva: say surva staff add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, or list
+  [2]
+  $ surva staff add --role owner
+  surva: say surva staff add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, or list
+  [2]
+  $ surva staff add x --role king
+  surva: --role must be one of owner, planner, designer, analyst
+  [2]
+  $ surva staff fly x
+  surva: surva staff does not know "fly"; it knows add, remove, password, role and list
+  [2]
+  $ surva staff remove anna
+  surva: One owner must remain.
+  [2]
+  $ surva staff remove nobody
+  surva: There is no account of that name.
+  [2]
+  $ surva staff add x --role owner <<<short
+  surva: A password has at least 10 characters.
+  [2]
+  $ surva staff role paul --role analyst
+  $ surva staff password paul <<<$'five grey herons\r'
+  $ surva staff list
+  anna\towner (esc)
+  paul\tanalyst (esc)
+  $ surva history --table Nope
+  surva: --table must be one of Company, Student, Trainer, Training, Schedule, Participant, SurvaVersion, Question, FieldValue, SurvaLayout, Mark, AnonymousStudent, AnonymousMark, Message
+  [2]
+
+Signals
+
+  $ certificate() { openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 90 -subj /CN=$1 -keyout key.pem -out certificate.pem 2>/dev/null; }
+  $ certificate first
+  $ touch error.log
+  $ export JOURNAL_STREAM=$(stat -c %d:%i error.log)
+  $ serve --tls-certificate certificate.pem --tls-key key.pem --access-log access.log
+  $ hello() { openssl s_client -connect ${address#https://} "$@" </dev/null 2>/dev/null | sed -nE 's/.*(CN = .*|Cipher is .*)/\1/p' | uniq; }
+  $ hello
+  CN = first
+  Cipher is TLS_AES_256_GCM_SHA384
+  $ hello -tls1_2
+  CN = first
+  Cipher is ECDHE-ECDSA-AES256-GCM-SHA384
+  $ for weak in '-tls1_2 -cipher ECDHE-ECDSA-AES128-SHA256' '-tls1_2 -cipher AES128-GCM-SHA256' \
+  >   '-tls1_2 -cipher DHE-RSA-AES128-GCM-SHA256' '-tls1_3 -groups ffdhe2048' -tls1_1; do hello $weak; done
+  Cipher is (NONE)
+  Cipher is (NONE)
+  Cipher is (NONE)
+  Cipher is (NONE)
+  Cipher is (NONE)
+  [1]
+  $ for stray in USR1 USR2 ALRM PIPE RTMIN+3; do kill -$stray $server; done
+  $ mv access.log access.log.1
+  $ certificate second
+  $ kill -HUP $server
+  $ comes 'hello | grep -q second'
+  $ curl -skI $address/after | grep Strict
+  Strict-Transport-Security: max-age=31536000\r (esc)
+  $ comes 'grep -q /after access.log'
+  $ echo 'no key' >key.pem
+  $ kill -HUP $server
+  $ comes 'grep -q "TLS key" error.log'
+  $ sed -E 's/>.* (info|error)/> \1/; s/(key.pem: ).*/\1.../; s/surva [0-9.]+ .*\)/surva VERSION/' error.log
+  <6> info surva VERSION on SQLite, time zone GMT
+  <6> info logs, certificate and key are read anew
+  <3> error what was before stays: cannot read the TLS key key.pem: ...
+  $ hello
+  CN = second
+  Cipher is TLS_AES_256_GCM_SHA384
+  $ kill -TERM $server
+  $ end HUP
+
+Each request is a line of the access log, with no PIN and no line of a visitor's own; files and command line say what is
+trusted, the command line in place of the file.
+
+  $ printf '%s\n' 'access-log = "access.log"' 'author = "Müller & Söhne"' 'trusted-proxy = ["10.0.0.1", "127.0.0.1"]' >surva.toml
+  $ log() { sed -E 's/[0-9-]{10}T[0-9:.+]*/TIME/; s/[0-9.]+ms/0ms/; s/0{299}/NULLS/; s/[0-9a-f]{16}/ID/; s/(seconds":)[0-9.]+/\10.0/; s/surva [0-9.]+ .*\)/surva VERSION/' $1.log; rm $1.log; }
+  $ ask() { exec 3<>/dev/tcp/127.0.0.1/${address##*:}; printf "$1 HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" >&3; head -n 1 <&3; exec 3>&-; }
+  $ forwarded() { curl -s -H 'X-Forwarded-For: 198.51.100.7' $address/surva.asp | grep -ao '<meta name="*author[^>]*>'; }
+  $ log access
+  TIME 127.0.0.1 "HEAD /after" 404 0 0ms ID
+  $ serve --config surva.toml
+  $ forwarded
+  <meta name="author" CONTENT="M\xfcller & S\xf6hne"> (esc)
+  $ ask 'GET /a?PIN=777&x=1&pin=9&&PI%%4e=12345&%%50%%69N=9&spin=1&b&PIN&pin='
+  HTTP/1.1 404 Not Found\r (esc)
+  $ ask 'GET /PIN=1'
+  HTTP/1.1 404 Not Found\r (esc)
+  $ ask 'HEAD /b'
+  HTTP/1.1 404 Not Found\r (esc)
+  $ ask 'GET /%%zz'
+  HTTP/1.1 400 Bad Request\r (esc)
+  $ ask 'rubbish "x'
+  HTTP/1.1 501 Not Implemented\r (esc)
+  $ ask 'GET /{}%%s~\x7f\xff\x1b[2J'
+  HTTP/1.1 400 Bad Request\r (esc)
+  $ ask "GET /$(printf '%0400d' 0)"
+  HTTP/1.1 404 Not Found\r (esc)
+  $ end TERM
+  $ log access
+  TIME 198.51.100.7 "GET /surva.asp" 200 1579 0ms ID
+  TIME 127.0.0.1 "GET /a?PIN=...&x=1&pin=...&&PI%4e=...&%50%69N=...&spin=1&b&PIN&pin=..." 404 693 0ms ID
+  TIME 127.0.0.1 "GET /PIN=1" 404 693 0ms ID
+  TIME 127.0.0.1 "HEAD /b" 404 0 0ms ID
+  TIME 127.0.0.1 "GET /%zz" 400 608 0ms ID
+  TIME 127.0.0.1 "rubbish \x22x" 501 616 0ms ID
+  TIME 127.0.0.1 "- GET /{}%s~\x7f\xff\x1b[2J HTTP/1.1" 400 608 0ms ID
+  TIME 127.0.0.1 "GET /NULLS..." 404 693 0ms ID
+  $ serve --config surva.toml --log-format json --trusted-proxy 10.0.0.3
+  $ forwarded
+  <meta name="author" CONTENT="M\xfcller & S\xf6hne"> (esc)
+  $ ask 'GET /"\\?PIN=1'
+  HTTP/1.1 400 Bad Request\r (esc)
+  $ end TERM
+  $ log access
+  {"time":"TIME","level":"info","request":"ID","client":"127.0.0.1","method":"GET","target":"/surva.asp","status":200,"bytes":1579,"milliseconds":0.0}
+  {"time":"TIME","level":"info","request":"ID","client":"127.0.0.1","method":"GET","target":"/\\x22\\x5c?PIN=...","status":400,"bytes":608,"milliseconds":0.0}
+  $ log error
+  <6>{"time":"TIME","level":"info","text":"surva VERSION on SQLite, time zone GMT"}
+
+The passwords are those that were set last. What is slow is told; the journal learns how much a line matters.
+
+  $ touch error.log
+  $ JOURNAL_STREAM=$(stat -c %d:%i error.log) serve --access-log off --log-level warning --slow-request-milliseconds 1
+  $ sign_in() { curl -s -o /dev/null -w '%{http_code}\n' -d "Name=$1&Password=$2" $address/admin/sign-in; }
+  $ sign_in paul 'five grey herons'
+  303
+  $ sign_in paul 'four white storks'
+  403
+  $ end TERM
+  $ sed -E 's/>.* warning [0-9a-f]*/> warning ID/; s/[0-9]+ ms/N ms/g; s/[0-9]+ statements.*/N statements.../' error.log
+  <4> warning ID /admin/sign-in: slow, N ms, N statements...
+  <4> warning ID /admin/sign-in: slow, N ms, N statements...
