@@ -60,6 +60,9 @@ class Errands {
         server_(server),
         service_(service),
         log_(log) {
+    // One that is never taken down: with the last of them signals kill again, and the program takes a moment to end.
+    [[maybe_unused]] static const auto* const held =
+        new asio::signal_set(*new asio::io_context, SIGTERM, SIGINT, SIGHUP);
     AwaitSignal();
     AwaitPurge();
     if (std::uint64_t microseconds = 0; sd_watchdog_enabled(0, &microseconds) > 0) {

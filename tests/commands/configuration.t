@@ -78,7 +78,7 @@ Numbers keep to their bounds, which the messages tell. What is given twice count
   >   [[ $words =~ from\ ([0-9]+)\ to\ ([0-9]+) ]] || echo "$name has no bounds"
   >   read -r least most <<<"${BASH_REMATCH[1]} ${BASH_REMATCH[2]}"
   >   echo "${words#*--}"
-  >   for wrong in $((least - 1)) $((most + 1)); do surva serve --$name $wrong 2>&1 | cmp -s - <(echo "$words") || echo "takes $wrong"; done
+  >   for wrong in $((least - 1)) $((most + 1)); do surva serve --$name $wrong --site /none 2>&1 | cmp -s - <(echo "$words") || echo "takes $wrong"; done
   >   for right in $least $most; do surva serve --$name none --$name $right --max-in-flight-mib 1000 --site /none; done
   > done 2>&1 | grep -v 'surva: --site: there is no directory "/none"'
   database-wait must be a whole number from 0 to 86400

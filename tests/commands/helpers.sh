@@ -15,6 +15,7 @@ comes() { # CONDITION
 
 # Serves in the background; `server` is its process and `address` where it is.
 serve() { # OPTION...
+  : >said
   surva serve --listen 127.0.0.1:0 "$@" >said 2>error.log & server=$!
   trap "kill $server 2>/dev/null" EXIT
   comes 'grep -q "^surva serves" said || ! kill -0 $server 2>/dev/null'
