@@ -5,8 +5,8 @@
 
 #include "frame/data/connection.h"
 #include "frame/values/fault.h"
+#include "tests/support/recorded.h"
 #include "tests/support/test_database.h"
-#include "tests/support/watched_engine.h"
 
 namespace surva::test {
 namespace {
@@ -27,18 +27,16 @@ SURVA_ON_BOTH_ENGINES(Transactions);
 
 constexpr const char* kLong = "a message that is longer than the sixty characters that a choice may have";
 
-// Each letter is a step of one request, and a write puts its place down: "w" as a statement, "e" at the commit. What
-// stands in ( ) is an inner transaction, in [ ] one that is undone.
-TEST_P(Transactions, AFailedStatementUndoesItselfAlone) {
-  const auto step = [this](Connection& db, char letter, const std::string& place) {
-    switch (letter) {
+// Each letter of a word is a step of one request, and a write puts its place down: "w" as a statement, "e" at the
+// commit. What stands in ( ) is an inner transaction, in [ ] one that is undone. Told are the places that stand then,
+// and the steps that failed.
+TEST_P(Transactions, Cases) {
+  const auto take = [this](Connection& db, char step, const std::string& place) {
+    switch (step) {
       case 'w':
         return Add(db, place.c_str());
       case 'e':
         return db.ExecuteAtCommit({"insert into Message (Message) values (", Text(place), ")"});
-      case 'r':
-        db.Query({"select * from Message"});
-        return;
       case '(':
       case '[':
         return db.BeginTrans();
@@ -58,50 +56,34 @@ TEST_P(Transactions, AFailedStatementUndoesItselfAlone) {
       case 'p':  // fails after some of its rows are written
         db.Execute({"insert into FieldValue (FieldValue) select Message from Message order by MessageID"});
         break;
-      default:  // a date of a text that is none
+      case 'd':  // a date of a text that is none
         db.Query({"select CDate(Message) as d from Message where MessageID=", Number(1)});
+        break;
+      default:
+        db.Query({"select * from Message"});
     }
   };
   Write(*database, {"insert into Message (Message) values ('first')"});
   Write(*database, {"insert into Message (Message) values (", Text(kLong), ")"});
-  std::string many;
-  for (const char* brackets : {"  ", "()", "[]", "()", "  "}) {
-    many += brackets[0];
-    for (int i = 0; i < 6; ++i) many += "wwwwws";
-    many += brackets[1];
-  }
-  for (const std::string steps :
-       {"w",         "vw",     "wv",    "wvw", "wvvw",  "vvw",      "wrv",    "wvr",
-        "wrxrw",     "xw",     "wxw",   "vxw", "rwvrw", "wwvwwvw",  "sw",     "wsw",
-        "wssw",      "rsrw",   "wrrsw", "pw",  "wpw",   "wwppvsxw", "wpr",    "rxrw",
-        "wdw",       "dwdrdw", "we",    "ews", "(w)w",  "[w]w",     "[s](w)", "wsw(wsw)sws[ws]sws",
-        many.c_str()}) {
-    std::string stands;
+  const auto request = [&](const std::string& steps) {
+    std::string failed;
     {
       Connection db(*database);
-      bool undone = false;
-      std::string at_commit;
       for (std::size_t at = 0; at < steps.size(); ++at) {
-        const char letter = steps[at];
-        if (letter == ' ') continue;
-        if (letter == '[' || letter == ']') undone = letter == '[';
-        const std::string place = std::to_string(at);
-        if (std::string_view("vsxpd").find(letter) != std::string_view::npos) {
-          EXPECT_THROW(step(db, letter, place), Fault) << letter << " of " << steps;
-        } else {
-          EXPECT_NO_THROW(step(db, letter, place)) << letter << " of " << steps;
+        try {
+          take(db, steps[at], std::to_string(at));
+        } catch (const Fault&) {
+          failed += " " + std::to_string(at) + steps[at];
         }
-        if (letter == 'w' && !undone) stands += place + " ";
-        if (letter == 'e') at_commit += place + " ";
       }
       db.Commit();
-      stands += at_commit;
     }
-    EXPECT_EQ(Read(*database, {"select Message from Message where MessageID>2 order by MessageID"}) + " ", stands)
-        << steps;
+    const std::string stands = Read(*database, {"select Message from Message where MessageID>2 order by MessageID"});
     EXPECT_EQ(Read(*database, {"select count(*) from FieldValue"}), "0") << steps;
     Write(*database, {"delete from Message where MessageID>2"});
-  }
+    return stands + " stand, failed:" + failed;
+  };
+  PlayCases("tests/data/transaction.cases", {.each = {{"request", request}}});
 }
 
 TEST_P(Transactions, NothingStandsBeforeTheCommit) {
@@ -166,25 +148,6 @@ TEST_P(Transactions, RowsThatTakeOthersPlaces) {
   EXPECT_EQ(replace({{1, "x"}, {"no number", "y"}, {3, "z"}}), "9,stays -,- 1,x failed");
   EXPECT_EQ(replace({{1, "a\\b"}, {2, "{}"}}), "9,stays -,- 1,a\\b 2,{}");
   EXPECT_EQ(replace({}), "9,stays -,-");
-}
-
-TEST_P(Transactions, AFailedCommitLeavesNothingAndHarmsNobody) {
-  Watch watch;
-  Database watched(database.dsn(), WatchedEngine::Around(watch));
-  watch.fail_commit = true;
-  {
-    Connection db(watched);
-    Add(db, "lost");
-    EXPECT_THROW(db.Commit(), Fault);
-  }
-  EXPECT_EQ(Messages(), "");
-  watch.fail_write = 2;
-  Connection db(watched);
-  Add(db, "one");
-  EXPECT_THROW(Add(db, "told to fail"), Fault);
-  Add(db, "two");
-  db.Commit();
-  EXPECT_EQ(Messages(), "one two");
 }
 
 // What is asked for at the last moment holds for this commit and for no other.
