@@ -239,6 +239,34 @@ TEST(TroubledDatabase, IsToldAtOnce) {
   EXPECT_NE(node.log.errors().find("deleted or replaced"), std::string::npos);
 }
 
+// Where the workers of all other lanes are busy, each request finds those of its own.
+TEST_P(Visits, StandInTheLanesOfTheirKind) {
+  const std::tuple<host::Lane, const char*, const char*, const char*> cases[] = {
+      {host::Lane::kReading, "/surva.asp", "", ""},
+      {host::Lane::kWriting, "/surva.asp", "version=41", ""},
+      {host::Lane::kWriting, "/surva.asp", "", "Next=Next"},
+      {host::Lane::kWriting, "/admin/import", "", "kind=students"},
+      {host::Lane::kStaff, "/admin/report", "", ""},
+      {host::Lane::kStaff, "/admin/company.asp", "", "Action=P"},
+      {host::Lane::kPasswords, "/admin/sign-in", "", "name=x&password=x"},
+  };
+  for (const auto& [own, path, query, form] : cases) {
+    Node node(database_.dsn());
+    std::latch release(1);
+    for (std::size_t lane = 0; lane < host::kLanes; ++lane) {
+      for (int worker = 0; worker < 2 && lane != static_cast<std::size_t>(own); ++worker) {
+        node.workers.Post({.lane = static_cast<host::Lane>(lane),
+                           .address = "a network",  // as the request, which comes behind it
+                           .run = [&](auto) { release.wait(); },
+                           .refuse = [] {}});
+      }
+    }
+    EXPECT_NE(node.Ask(RequestFor(path, query, form)).status, 503U) << path << query << form;
+    release.count_down();
+    node.workers.Stop();
+  }
+}
+
 TEST(HangingDatabase, IsToldAllTheSame) {
   std::latch release(1);
   TestDatabase database(data::Dialect::kSqlite);
