@@ -1,22 +1,18 @@
 // The guard in front of the pages: through the whole site, on both engines, with two nodes where they must agree.
 #include "guard/accounts.h"
-#include "tests/support/fixture.h"
-#include "tests/support/node.h"
+#include "tests/host/two_nodes.h"
 
-namespace surva::host {
+namespace surva::test {
 namespace {
 
-using test::Browser;
-using test::HeaderOf;
 using wire::HttpRequest;
 using wire::HttpResponse;
 
-const auto Get = [](const std::string& path, const std::string& query = "") { return test::RequestFor(path, query); };
-const auto Post = [](const std::string& path, const std::string& form) { return test::RequestFor(path, "", form); };
-class GuardedSite : public test::OnBothEngines {
- protected:
-  GuardedSite() { test::LoadFixture(*database_); }
+const auto Get = [](const std::string& path, const std::string& query = "") { return RequestFor(path, query); };
+const auto Post = [](const std::string& path, const std::string& form) { return RequestFor(path, "", form); };
 
+class GuardedSite : public TwoNodes {
+ protected:
   void AddStaff() {
     data::Connection connection(*database_);
     guard::Accounts accounts(connection);
@@ -24,27 +20,22 @@ class GuardedSite : public test::OnBothEngines {
     accounts.Add("dora", guard::Role::kDesigner, "three blue cranes");
     connection.Commit();
   }
-  Browser SignIn(test::Node& node, const std::string& name) {
+  Browser SignIn(Node& node, const std::string& name) {
     Browser browser;
     browser.Post(node, "/admin/sign-in", "name=" + name + "&password=three+blue+cranes");
     return browser;
   }
-  std::string Read(std::initializer_list<data::Piece> statement) { return test::Read(*database_, statement); }
-
-  test::TestDatabase database_{GetParam()};
-  test::Node node_{database_.dsn()};
-  test::Node other_{database_.dsn()};
 };
 
 TEST_P(GuardedSite, OpensNoStaffPageWithoutASignIn) {
   // Behind a proxy nobody guards anything.
   HttpRequest proxied = Get("/admin/default.asp");
   proxied.forwarded = true;
-  EXPECT_EQ(test::Node(database_.dsn()).Ask(proxied).status, 403U);
+  EXPECT_EQ(Node(database_.dsn()).Ask(proxied).status, 403U);
   AddStaff();
   Browser owner = SignIn(node_, "anna");
   Browser designer = SignIn(other_, "dora");
-  for (const Route& route : Routes()) {
+  for (const host::Route& route : host::Routes()) {
     const std::string path(route.path);
     if (!route.roles.empty()) {
       EXPECT_EQ(HeaderOf(node_.Ask(Get(path)), "Location").substr(0, 18), "/admin/sign-in?to=") << path;
@@ -72,7 +63,7 @@ TEST_P(GuardedSite, OpensNoStaffPageWithoutASignIn) {
 
 TEST_P(GuardedSite, SaysTheSameOfEveryFailedSignIn) {
   AddStaff();
-  const auto sign_in = [](test::Node& node, const std::string& password) {
+  const auto sign_in = [](Node& node, const std::string& password) {
     return node.Ask(Post("/admin/sign-in", "name=x&password=" + password));
   };
   const HttpResponse wrong = sign_in(node_, "wrong+password");
@@ -80,7 +71,7 @@ TEST_P(GuardedSite, SaysTheSameOfEveryFailedSignIn) {
   EXPECT_EQ(wrong.body, sign_in(node_, std::string(5000, 'a')).body);
   for (int i = 0; i < 4; ++i) sign_in(other_, "wrong+password");
   // A slow machine must not let the wait be over before it is asked for.
-  test::Write(*database_, {"update WrongTry set PaidOff=PaidOff+10000"});
+  Write(*database_, {"update WrongTry set PaidOff=PaidOff+10000"});
   const HttpResponse slowed = sign_in(node_, "wrong+password");
   EXPECT_EQ(slowed.status, 429U) << "both nodes count together";
   EXPECT_EQ(slowed.body, wrong.body);
@@ -119,16 +110,16 @@ TEST_P(GuardedSite, TriesOfPinsWaitForEachOtherWhenManyAreWrong) {
   setup.Execute({"update WrongTry set PaidOff=PaidOff+100000 where TryKey='pin/everywhere'"});
   setup.Commit();
   constexpr std::chrono::hours kNever(1);
-  PageService service({.pin_pace = kNever, .longest_pin_wait = kNever}, node_.database, node_.files, node_.workers,
-                      node_.log);
+  host::PageService service({.pin_pace = kNever, .longest_pin_wait = kNever}, node_.database, node_.files,
+                            node_.workers, node_.log);
   const auto from = [&](const char* network, const char* form) {
     HttpRequest request = Post("/surva.asp", form);
     request.network = network;
-    return test::Send(service, std::move(request));
+    return Send(service, std::move(request));
   };
-  test::Coming first = from("a", "PIN=1");
+  Coming first = from("a", "PIN=1");
   EXPECT_EQ(first.get().status, 200U) << "delayed, not refused";
-  test::Coming second = from("b", "PIN=1");
+  Coming second = from("b", "PIN=1");
   // Nobody else waits for it.
   EXPECT_EQ(from("b", "NeXt=1&Notes=fine").get().status, 200U);
   EXPECT_EQ(from("c", "x=1").get().status, 200U);
@@ -147,14 +138,12 @@ TEST_P(GuardedSite, OneNetworkStoresNoMoreThanItsShare) {
 }
 
 TEST_P(GuardedSite, StoresMoreChoicesThanAPageCanBearInAFewStatements) {
-  test::Watch watch;
-  watch.replaces_at_once = true;
-  test::Node node(database_.dsn(), {.wrap = test::WatchedEngine::Around(watch)});
+  watch_.replaces_at_once = true;
   for (const char* number : {"32768", "32767"}) {
     const std::string form = "ModifyQuestionAnswers=302&Version=41&NumberOfValues=" + std::string(number);
-    EXPECT_EQ(node.Ask(Post("/admin/createform.asp", form)).status, 200U);
+    EXPECT_EQ(node_.Ask(Post("/admin/createform.asp", form)).status, 200U);
   }
-  EXPECT_LT(watch.reads + watch.writes, 100);
+  EXPECT_LT(watch_.reads + watch_.writes, 100);
   EXPECT_EQ(Read({"select count(*) from FieldValue where QuestionID=72"}), "32767");
 }
 
@@ -179,4 +168,4 @@ TEST_P(GuardedSite, HistoryTellsWhoItWasAndKeepsRequestsOfOneNameApart) {
 SURVA_ON_BOTH_ENGINES(GuardedSite);
 
 }  // namespace
-}  // namespace surva::host
+}  // namespace surva::test

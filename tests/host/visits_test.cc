@@ -3,9 +3,7 @@
 
 #include <latch>
 
-#include "tests/support/fixture.h"
-#include "tests/support/node.h"
-#include "tests/support/watched_engine.h"
+#include "tests/host/two_nodes.h"
 
 namespace surva::test {
 namespace {
@@ -15,13 +13,10 @@ using std::chrono::seconds;
 
 // 201 and 204 are enrolled on one event, by the PINs 2221 and 2222, 205 on another of the same surva, 45, in whose form
 // 324 is a text.
-class Visits : public OnBothEngines {
+class Visits : public TwoNodes {
  protected:
-  Visits() { LoadFixture(*database_); }
-
   std::string Marks() {
-    return Read(*database_,
-                {"select StudentID, TextAnswer from Mark where MarkID>531 and QuestionID=81 order by MarkID"});
+    return Read({"select StudentID, TextAnswer from Mark where MarkID>531 and QuestionID=81 order by MarkID"});
   }
   // Holds what a writer needs until it is destroyed.
   std::unique_ptr<data::Connection> Block(data::Database& database) {
@@ -33,8 +28,6 @@ class Visits : public OnBothEngines {
     }
     return blocker;
   }
-
-  TestDatabase database_{GetParam()};
 };
 SURVA_ON_BOTH_ENGINES(Visits);
 
@@ -44,74 +37,68 @@ bool Comes(Coming& coming, milliseconds time) {
 }
 
 TEST_P(Visits, EndWhenTheirTimeIsOver) {
-  Node one(database_.dsn());
-  Node two(database_.dsn());
   Browser kiosk;
-  kiosk.Post(one, "/surva.asp", "PIN=2222");
+  kiosk.Post(node_, "/surva.asp", "PIN=2222");
   // A visit stands for its minutes and for one more, in which its use may go unnoted.
   const host::SessionRules rules;
   Write(*database_, {"update VisitorSession set LastUse=LastUse-TimeoutMinutes*60"});
   for (const bool stands : {true, false}) {
     Write(*database_, {"update VisitorSession set LastUse=LastUse-35"});
     data::Connection db(*database_);
-    host::Visit visit(Read(*database_, {"select SessionKey from VisitorSession"}), rules, db);
+    host::Visit visit(Read({"select SessionKey from VisitorSession"}), rules, db);
     EXPECT_EQ(visit.session().IsBlank(), !stands);
     db.Rollback();
     if (stands) host::PurgeSessions(db);
   }
-  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
+  EXPECT_EQ(Read({"select count(*) from VisitorSession"}), "1");
   // Unknown tokens are not taken over, and a session that has ended is none.
   const auto old = kiosk.cookies.values;
-  kiosk.Post(two, "/surva.asp", "PIN=0001");
+  kiosk.Post(other_, "/surva.asp", "PIN=0001");
   EXPECT_NE(kiosk.cookies.values, old);
-  one.service.Purge();
-  one.workers.Stop();
-  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession"}), "1");
+  node_.service.Purge();
+  node_.workers.Stop();
+  EXPECT_EQ(Read({"select count(*) from VisitorSession"}), "1");
 }
 
 TEST_P(Visits, WhoKnewTheTokenBeforeALogonKnowsNothingAfterIt) {
-  Node one(database_.dsn());
-  Node two(database_.dsn());
   Browser victim;
   for (const auto& [before, entry] : {std::pair("version=42", "version=42"), {"PIN=2221", "PIN=2222"}}) {
     victim = {};
-    victim.Post(one, "/surva.asp", before);
+    victim.Post(node_, "/surva.asp", before);
     Browser thief;
     thief.cookies = victim.cookies;
-    victim.Post(two, "/surva.asp", entry);
+    victim.Post(other_, "/surva.asp", entry);
     EXPECT_NE(victim.cookies.values, thief.cookies.values) << entry;
-    thief.Post(one, "/surva.asp", "FormAccepted=45&324=by+a+thief");
+    thief.Post(node_, "/surva.asp", "FormAccepted=45&324=by+a+thief");
     EXPECT_EQ(Marks(), "");
   }
-  EXPECT_EQ(victim.Post(one, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
+  EXPECT_EQ(victim.Post(node_, "/surva.asp", "FormAccepted=45&324=by+Bob").status, 302U);
   EXPECT_EQ(Marks(), "204,by Bob");
-  // Nor does a page of staff take a token over that nobody has given out, or a neighbour host plant one.
+  // Nor does a page of staff take a token over that nobody has given out, or a neighbour host plant node_.
   Browser staff;
   staff.cookies.values["surva_visit"] = std::string(32, 'a');
-  staff.Post(one, "/admin/createform.asp", "AddQuestionStep=2a&AddQuestion=-1&SurvaVersion=41&question=x");
+  staff.Post(node_, "/admin/createform.asp", "AddQuestionStep=2a&AddQuestion=-1&SurvaVersion=41&question=x");
   EXPECT_NE(staff.cookies.values["surva_visit"], std::string(32, 'a'));
   wire::HttpRequest protected_one = RequestFor("/surva.asp", "version=42");
   protected_one.https = true;
-  const std::string cookie = HeaderOf(one.Ask(protected_one), "Set-Cookie");
+  const std::string cookie = HeaderOf(node_.Ask(protected_one), "Set-Cookie");
   EXPECT_EQ(cookie.substr(0, 19) + cookie.substr(cookie.find(';')),
             "__Host-surva_visit=; Path=/; HttpOnly; SameSite=Lax; Secure");
 }
 
 TEST_P(Visits, RequestsOfOneVisitorWaitForEachOther) {
-  Node one(database_.dsn());
-  Node two(database_.dsn());
   Browser browser;
-  browser.Post(one, "/surva.asp", "PIN=2221");
+  browser.Post(node_, "/surva.asp", "PIN=2221");
   Browser other;
-  other.Post(one, "/surva.asp", "PIN=2222");
+  other.Post(node_, "/surva.asp", "PIN=2222");
   const std::string key = host::SessionKey(browser.cookies.values.begin()->second);
   ASSERT_FALSE(key.empty());
   if (GetParam() == data::Dialect::kPostgres) {
-    data::Connection elsewhere(one.database);
+    data::Connection elsewhere(node_.database);
     elsewhere.Hold(key);
     elsewhere.Query({"select 1 as One"});
-    Coming held = browser.Send(two, RequestFor("/surva.asp"));
-    EXPECT_EQ(other.Get(two, "/surva.asp").status, 200U);
+    Coming held = browser.Send(other_, RequestFor("/surva.asp"));
+    EXPECT_EQ(other.Get(other_, "/surva.asp").status, 200U);
     EXPECT_FALSE(Comes(held, milliseconds(50)));
     elsewhere.Rollback();
     EXPECT_EQ(held.get().status, 200U);
@@ -119,31 +106,29 @@ TEST_P(Visits, RequestsOfOneVisitorWaitForEachOther) {
   // Many at once: each sees what the one before has left, so that none is lost.
   std::vector<Coming> crowd;
   for (int i = 0; i < 20; ++i) {
-    crowd.push_back(
-        browser.Send(i % 2 == 0 ? one : two, RequestFor("/surva.asp", "", "FormAccepted=45&324=" + std::to_string(i))));
+    crowd.push_back(browser.Send(i % 2 == 0 ? node_ : other_,
+                                 RequestFor("/surva.asp", "", "FormAccepted=45&324=" + std::to_string(i))));
   }
   for (Coming& coming : crowd) EXPECT_EQ(coming.get().status, 302U);
-  EXPECT_EQ(Read(*database_, {"select count(*) from Mark where MarkID>531 and QuestionID=81"}), "1");
+  EXPECT_EQ(Read({"select count(*) from Mark where MarkID>531 and QuestionID=81"}), "1");
 }
 
 TEST_P(Visits, OnlyWhatNobodyWasToldOfMayBeLostWithTheMachine) {
-  Watch watch;
-  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
   Browser browser;
-  browser.Post(node, "/surva.asp", "PIN=2221");
-  EXPECT_EQ(watch.flushed_commits, 0) << "a session that begins";
-  browser.Post(node, "/surva.asp", "PIN=2221");
-  EXPECT_EQ(watch.flushed_commits, 0) << "nothing new";
+  browser.Post(node_, "/surva.asp", "PIN=2221");
+  EXPECT_EQ(watch_.flushed_commits, 0) << "a session that begins";
+  browser.Post(node_, "/surva.asp", "PIN=2221");
+  EXPECT_EQ(watch_.flushed_commits, 0) << "nothing new";
   Write(*database_, {"update VisitorSession set LastUse=LastUse-100"});
-  const std::string noted = Read(*database_, {"select LastUse from VisitorSession"});
-  browser.Post(node, "/surva.asp", "PIN=2221");
-  for (int i = 0; i < 2000 && Read(*database_, {"select LastUse from VisitorSession"}) == noted; ++i) {
+  const std::string noted = Read({"select LastUse from VisitorSession"});
+  browser.Post(node_, "/surva.asp", "PIN=2221");
+  for (int i = 0; i < 2000 && Read({"select LastUse from VisitorSession"}) == noted; ++i) {
     std::this_thread::sleep_for(milliseconds(1));
   }
-  EXPECT_NE(Read(*database_, {"select LastUse from VisitorSession"}), noted);
-  EXPECT_EQ(watch.flushed_commits, 0) << "a note of use";
-  browser.Post(node, "/surva.asp", "PIN=2222");
-  EXPECT_EQ(watch.flushed_commits, 1) << "another person's logon, which must never come undone";
+  EXPECT_NE(Read({"select LastUse from VisitorSession"}), noted);
+  EXPECT_EQ(watch_.flushed_commits, 0) << "a note of use";
+  browser.Post(node_, "/surva.asp", "PIN=2222");
+  EXPECT_EQ(watch_.flushed_commits, 1) << "another person's logon, which must never come undone";
 }
 
 TEST_P(Visits, ReadersPassWritersThatAreStuck) {
@@ -168,75 +153,65 @@ TEST_P(Visits, ReadersPassWritersThatAreStuck) {
 }
 
 TEST_P(Visits, ARequestThatWritesAfterAllIsRunAmongWriters) {
-  Node node(database_.dsn());
   Browser kiosk;
-  kiosk.Get(node, "/surva.asp", "version=999");
-  kiosk.Post(node, "/surva.asp", "PIN=2221");
+  kiosk.Get(node_, "/surva.asp", "version=999");
+  kiosk.Post(node_, "/surva.asp", "PIN=2221");
   // The PIN page sets the visit's kind back.
   Write(*database_, {"update VisitorSession set Contents=replace(Contents, '2:i0', '2:i1')"});
-  EXPECT_EQ(kiosk.Get(node, "/surva.asp").status, 200U);
-  EXPECT_EQ(Read(*database_, {"select count(*) from VisitorSession where Contents like '%9:anonymous2:i0%'"}), "1");
+  EXPECT_EQ(kiosk.Get(node_, "/surva.asp").status, 200U);
+  EXPECT_EQ(Read({"select count(*) from VisitorSession where Contents like '%9:anonymous2:i0%'"}), "1");
 }
 
 TEST_P(Visits, ALostCommitIsToldAsWhatItIs) {
-  Watch watch;
-  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
   Browser ann;
-  ann.Post(node, "/surva.asp", "PIN=2221");
-  watch.lose_commit = true;
-  const wire::HttpResponse doubtful = ann.Post(node, "/surva.asp", "FormAccepted=45&324=perhaps");
+  ann.Post(node_, "/surva.asp", "PIN=2221");
+  watch_.lose_commit = true;
+  const wire::HttpResponse doubtful = ann.Post(node_, "/surva.asp", "FormAccepted=45&324=perhaps");
   EXPECT_EQ(doubtful.status, 500U) << "503 would let a proxy send it again";
   EXPECT_NE(doubtful.body.find("look before you send it again"), std::string::npos);
   EXPECT_EQ(Marks(), "201,perhaps");
-  watch.fail_commit = true;
-  const wire::HttpResponse failed = ann.Post(node, "/surva.asp", "FormAccepted=45&324=never");
+  watch_.fail_commit = true;
+  const wire::HttpResponse failed = ann.Post(node_, "/surva.asp", "FormAccepted=45&324=never");
   EXPECT_NE(failed.body.find("nothing of it was stored"), std::string::npos);
   EXPECT_EQ(Marks(), "201,perhaps");
   // Nothing to store, nothing to doubt.
-  watch.lose_commit = watch.fail_commit = true;
-  EXPECT_EQ(Browser().Get(node, "/surva.asp").status, 200U);
+  watch_.lose_commit = watch_.fail_commit = true;
+  EXPECT_EQ(Browser().Get(node_, "/surva.asp").status, 200U);
 }
 
-class Healthz : public Visits {};
-SURVA_ON_BOTH_ENGINES(Healthz);
-
-TEST_P(Healthz, JudgesWritingToo) {
-  Watch watch;
-  Node node(database_.dsn(), {.wrap = WatchedEngine::Around(watch)});
+TEST_P(Visits, TheirHealthIsJudgedByWritingToo) {
   if (GetParam() == data::Dialect::kSqlite) {
-    watch.fail_commit = true;
+    watch_.fail_commit = true;
   } else {
     // As a standby is.
     RunOnServer("alter database " + database_.postgres_name() + " set default_transaction_read_only = on");
   }
-  const wire::HttpResponse ill = Browser().Get(node, "/healthz", "verbose");
+  const wire::HttpResponse ill = Browser().Get(node_, "/healthz", "verbose");
   EXPECT_EQ(ill.status, 503U);
-  EXPECT_NE(node.log.errors().find("/healthz"), std::string::npos);
+  EXPECT_NE(node_.log.errors().find("/healthz"), std::string::npos);
   EXPECT_EQ(ill.body.find("disk"), std::string::npos) << "nothing for strangers";
   if (GetParam() == data::Dialect::kPostgres) {
     RunOnServer("alter database " + database_.postgres_name() + " reset default_transaction_read_only");
   }
   std::this_thread::sleep_for(milliseconds(1100));
-  const wire::HttpResponse well = Browser().Get(node, "/healthz", "verbose");
+  const wire::HttpResponse well = Browser().Get(node_, "/healthz", "verbose");
   EXPECT_EQ(well.status, 200U);
   EXPECT_NE(well.body.find("version: "), std::string::npos);
 }
 
-TEST(TroubledDatabase, IsToldAtOnce) {
-  TestDatabase database(data::Dialect::kSqlite);
-  Watch watch;
-  Node node(database.dsn(), {.wrap = WatchedEngine::Around(watch)});
+TEST_P(Visits, ATroubledDatabaseIsToldAtOnce) {
   Browser browser;
-  browser.Get(node, "/admin/company.asp", "Modify=1");
-  browser.Get(node, "/admin/company.asp", "Modify=it's");
-  EXPECT_EQ(node.log.errors(), "");
-  watch.away = true;
-  browser.Get(node, "/admin/company.asp", "Modify=1");
-  EXPECT_NE(node.log.errors().find(" /admin/company.asp: The database does not answer."), std::string::npos);
-  watch.away = false;
-  std::filesystem::remove(database.dsn().substr(std::string("sqlite:").size()));
-  EXPECT_EQ(browser.Get(node, "/healthz").status, 503U);
-  EXPECT_NE(node.log.errors().find("deleted or replaced"), std::string::npos);
+  browser.Get(node_, "/admin/company.asp", "Modify=1");
+  browser.Get(node_, "/admin/company.asp", "Modify=it's");
+  EXPECT_EQ(node_.log.errors(), "");
+  watch_.away = true;
+  browser.Get(node_, "/admin/company.asp", "Modify=1");
+  EXPECT_NE(node_.log.errors().find(" /admin/company.asp: The database does not answer."), std::string::npos);
+  watch_.away = false;
+  if (GetParam() == data::Dialect::kPostgres) return;
+  std::filesystem::remove(database_.dsn().substr(std::string("sqlite:").size()));
+  EXPECT_EQ(browser.Get(node_, "/healthz").status, 503U);
+  EXPECT_NE(node_.log.errors().find("deleted or replaced"), std::string::npos);
 }
 
 // Where the workers of all other lanes are busy, each request finds those of its own.
@@ -273,15 +248,15 @@ TEST(HangingDatabase, IsToldAllTheSame) {
   Watch watch;
   Node node(database.dsn(), {.wrap = WatchedEngine::Around(watch)});
   watch.hangs = &release;
-  std::vector<Coming> asked;
-  for (int i = 0; i < 3; ++i) asked.push_back(node.Send(RequestFor("/healthz")));
-  for (Coming& coming : asked) {
-    ASSERT_TRUE(Comes(coming, seconds(20)));
-    EXPECT_EQ(coming.get().status, 503U);
-  }
   // Nobody waits for what is known.
-  Coming again = node.Send(RequestFor("/healthz"));
-  EXPECT_TRUE(Comes(again, seconds(20)));
+  for (const int askers : {3, 1}) {
+    std::vector<Coming> asked;
+    for (int i = 0; i < askers; ++i) asked.push_back(node.Send(RequestFor("/healthz")));
+    for (Coming& coming : asked) {
+      ASSERT_TRUE(Comes(coming, seconds(20)));
+      EXPECT_EQ(coming.get().status, 503U);
+    }
+  }
   release.count_down();
 }
 

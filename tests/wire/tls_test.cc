@@ -1,50 +1,46 @@
-#include <openssl/ssl.h>
+// TLS in front of all the rest. Which versions and suites are spoken is seen on the program,
+// tests/program/serve_test.cc.
+#include "wire/tls.h"
+
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <boost/asio/read.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/write.hpp>
 #include <cstdlib>
 #include <filesystem>
 
 #include "tests/wire/loopback.h"
-#include "wire/tls.h"
 #include "wire/tls_check.h"
 
 namespace surva::wire {
 namespace {
 
-class Tls : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    directory_ = ::testing::TempDir() + "tls" + std::to_string(::getpid());
-    const std::string command = "mkdir -p " + directory_ +
-                                " && openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost -keyout " +
-                                directory_ + "/key.pem -out " + directory_ + "/certificate.pem 2>/dev/null";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-  }
-  static void TearDownTestSuite() { std::filesystem::remove_all(directory_); }
+namespace asio = boost::asio;
 
-  static ServerOptions Options() {
-    ServerOptions options;
-    options.tls_certificate = directory_ + "/certificate.pem";
-    options.tls_key = directory_ + "/key.pem";
-    return options;
+// Certificates and keys, those that will do and others, until the tests are over.
+struct Files {
+  Files() {
+    const std::string command =
+        "mkdir -p " + at + " && cd " + at +
+        " && exec 2>/dev/null && new='openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 90'"
+        " && $new -x509 -subj /CN=Issuer -keyout issuer.key -out issuer && $new -subj /CN=site.example -keyout key "
+        "-out ask && openssl x509 -req -in ask -CA issuer -CAkey issuer.key -CAcreateserial -days 90 -out own && cat "
+        "own issuer >chain && cat issuer own >turned && openssl pkey -in key -aes128 -passout pass:x -out locked";
+    EXPECT_EQ(std::system(command.c_str()), 0);
   }
-
-  static std::string directory_;
+  ~Files() { std::filesystem::remove_all(at); }
+  const std::string at = ::testing::TempDir() + "tls" + std::to_string(::getpid()) + "/";
 };
-std::string Tls::directory_;
+const std::string& Folder() {
+  static const Files files;
+  return files.at;
+}
 
 // What an administrator is told of the files before a start; nothing if they will do.
 TEST(TlsFiles, AreLookedAtBeforeAStart) {
-  const std::string at = ::testing::TempDir() + "tlsfiles" + std::to_string(::getpid()) + "/";
-  const std::string command =
-      "mkdir -p " + at + " && cd " + at +
-      " && exec 2>/dev/null && new='openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 90'"
-      " && $new -x509 -subj /CN=Issuer -keyout issuer.key -out issuer && $new -subj /CN=site.example -keyout key -out ask"
-      " && openssl x509 -req -in ask -CA issuer -CAkey issuer.key -CAcreateserial -days 90 -out own"
-      " && cat own issuer >chain && cat issuer own >turned && openssl pkey -in key -aes128 -passout pass:x -out locked";
-  ASSERT_EQ(std::system(command.c_str()), 0);
+  const std::string& at = Folder();
   struct Case {
     const char* chain;
     const char* key;
@@ -68,50 +64,44 @@ TEST(TlsFiles, AreLookedAtBeforeAStart) {
     EXPECT_EQ(told.empty(), *given.told == '\0') << told;
   }
   EXPECT_EQ(CheckTlsFiles(at + "chain", at + "key", {"other.example"}, std::time(nullptr)).size(), 1U);
-  EXPECT_THROW(MakeTlsContext(at + "chain", at + "locked"), std::runtime_error) << "and nobody is asked for a password";
-  std::filesystem::remove_all(at);
+  // And nobody is asked for a password.
+  for (const auto& [chain, key] : {std::pair("chain", "locked"), {"chain", "issuer.key"}, {"none", "key"}}) {
+    EXPECT_THROW(Loopback({.tls_certificate = at + chain, .tls_key = at + key}), std::runtime_error) << chain << key;
+  }
 }
 
-// The TLS side of a client.
 class Session {
  public:
-  Session(Client& client, int newest, const char* suites = "ALL")
-      : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free) {
-    SSL_set_max_proto_version(ssl_.get(), newest);
-    SSL_set_min_proto_version(ssl_.get(), TLS1_VERSION);
-    SSL_set_security_level(ssl_.get(), 0);
-    SSL_set_cipher_list(ssl_.get(), suites);
-    SSL_set_fd(ssl_.get(), client.socket());
-    const timeval patience{10, 0};
-    ::setsockopt(client.socket(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
-    connected = SSL_connect(ssl_.get()) == 1;
+  Session(const Loopback& loopback, int newest) {
+    SSL_set_max_proto_version(stream_.native_handle(), newest);
+    stream_.next_layer().connect({asio::ip::address_v4::loopback(), loopback.port()});
+    stream_.handshake(asio::ssl::stream_base::client);
   }
-
-  void Send(std::string_view bytes) { SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())); }
-  // All that comes until the server says goodbye.
+  void Send(const std::string& bytes) { asio::write(stream_, asio::buffer(bytes)); }
+  // All that comes until the end.
   std::string ReadToEnd() {
     std::string text;
-    std::array<char, 65536> bytes;
-    int count = 0;
-    while ((count = SSL_read(ssl_.get(), bytes.data(), bytes.size())) > 0) text.append(bytes.data(), count);
-    said_goodbye = SSL_get_error(ssl_.get(), count) == SSL_ERROR_ZERO_RETURN;
+    boost::system::error_code end;
+    asio::read(stream_, asio::dynamic_buffer(text), end);
+    said_goodbye = end == asio::error::eof;
     return text;
   }
-
-  bool connected = false;
   bool said_goodbye = false;
 
  private:
-  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
-  std::unique_ptr<SSL, decltype(&SSL_free)> ssl_{SSL_new(context_.get()), SSL_free};
+  asio::io_context io_;
+  asio::ssl::context context_{asio::ssl::context::tls_client};
+  asio::ssl::stream<asio::ip::tcp::socket> stream_{io_, context_};
 };
 
-TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
-  Loopback loopback(Options());
+Loopback Protected(Limits limits = {}) {
+  return Loopback({.tls_certificate = Folder() + "chain", .tls_key = Folder() + "key", .limits = limits});
+}
+
+TEST(Tls, ServesAllThatPlainConnectionsDo) {
+  Loopback loopback = Protected();
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-    Client client(loopback.port());
-    Session session(client, version);
-    ASSERT_TRUE(session.connected);
+    Session session(loopback, version);
     const std::string body(100'000, 'b');
     loopback.site.pieces.assign(5, std::string(20'000, 's'));
     session.Send("POST /post HTTP/1.1\r\n" + kHost + "Content-Length: 100000\r\n\r\n" + body);
@@ -127,50 +117,27 @@ TEST_F(Tls, ServesAllThatPlainConnectionsDo) {
     EXPECT_NE(answers.find(std::string(8 * 1024 * 1024, 'l') + "HTTP/1.1 400 "), std::string::npos);
     EXPECT_TRUE(session.said_goodbye);
   }
-  EXPECT_FALSE(Session(*std::make_unique<Client>(loopback.port()), TLS1_1_VERSION).connected);
-  // Without forward secrecy, without encryption that is authenticated.
-  for (const char* suites :
-       {"AES128-GCM-SHA256", "ECDHE-RSA-AES256-SHA384:ECDHE-RSA-AES128-SHA", "DHE-RSA-AES128-GCM-SHA256"}) {
-    EXPECT_FALSE(Session(*std::make_unique<Client>(loopback.port()), TLS1_2_VERSION, suites).connected) << suites;
-  }
 }
 
-TEST_F(Tls, DeadlinesHold) {
-  ServerOptions options = Options();
-  options.limits = {.handshake = 1s, .header = 1s, .tick = 20ms};
-  Loopback loopback(std::move(options));
+TEST(Tls, DeadlinesHold) {
+  Loopback loopback = Protected({.handshake = 1s, .header = 1s, .tick = 20ms});
   EXPECT_TRUE(Client(loopback.port()).IsClosed());
-  Client client(loopback.port());
-  Session session(client, TLS1_3_VERSION);
-  ASSERT_TRUE(session.connected);
+  Session session(loopback, TLS1_3_VERSION);
   session.Send("GET / HTTP/1.1\r\n");
   EXPECT_TRUE(session.ReadToEnd().starts_with("HTTP/1.1 408 "));
   EXPECT_EQ(Client(loopback.port()).Get("/").status, 0U);
 }
 
-TEST_F(Tls, ConnectionsKeepLittleMemory) {
-  ServerOptions options = Options();
-  options.limits.bytes_in_flight = 2 * 96 * 1024;  // two connections of one address
-  options.limits.handshake = options.limits.header = 1h;
-  Loopback loopback(std::move(options));
-  Client first(loopback.port());
-  Session waits(first, TLS1_2_VERSION);
-  ASSERT_TRUE(waits.connected);
-  Client second(loopback.port());
-  EXPECT_TRUE(Session(second, TLS1_2_VERSION).connected);
+TEST(Tls, ConnectionsKeepLittleMemory) {
+  // Two connections of one address.
+  Loopback loopback = Protected({.bytes_in_flight = 2 * 96 * 1024, .handshake = 1h, .header = 1h});
+  Session first(loopback, TLS1_2_VERSION);
+  const Session second(loopback, TLS1_2_VERSION);
   Client hello(loopback.port());
   hello.Send({"\x16\x03\x01\x10\x00\x01\x00\x40\x01", 9});
   hello.Send(std::string(1000, 'h'));
-  EXPECT_TRUE(first.IsClosed()) << "the one that has waited longest";
+  EXPECT_EQ(first.ReadToEnd(), "") << "the one that has waited longest is closed";
   EXPECT_TRUE(hello.IsClosed()) << "long before its deadline";
-}
-
-TEST_F(Tls, ToldWhenItsFilesAreWrong) {
-  ServerOptions options = Options();
-  options.tls_key = options.tls_certificate;
-  EXPECT_THROW(Loopback{options}, std::runtime_error);
-  options.tls_certificate = "/nonexistent.pem";
-  EXPECT_THROW(Loopback{options}, std::runtime_error);
 }
 
 }  // namespace
