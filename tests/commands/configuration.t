@@ -78,60 +78,26 @@ Numbers keep to their bounds, which the messages tell. What is given twice count
   >   [[ $words =~ from\ ([0-9]+)\ to\ ([0-9]+) ]] || echo "$name has no bounds"
   >   read -r least most <<<"${BASH_REMATCH[1]} ${BASH_REMATCH[2]}"
   >   echo "${words#*--}"
-  >   for wrong in $((least - 1)) $((most + 1)); do surva serve --$name $wrong --site /none 2>&1 | cmp -s - <(echo "$words") || echo "takes $wrong"; done
+  >   for wrong in $((least - 1)) $((most + 1)); do [ "$(surva serve --$name $wrong --site /none 2>&1)" = "$words" ] || echo "takes $wrong"; done
   >   for right in $least $most; do surva serve --$name none --$name $right --max-in-flight-mib 1000 --site /none; done
   > done 2>&1 | grep -v 'surva: --site: there is no directory "/none"'
   database-wait must be a whole number from 0 to 86400
-  takes -1
-  takes 86401
   workers must be a whole number from 0 to 1024
-  takes -1
-  takes 1025
   queue-seconds must be a whole number from 1 to 60
-  takes 0
-  takes 61
   queue-mebibytes must be a whole number from 1 to 65536
-  takes 0
-  takes 65537
   max-connections must be a whole number from 1 to 1000000
-  takes 0
-  takes 1000001
   max-connections-per-address must be a whole number from 1 to 1000000
-  takes 0
-  takes 1000001
   max-body-kib must be a whole number from 64 to 65536
-  takes 63
-  takes 65537
   max-in-flight-mib must be a whole number from 4 to 1000000
-  takes 3
-  takes 1000001
   session-minutes must be a whole number from 1 to 43200
-  takes 0
-  takes 43201
   staff-hours must be a whole number from 1 to 168
-  takes 0
-  takes 169
   staff-idle-minutes must be a whole number from 1 to 1440
-  takes 0
-  takes 1441
   wrong-pins must be a whole number from 1 to 1000, or off
-  takes 0
-  takes 1001
   public-writes must be a whole number from 1 to 1000000, or off
-  takes 0
-  takes 1000001
   history-days must be a whole number from 1 to 3650
-  takes 0
-  takes 3651
   least-answers must be a whole number from 1 to 1000000
-  takes 0
-  takes 1000001
   mail-rate must be a whole number from 1 to 1000000
-  takes 0
-  takes 1000001
   slow-request-milliseconds must be a whole number from 1 to 600000, or off
-  takes 0
-  takes 600001
   [2]
   $ surva serve --max-body-kib 1024 --max-in-flight-mib 4 --site /none
   surva: --site: there is no directory "/none"; name a copy of the directory site/

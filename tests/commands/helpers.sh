@@ -1,6 +1,8 @@
 # What the transcripts share: surva itself, PostgreSQL's tools, and a server that ends with its transcript.
 export PATH="${SURVA_BINARY%/*}:$PATH" PGHOST=${SURVA_TEST_POSTGRES##*host=} PGUSER=postgres
 set -o pipefail
+# What should end does.
+surva() { timeout --foreground 60 "$SURVA_BINARY" "$@"; }
 
 # An empty database, which postgresql:///NAME leads to.
 make() { # NAME [OPTION...]
@@ -16,7 +18,7 @@ comes() { # CONDITION
 # Serves in the background; `server` is its process and `address` where it is.
 serve() { # OPTION...
   : >said
-  surva serve --listen 127.0.0.1:0 "$@" >said 2>error.log & server=$!
+  "$SURVA_BINARY" serve --listen 127.0.0.1:0 "$@" >said 2>error.log & server=$!
   trap "kill $server 2>/dev/null" EXIT
   comes 'grep -q "^surva serves" said || ! kill -0 $server 2>/dev/null'
   address=$(grep -o 'https*://[^/]*' said) || cat error.log

@@ -102,6 +102,8 @@ What is restored is what was backed up; what stood there is kept beside it, and 
   $ make surva_restored
   $ surva restore --dsn postgresql:///surva_restored new.db
   new.db is restored.
+  $ surva backup --dsn postgresql:///surva_restored restored.db && diff <(sqlite3 restored.db .dump) <(sqlite3 of-psql.db .dump)
+  The database is in restored.db, checked and on disk.
   $ diff <(sqlite3 new.db .dump) <(sqlite3 of-psql.db .dump)
   $ sqlite3 new.db "drop trigger Mark_delete; delete from Mark"
   $ chmod 640 new.db

@@ -2,10 +2,9 @@
 // Every acceptance that was thanked for must be stored exactly once and whole, nobody's under another's name, none that
 // was said not to be; who was in the middle of his form goes on with it. Ends with 1 if anything of this does not hold.
 import { rmSync } from "node:fs";
-import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
 import { Browser, Crowd, judge, seed } from "./people.mjs";
-import { Nginx, Node, Postgres, scratch, sqliteQuery, until } from "./stage.mjs";
+import { Node, Postgres, startNginx } from "./stage.mjs";
 
 const [length = "short", ...wanted] = process.argv.slice(2);
 const kills = length === "long" ? 10 : 1;
@@ -13,17 +12,6 @@ const loadMs = 700;  // before each kill
 const people = 20000;
 const browsers = 16;
 const sleepers = 3;  // of each kill: have logged on, and go on after it
-
-const folder = scratch();
-let serial = 0;
-
-async function postgresSite(options = []) {
-    const server = new Postgres(path.join(folder, `pg${++serial}`), options);
-    await server.make();
-    await server.start();
-    server.query("create database surva");
-    return server;
-}
 
 // Rows of person, mark and the number of answers. Counted here: other tools do not know the texts' collation in a file.
 function marksOf(stage, table) {
@@ -52,7 +40,6 @@ async function play(name, stage) {
         await crowd.nextThanks();
         for (const { browser, student } of waiting) {
             if (!(await crowd.accept(browser, student))) ++late;
-            browser.close();
         }
     }
     await crowd.end();
@@ -65,33 +52,31 @@ async function play(name, stage) {
     return faults.length === 0;
 }
 
-const kSeed = seed(people + 1000);
+// A server with the tables of many people, and so many nodes at them.
+async function site(count, dsn) {
+    const server = await Postgres.make();
+    const nodes = Array.from({ length: count }, () => new Node(dsn?.(server) ?? server.dsn));
+    nodes[0].init();
+    server.query(seed(people + 1000));
+    for (const node of nodes) await node.start();
+    return { server, nodes, end: async () => {
+        for (const node of nodes) await node.stop();
+        await server.stop();
+    } };
+}
 
 const scenarios = {
-    // One surva on a file.
+    // One surva on a file, whose rows only surva itself can write.
     async sqlite() {
-        const file = path.join(folder, "surva.db");
-        const node = new Node(`sqlite:${file}`);
-        // Only surva itself can write the file.
-        const server = await postgresSite();
-        const source = new Node(`postgresql://postgres@/surva?host=${server.folder}`);
-        source.init();
-        server.query(`begin; ${kSeed} commit;`, "surva");
-        node.copyOf(source);
-        await server.stop("SIGINT");
+        const { nodes, end } = await site(1);
+        const node = Node.onFile();
+        node.copyOf(nodes[0]);
+        await end();
         await node.start();
         const good = await play("sqlite", {
             ports: [node.port],
-            query: (sql) => sqliteQuery(file, sql),
-            // Without its log of changes it ends by itself.
-            kill: async () => {
-                await node.kill();
-                await node.start();
-                await sleep(loadMs);
-                rmSync(`${file}-wal`);
-                await node.ended;
-                await node.start();
-            },
+            query: (sql) => node.query(sql),
+            kill: async () => { await node.kill(); await node.start(); },
         });
         await node.stop();
         return good;
@@ -99,81 +84,59 @@ const scenarios = {
 
     // One surva over PostgreSQL: it, the server, both.
     async postgres() {
-        const server = await postgresSite();
-        const node = new Node(`postgresql://postgres@/surva?host=${server.folder}`);
-        node.init();
-        server.query(`begin; ${kSeed} commit;`, "surva");
-        await node.start();
+        const { server, nodes: [node], end } = await site(1);
         let good = true;
         for (const [name, victims] of [["surva", [node]], ["server", [server]], ["both", [server, node]]]) {
-            if (name !== "surva") server.query("delete from Mark; delete from AnonymousMark; update Participant set PIN='p' || StudentID", "surva");
+            server.query("delete from Mark; delete from AnonymousMark; update Participant set PIN='p' || StudentID");
             good = (await play(name, {
                 ports: [node.port],
-                query: (sql) => server.query(sql, "surva"),
+                query: (sql) => server.query(sql),
                 kill: async () => {
                     await Promise.all(victims.map((victim) => victim.kill()));
                     for (const victim of victims) await victim.start();
                 },
             })) && good;
         }
-        await node.stop();
-        await server.stop("SIGINT");
+        await end();
         return good;
     },
 
     // Two nodes behind nginx, one of which dies.
     async nodes() {
-        const server = await postgresSite();
-        const nodes = [1, 2].map(() => new Node(`postgresql://postgres@/surva?host=${server.folder}`));
-        nodes[0].init();
-        server.query(`begin; ${kSeed} commit;`, "surva");
-        for (const node of nodes) await node.start();
-        const nginx = new Nginx(path.join(folder, `nginx${++serial}`), nodes);
-        await nginx.start();
+        const { server, nodes, end } = await site(2);
+        const { port } = await startNginx(nodes);
         const good = await play("nodes", {
-            ports: [nginx.port],
-            query: (sql) => server.query(sql, "surva"),
+            ports: [port],
+            query: (sql) => server.query(sql),
             kill: async (round) => {
                 await nodes[round % 2].kill();
                 await sleep(500);
                 await nodes[round % 2].start();
             },
         });
-        await nginx.stop();
-        for (const node of nodes) await node.stop();
-        await server.stop("SIGINT");
+        await end();
         return good;
     },
 
     // A primary with a synchronous standby, which takes over; each browser asks the two nodes in turn.
     async standby() {
-        let primary = await postgresSite();
-        let standby = new Postgres(path.join(folder, `pg${++serial}`));
-        const dsn = `postgresql://postgres@/surva?host=${primary.folder},${standby.folder}&target_session_attrs=read-write`;
-        const follow = async () => {
-            await standby.copyOf(primary);
-            await standby.start();
-            primary.query("alter system set synchronous_standby_names = '*'");
-            primary.query("select pg_reload_conf()");
-            await until("the standby", () => primary.query("select sync_state from pg_stat_replication") === "sync");
-        };
-        const nodes = [1, 2].map(() => new Node(dsn));
-        nodes[0].init();
-        primary.query(`begin; ${kSeed} commit;`, "surva");
-        for (const node of nodes) await node.start();
+        let standby = new Postgres();
+        const { server, nodes, end } = await site(2, ({ dsn }) => `${dsn},${standby.folder}&target_session_attrs=read-write`);
+        let primary = server;
         const good = await play("standby", {
             ports: nodes.map((node) => node.port),
-            query: (sql) => primary.query(sql, "surva"),
+            query: (sql) => primary.query(sql),
             kill: async () => {
-                await follow();
+                await standby.follow(primary);
                 await sleep(loadMs);
                 await primary.kill();
                 await standby.promote();
                 [primary, standby] = [standby, primary];
             },
         });
-        for (const node of nodes) await node.stop();
-        await primary.stop("SIGINT");
+        await end();
+        await standby.stop();
+        await primary.stop();
         return good;
     },
 };

@@ -1,6 +1,5 @@
 // Respondents at kiosks: several people, one after the other, at each browser. Every attempt at a form bears a mark of
 // its own in all its answers, so that what is stored tells whose it is and whether it is whole.
-import http from "node:http";
 import { setTimeout as sleep } from "node:timers/promises";
 
 export const kQuestions = 8;
@@ -8,28 +7,21 @@ const kLayout = 100;  // the first row's key
 const kNamed = 1;     // keys of the two survas: with PINs, and open to all
 const kOpen = 2;
 
-// Tables for `count` people with PINs, by statements that both engines understand.
+// Tables for `count` people with PINs.
 export function seed(count) {
-    const rows = [];
-    const add = (table, columns, values) => rows.push(`insert into ${table} (${columns}) values (${values});`);
-    for (const [surva, authorisation] of [[kNamed, -1], [kOpen, 0]]) {
-        add("SurvaVersion", "SurvaVersionID, SurvaName, RequireAuthorisation, RequirePersonalDataPreview, ThankYouPage, DisplayMenu",
-            `${surva}, 'Surva ${surva}', ${authorisation}, 0, 'greetings/default1.asp', 0`);
-    }
-    add("Company", "CompanyID, CompanyName", "1, 'Company'");
-    add("Training", "TrainingID, TrainingName, SurvaVersionID", "1, 'Training', 1");
-    add("Schedule", "ScheduleID, TrainingID, SurvaVersionID, BeginDate, EndDate", "1, 1, 1, '2024-01-01 00:00:00', '2024-01-02 00:00:00'");
-    for (let question = 1; question <= kQuestions; ++question) {
-        add("Question", "QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, LineRows, Required",
-            `${question}, 'Question ${question}', 2, 3, 40, 3, -1, -1`);
-        for (const surva of [kNamed, kOpen]) {
-            add("SurvaLayout", "SurvaLayoutID, SurvaVersionID, QuestionID, PositionID", `${kLayout * surva + question}, ${surva}, ${question}, ${question}`);
-        }
-    }
-    const numbers = `with recursive n(i) as (select 1 union all select i + 1 from n where i < ${count})`;
-    rows.push(`insert into Student (StudentID, CompanyID, FirstName, LastName) ${numbers} select i, 1, 'First', 'Last' from n;`,
-        `insert into Participant (ParticipantID, ScheduleID, StudentID, PIN) ${numbers} select i, 1, i, 'p' || i from n;`);
-    return rows.join("\n");
+    return `
+        insert into SurvaVersion (SurvaVersionID, SurvaName, RequireAuthorisation, RequirePersonalDataPreview, ThankYouPage, DisplayMenu)
+            values (${kNamed}, 'Named', -1, 0, 'greetings/default1.asp', 0), (${kOpen}, 'Open', 0, 0, 'greetings/default1.asp', 0);
+        insert into Company (CompanyID, CompanyName) values (1, 'Company');
+        insert into Training (TrainingID, TrainingName, SurvaVersionID) values (1, 'Training', 1);
+        insert into Schedule (ScheduleID, TrainingID, SurvaVersionID, BeginDate, EndDate)
+            values (1, 1, 1, '2024-01-01 00:00:00', '2024-01-02 00:00:00');
+        insert into Question (QuestionID, Content, AnswerType, QuestionType, SizeX, SizeY, LineRows, Required)
+            select i, 'Question ' || i, 2, 3, 40, 3, -1, -1 from generate_series(1, ${kQuestions}) i;
+        insert into SurvaLayout (SurvaLayoutID, SurvaVersionID, QuestionID, PositionID)
+            select ${kLayout} * surva + i, surva, i, i from generate_series(1, ${kQuestions}) i, generate_series(${kNamed}, ${kOpen}) surva;
+        insert into Student (StudentID, CompanyID, FirstName, LastName) select i, 1, 'First', 'Last' from generate_series(1, ${count}) i;
+        insert into Participant (ParticipantID, ScheduleID, StudentID, PIN) select i, 1, i, 'p' || i from generate_series(1, ${count}) i`;
 }
 
 const pinOf = (student) => `p${student}`;
@@ -75,7 +67,6 @@ export class Crowd {
                 await this.#person(browser, this.#nextStudent++);
             }
         }
-        browser.close();
     }
 
     async #person(browser, student) {
@@ -114,42 +105,28 @@ export class Crowd {
 }
 
 export class Browser {
-    #agent = new http.Agent({ keepAlive: true, maxSockets: 1 });
     #cookies = new Map();
 
     constructor(ports, first = 0) {
         this.ports = ports;
         this.turn = first;
     }
-    close() {
-        this.#agent.destroy();
-    }
 
     // The answer, or null if none came.
-    ask(path, form) {
-        const body = form && new URLSearchParams(form).toString();
-        const headers = { Cookie: [...this.#cookies].map(([name, value]) => `${name}=${value}`).join("; ") };
-        if (body) Object.assign(headers, { "Content-Type": "application/x-www-form-urlencoded", "Content-Length": body.length });
-        const port = this.ports[this.turn++ % this.ports.length];
-        return new Promise((resolve) => {
-            const request = http.request({ host: "127.0.0.1", port, path, method: body ? "POST" : "GET", headers, agent: this.#agent, timeout: 15000 }, (response) => {
-                let text = "";
-                response.setEncoding("latin1");
-                response.on("data", (part) => (text += part));
-                response.on("aborted", () => resolve(null));
-                response.on("error", () => resolve(null));
-                response.on("end", () => {
-                    for (const cookie of response.headers["set-cookie"] ?? []) {
-                        const [, name, value] = cookie.match(/^([^=]+)=([^;]*)/);
-                        this.#cookies.set(name, value);
-                    }
-                    resolve({ status: response.statusCode, body: text });
-                });
-            });
-            request.on("timeout", () => request.destroy());
-            request.on("error", () => resolve(null));
-            request.end(body);
-        });
+    async ask(path, form) {
+        try {
+            const response = await fetch(`http://127.0.0.1:${this.ports[this.turn++ % this.ports.length]}${path}`, {
+                method: form ? "POST" : "GET", body: form && new URLSearchParams(form), redirect: "manual", signal: AbortSignal.timeout(15_000),
+                headers: { Cookie: [...this.#cookies].map(([name, value]) => `${name}=${value}`).join("; ") } });
+            const body = await response.text();
+            for (const cookie of response.headers.getSetCookie()) {
+                const [, name, value] = cookie.match(/^([^=]+)=([^;]*)/);
+                this.#cookies.set(name, value);
+            }
+            return { status: response.status, body };
+        } catch {
+            return null;
+        }
     }
 }
 

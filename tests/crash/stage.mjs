@@ -1,26 +1,29 @@
-// What is killed: PostgreSQL servers, nodes of surva, and an nginx in front of two of them. All of it lies in one folder
-// and listens on the loopback interface or on sockets in the folder.
+// What is killed: PostgreSQL servers, nodes of surva, and an nginx in front of two of them. All of it lies in one folder,
+// which goes with the test, and listens on the loopback interface or on sockets in the folder.
 import { execFile, execFileSync, spawn } from "node:child_process";
 import { once } from "node:events";
-import { chmodSync, existsSync, mkdirSync, mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from "node:fs";
+import { chmodSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createServer } from "node:net";
 import path from "node:path";
 import { createInterface } from "node:readline";
 import { setTimeout as sleep } from "node:timers/promises";
+import { fileURLToPath } from "node:url";
 import { promisify } from "node:util";
 
-const kAllRows = 1 << 28;  // bytes of the longest answer to a query
-
 const surva = process.env.SURVA_BINARY;
-if (!surva || !existsSync(surva)) throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
+if (!surva) throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
+const run = promisify(execFile);
+const here = (file) => fileURLToPath(new URL(file, import.meta.url));
 
-async function freePort() {
-    const server = createServer().listen(0, "127.0.0.1");
-    await once(server, "listening");
-    const { port } = server.address();
-    server.close();
-    await once(server, "close");
-    return port;
+// A socket's path must be short.
+const folder = mkdtempSync("/tmp/surva-crash-");
+chmodSync(folder, 0o755);
+process.on("exit", () => rmSync(folder, { recursive: true, force: true }));
+let serial = 0;
+const fresh = (name) => path.join(folder, `${name}${++serial}`);
+
+function ask(tool, ...args) {
+    return execFileSync(tool, args, { encoding: "utf8", maxBuffer: 1 << 28, stdio: ["ignore", "pipe", "pipe"] }).trimEnd();
 }
 
 export async function until(what, condition, seconds = 30) {
@@ -31,157 +34,129 @@ export async function until(what, condition, seconds = 30) {
     }
 }
 
-function childrenOf(pid) {
-    const listed = execFileSync("ps", ["-e", "-o", "pid=,ppid="], { encoding: "utf8" });
-    return listed.split("\n").map((line) => line.trim().split(/\s+/).map(Number)).filter(([, parent]) => parent === pid).map(([child]) => child);
-}
+export class Postgres {
+    folder = fresh("pg");
+    dsn = `postgresql://postgres@/surva?host=${this.folder}`;
 
-class Process {
-    child;
+    #script(action, ...args) {
+        return run(here("../support/postgres.sh"), [action, this.folder, ...args]);
+    }
 
-    async begin(command, args, options) {
-        this.child = spawn(command, args, { stdio: ["ignore", "pipe", "pipe"], ...options });
-        this.ended = once(this.child, "exit");
-        this.ended.catch(() => {});
-        this.child.stderr.resume();
-        this.words = "";
-        this.child.stderr.on("data", (text) => (this.words = (this.words + text).slice(-20000)));
+    static async make() {
+        const server = new Postgres();
+        await server.#script("start");
+        server.query("create database surva", "postgres");
+        return server;
+    }
+
+    // In the place of what was there before.
+    async follow(primary) {
+        mkdirSync(this.folder, { recursive: true });
+        rmSync(path.join(this.folder, "data"), { recursive: true, force: true });
+        execFileSync("chown", [`--reference=${primary.folder}`, this.folder]);
+        await this.#script("tool", "pg_basebackup", "-h", primary.folder, "-U", "postgres", "-D", "data", "-R", "-c", "fast", "--no-sync");
+        await this.start();
+        primary.query("alter system set synchronous_standby_names = '*'");
+        primary.query("select pg_reload_conf()");
+        await until("the standby", () => primary.query("select sync_state from pg_stat_replication") === "sync");
+    }
+
+    // It refuses to start while one of those that were killed is not quite gone.
+    start() {
+        return until("PostgreSQL", () => this.#script("tool", "pg_ctl", "-D", "data", "-l", "log", "-o", `-k ${this.folder}`, "-w", "start")
+            .then(() => true, () => false));
     }
 
     // As a power cut would end it, with all that it has begun.
     async kill() {
-        const { pid } = this.child;
+        const pid = Number(readFileSync(path.join(this.folder, "data/postmaster.pid"), "utf8").split("\n")[0]);
         process.kill(pid, "SIGSTOP");  // or it might begin another meanwhile
-        for (const one of [pid, ...childrenOf(pid)]) {
+        for (const one of [...ask("ps", "-o", "pid=", "--ppid", `${pid}`).split("\n").map(Number), pid]) {
             try { process.kill(one, "SIGKILL"); } catch {}
         }
-        await this.ended;
-    }
-
-    async stop(signal = "SIGTERM") {
-        if (this.child?.exitCode !== null || this.child.signalCode !== null) return;
-        this.child.kill(signal);
-        await this.ended;
-    }
-}
-
-const asRoot = process.getuid() === 0;
-const owner = asRoot ? ["-u", "-g"].map((which) => Number(execFileSync("id", [which, "postgres"]))) : [];
-const asOwner = asRoot ? { uid: owner[0], gid: owner[1] } : {};
-const binaries = existsSync("/usr/lib/postgresql/15/bin") ? "/usr/lib/postgresql/15/bin"
-    : path.dirname(execFileSync("which", ["pg_ctl"], { encoding: "utf8" }).trim());
-
-export class Postgres extends Process {
-    constructor(folder, options = []) {
-        super();
-        this.folder = folder;
-        this.options = options;
-        mkdirSync(folder);
-        if (asRoot) execFileSync("chown", ["postgres:", folder]);
-    }
-
-    tool(name, args) {
-        return promisify(execFile)(path.join(binaries, name), args, { cwd: this.folder, ...asOwner });
-    }
-
-    make() {
-        return this.tool("initdb", ["-D", "data", "-U", "postgres", "--auth=trust", "-E", "UTF8", "--locale=C.UTF-8", "--no-sync"]);
-    }
-
-    copyOf(primary) {
-        rmSync(path.join(this.folder, "data"), { recursive: true, force: true });
-        return this.tool("pg_basebackup", ["-h", primary.folder, "-U", "postgres", "-D", "data", "-R", "-c", "fast", "--no-sync"]);
-    }
-
-    async start() {
-        // A process that is killed leaves what it had written to the system, so that nothing need be forced to the disk.
-        const begin = () => this.begin(path.join(binaries, "postgres"), ["-D", "data", "-k", this.folder, "-c", "listen_addresses=",
-            "-c", "fsync=off", ...this.options.flatMap((option) => ["-c", option])], { cwd: this.folder, ...asOwner });
-        await begin();
-        await until("PostgreSQL", async () => {
-            // It refuses to start while one of those that were killed is not quite gone.
-            if (this.child.exitCode !== null) await begin();
-            try { return this.query("select 1") === "1"; } catch { return false; }
-        });
-    }
-
-    query(sql, database = "postgres") {
-        return execFileSync("psql", ["-h", this.folder, "-U", "postgres", "-d", database, "-AtXq", "-F", "\t", "-v", "ON_ERROR_STOP=1", "-c", sql],
-            { encoding: "utf8", maxBuffer: kAllRows, stdio: ["ignore", "pipe", "pipe"] }).trimEnd();
     }
 
     promote() {
-        return this.tool("pg_ctl", ["promote", "-D", "data", "-w"]);
+        return this.#script("tool", "pg_ctl", "promote", "-D", "data", "-w");
+    }
+
+    stop() {
+        return this.#script("stop");
+    }
+
+    query(sql, database = "surva") {
+        return ask("psql", "-h", this.folder, "-U", "postgres", "-d", database, "-AtXq", "-F", "\t", "-v", "ON_ERROR_STOP=1", "-c", sql);
     }
 }
 
-// Options that slow strangers down, and would slow a crowd behind one proxy.
-const help = execFileSync(surva, ["serve", "--help"], { encoding: "utf8" });
-const openHanded = ["wrong-pins", "public-writes"].filter((name) => help.includes(`--${name} `)).flatMap((name) => [`--${name}`, "off"]);
+// Options that slow strangers down would slow a crowd behind one proxy.
+const openHanded = ["--wrong-pins", "off", "--public-writes", "off"];
 
-export class Node extends Process {
+export class Node {
+    #listen = "127.0.0.1:0";
+
     constructor(dsn) {
-        super();
         this.dsn = dsn;
     }
 
+    static onFile() {
+        return new Node(`sqlite:${fresh("surva.db")}`);
+    }
+
     init() {
-        execFileSync(surva, ["init", "--dsn", this.dsn], { stdio: "pipe" });
+        ask(surva, "init", "--dsn", this.dsn);
     }
 
     copyOf(other) {
-        execFileSync(surva, ["copy", "--from", other.dsn, "--to", this.dsn], { stdio: "pipe" });
+        ask(surva, "copy", "--from", other.dsn, "--to", this.dsn);
     }
 
+    // Where it has been before.
     async start() {
-        this.port ??= await freePort();
-        await this.begin(surva, ["serve", "--dsn", this.dsn, "--listen", `127.0.0.1:${this.port}`, "--access-log", "off", ...openHanded]);
-        const lines = createInterface({ input: this.child.stdout });
-        const ended = this.ended.then(([code]) => { throw new Error(`surva ended with ${code} before it served: ${this.words}`); });
-        await Promise.race([once(lines, "line"), ended]);
+        this.child = spawn(surva, ["serve", "--dsn", this.dsn, "--listen", this.#listen, "--access-log", "off", "--error-log", "off",
+            ...openHanded], { stdio: ["ignore", "pipe", "inherit"] });
+        this.ended = once(this.child, "exit");
+        const ended = this.ended.then(([code]) => { throw new Error(`surva ended with ${code} before it served`); });
+        const [line] = await Promise.race([once(createInterface({ input: this.child.stdout }), "line"), ended]);
         ended.catch(() => {});
+        this.#listen = line.match(/127[.\d]+:\d+/)[0];
+        this.port = this.#listen.split(":")[1];
+    }
+
+    async kill(signal = "SIGKILL") {
+        this.child.kill(signal);
+        return (await this.ended)[0];
+    }
+
+    async stop() {
+        if (await this.kill("SIGTERM") !== 0) throw new Error("surva did not end well");
+    }
+
+    // Tabs between its columns.
+    query(sql) {
+        return ask("sqlite3", "-separator", "\t", "-cmd", ".timeout 5000", this.dsn.slice("sqlite:".length), sql);
     }
 }
 
 // The site file of deploy/cluster over nodes of our own, without TLS.
-export class Nginx extends Process {
-    constructor(folder, nodes) {
-        super();
-        this.folder = folder;
-        this.nodes = nodes;
+export async function startNginx(nodes) {
+    const server = createServer().listen(0, "127.0.0.1");
+    await once(server, "listening");
+    const { port } = server.address();
+    await promisify(server.close.bind(server))();
+    let site = readFileSync(here("../../deploy/cluster/nginx-site.conf"), "utf8");
+    for (const [pattern, text] of [...nodes.map((node) => [/server 192\.0\.2\.\d+:8080/, `server 127.0.0.1:${node.port}`]),
+        [/listen 443 ssl[^;]*;/, `listen 127.0.0.1:${port};`], [/\n\s*ssl_certificate[^;]*;\n\s*ssl_certificate_key[^;]*;/, ""]]) {
+        if (!pattern.test(site)) throw new Error(`deploy/cluster/nginx-site.conf has no ${pattern}`);
+        site = site.replace(pattern, text);
     }
-
-    async start() {
-        this.port = await freePort();
-        let site = readFileSync(new URL("../../deploy/cluster/nginx-site.conf", import.meta.url), "utf8");
-        const put = (pattern, text) => {
-            if (!pattern.test(site)) throw new Error(`deploy/cluster/nginx-site.conf has no ${pattern}`);
-            site = site.replace(pattern, text);
-        };
-        this.nodes.forEach((node) => put(/server 192\.0\.2\.\d+:8080/, `server 127.0.0.1:${node.port}`));
-        put(/listen 443 ssl[^;]*;/, `listen 127.0.0.1:${this.port};`);
-        put(/\n\s*ssl_certificate[^;]*;\n\s*ssl_certificate_key[^;]*;/, "");
-        mkdirSync(this.folder);
-        writeFileSync(path.join(this.folder, "nginx.conf"), `
-            daemon off; worker_processes 1; pid nginx.pid; error_log stderr error;
-            events { worker_connections 512; }
-            http { access_log off; client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path f; uwsgi_temp_path u; scgi_temp_path s;
-            ${site} }`);
-        await this.begin("nginx", ["-p", this.folder, "-c", path.join(this.folder, "nginx.conf"), "-e", "stderr"]);
-        this.child.stdout.resume();
-        await sleep(200);
-        if (this.child.exitCode !== null) throw new Error(`nginx ended: ${this.words}`);
-    }
-}
-
-// A folder that goes with the test. A socket's path must be short.
-export function scratch() {
-    const folder = mkdtempSync("/tmp/surva-crash-");
-    chmodSync(folder, 0o755);
-    process.on("exit", () => rmSync(folder, { recursive: true, force: true }));
-    return folder;
-}
-
-export function sqliteQuery(file, sql) {
-    return execFileSync("sqlite3", ["-separator", "\t", "-cmd", ".timeout 5000", file, sql], { encoding: "utf8", maxBuffer: kAllRows }).trimEnd();
+    const home = fresh("nginx");
+    mkdirSync(home);
+    writeFileSync(`${home}/nginx.conf`, `daemon off; worker_processes 1; pid nginx.pid; error_log stderr error;
+        events { worker_connections 512; }
+        http { access_log off; client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path f; uwsgi_temp_path u; scgi_temp_path s;
+        ${site} }`);
+    const child = spawn("nginx", ["-p", home, "-c", `${home}/nginx.conf`, "-e", "stderr"], { stdio: "ignore" });
+    process.on("exit", () => child.kill());
+    return { port };
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # postgres.sh start|stop FOLDER: a PostgreSQL server for one run of the tests. All of it lies in FOLDER; it listens on
 # a socket there and nowhere else. What an earlier run left behind is cleared away first.
+# postgres.sh tool FOLDER TOOL [OPTION...]: runs a tool of the server's there, as its owner.
 set -euo pipefail
 
 action=$1
@@ -11,6 +12,12 @@ binaries=$(ls -d /usr/lib/postgresql/15/bin 2>/dev/null || dirname "$(command -v
 as_owner() {
   if [ "$(id -u)" -eq 0 ]; then runuser -u postgres -- "$@"; else "$@"; fi
 }
+
+if [ "$action" = tool ]; then
+  cd "$folder"
+  as_owner "$binaries/$3" "${@:4}"
+  exit
+fi
 
 clear_away() {
   [ -e "$folder" ] || return 0
