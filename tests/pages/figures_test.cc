@@ -1,8 +1,7 @@
-// What stands behind figures and calendars: averages, the events of a month, the periods around a day.
+// What stands behind figures and calendars: averages, the events of a month.
 #include <random>
 
 #include "reporting/average.h"
-#include "reporting/period.h"
 #include "scheduling/week_walk.h"
 #include "tests/support/fixture.h"
 #include "tests/support/recorded.h"
@@ -24,20 +23,6 @@ TEST(Averages, Cases) {
     return shown ? Value(*shown).Text() : "none";
   };
   PlayCases("tests/pages/figures.cases", {.each = {{"average", average}}});
-}
-
-// Every day of fifteen years lies in a period of exactly the days with its week number and year.
-TEST(Periods, WeeksGoByTheirNumbers) {
-  for (DateTime day{1998, 1, 1, 17, 30}; day.year < 2013; day = AddDays(day, 1)) {
-    const Period week = WeekOf(day);
-    const auto same_week = [&](const DateTime& other) {
-      return other.year == day.year && WeekOfYear(other) == WeekOfYear(day);
-    };
-    ASSERT_TRUE(week.begin <= day && day < week.end) << IsoText(day);
-    EXPECT_EQ(week.begin.hour, 0);
-    EXPECT_TRUE(same_week(week.begin) && !same_week(AddDays(week.begin, -1))) << IsoText(day);
-    EXPECT_TRUE(!same_week(week.end) && same_week(AddDays(week.end, -1))) << IsoText(day);
-  }
 }
 
 class Calendars : public OnFixture {};
