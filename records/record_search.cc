@@ -17,6 +17,9 @@ using data::Text;
 // soon met. The smaller number is tried first, so that a criterion that leaves next to nothing spares the counting.
 constexpr std::int64_t kVeryFew = 50;
 constexpr std::int64_t kFew = 250;
+// One more, said in the statement itself: an engine that plans without the values knows then how little is asked for.
+constexpr Piece kVeryFewAndOne = " limit 51";
+constexpr Piece kFewAndOne = " limit 251";
 // Sorts behind every text that goes on from where it stands.
 constexpr std::string_view kLastCharacter = "\U0010FFFF";
 
@@ -85,6 +88,7 @@ void Search::FindFew(std::int64_t most) {
   std::vector<Piece> statement;
   std::vector<const Condition*> asked;
   const Piece key = Name(record_.table.key());
+  const Piece& limit = most == kVeryFew ? kVeryFewAndOne : kFewAndOne;
   for (const Condition& condition : conditions_) {
     if (!condition.has_range()) continue;
     asked.push_back(&condition);
@@ -103,9 +107,8 @@ void Search::FindFew(std::int64_t most) {
                            Number(last)});
       }
     }
-    Append(statement, {" limit ", Number(most + 1), ") as Matching), (select count(*) from (select ", key, " from ",
-                       Name(record_.table), " where ", condition.criterion->column, " is null limit ", Number(most + 1),
-                       ") as Missing)"});
+    Append(statement, {limit, ") as Matching), (select count(*) from (select ", key, " from ", Name(record_.table),
+                       " where ", condition.criterion->column, " is null", limit, ") as Missing)"});
   }
   if (asked.empty()) return;
   const Rows counts = connection_.Query(data::Statement(statement));
@@ -157,9 +160,12 @@ Rows Search::ReadPage(std::int64_t page) {
     link = " and ";
   }
   if (few_ != nullptr) {
-    Append(statement, {link, Name(record_.table.key()), " in ("});
+    // PostgreSQL looks up the keys of an array one by one, and takes them for few; others it would join, by plans made
+    // anew for each search.
+    const bool array = connection_.dialect() == data::Dialect::kPostgres;
+    Append(statement, {link, Name(record_.table.key()), array ? Piece("=any(array(") : Piece(" in (")});
     AppendFew(statement);
-    Append(statement, {")) select * from Found"});
+    Append(statement, {array ? Piece("))") : Piece(")"), ") select * from Found"});
   }
   Append(statement, {record_.order, " limit ", Number(kPageSize + 1), " offset ", Number((page - 1) * kPageSize)});
   return connection_.Query(data::Statement(statement));
