@@ -160,6 +160,7 @@ class EchoSite : public Site {
       response.headers.emplace_back("Location", request.query + "a\r\nSet-Cookie: b\n\r\n<html>");
       response.headers.emplace_back("X-Bad\r\nX-Worse", "c");
     }
+    if (request.path.starts_with("/as")) response.status = static_cast<unsigned>(std::stoul(request.path.substr(3)));
     if (request.path == "/policy") response.headers.emplace_back("content-security-policy", "default-src 'self'");
     if (request.path == "/large") response.body.assign(8 * 1024 * 1024, 'l');
     if (request.path == "/facts") {

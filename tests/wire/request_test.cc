@@ -76,28 +76,30 @@ TEST(Exchanges, Cases) {
     return
         [&loopback](const std::string& name) { return Exchange(loopback, "GET / HTTP/1.1\r\nHost: " + name + kEnd); };
   };
+  const auto takes_id = [&](const Loopback& loopback) {
+    return [&](const std::string& id) {
+      const Answer answer = Client(loopback.port()).Ask(asked("GET /") + "X-Request-ID: " + id + kEnd);
+      return answer.Says("X-Request-ID: " + id) ? "taken" : "another";
+    };
+  };
   test::PlayCases(
       "tests/wire/exchanges.cases",
-      {.each = {
-           {"raw", [&](const auto& bytes) { return Exchange(own, bytes); }},
-           {"ask", [&](const auto& what) { return Exchange(own, asked(what) + "\r\n"); }},
-           {"get", [&](const auto& fields) { return Exchange(own, "GET /facts HTTP/1.1\r\n" + fields + kEnd); }},
-           {"post", [&](const auto& rest) { return Exchange(own, post + rest); }},
-           {"chunked",
-            [&](const auto& rest) { return Exchange(own, post + "Transfer-Encoding: chunked" + kEnd + rest); }},
-           {"host", host(own)},
-           {"named-host", host(named)},
-           {"head", [&](const auto& what) { return Head(own, asked(what) + "\r\n"); }},
-           {"head-over-tls",
-            [&](const auto& what) {
-              return Head(named,
-                          "GET " + what + " HTTP/1.1\r\nHost: survey.example\r\nX-Forwarded-Proto: https" + kEnd);
-            }},
-           {"id", [&](const auto& id) {
-              return Client(named.port()).Ask(asked("GET /") + "X-Request-ID: " + id + kEnd).Says("X-Request-ID: " + id)
-                         ? "taken"
-                         : "another";
-            }}}});
+      {.each = {{"raw", [&](const auto& bytes) { return Exchange(own, bytes); }},
+                {"ask", [&](const auto& what) { return Exchange(own, asked(what) + "\r\n"); }},
+                {"get", [&](const auto& fields) { return Exchange(own, "GET /facts HTTP/1.1\r\n" + fields + kEnd); }},
+                {"post", [&](const auto& rest) { return Exchange(own, post + rest); }},
+                {"chunked",
+                 [&](const auto& rest) { return Exchange(own, post + "Transfer-Encoding: chunked" + kEnd + rest); }},
+                {"host", host(own)},
+                {"named-host", host(named)},
+                {"head", [&](const auto& what) { return Head(own, asked(what) + "\r\n"); }},
+                {"head-over-tls",
+                 [&](const auto& what) {
+                   return Head(named,
+                               "GET " + what + " HTTP/1.1\r\nHost: survey.example\r\nX-Forwarded-Proto: https" + kEnd);
+                 }},
+                {"id", takes_id(named)},
+                {"strangers-id", takes_id(own)}}});
   Client client(own.port());
   const auto id = [&] {
     const std::string head = client.Get("/").head;
