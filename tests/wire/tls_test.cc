@@ -1,5 +1,5 @@
 // TLS in front of all the rest. Which versions and suites are spoken is seen on the program,
-// tests/program/serve_test.cc.
+// tests/commands/serving.t.
 #include "wire/tls.h"
 
 #include <unistd.h>
