@@ -6,11 +6,13 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <sstream>
 #include <thread>
 
 #include "frame/data/connection.h"
 #include "frame/data/shared_flush.h"
 #include "frame/values/fault.h"
+#include "tests/support/recorded.h"
 #include "tests/support/test_database.h"
 #include "tests/support/watched_engine.h"
 
@@ -127,22 +129,26 @@ TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
   EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "thanked in doubt afterwards");
 }
 
-// Requests that share a transaction, and what each was told: "." for success, else the fault's number.
+// Requests that share a transaction, and what each was told: "." for success, else how it failed.
 class Sharing : public ::testing::Test {
  protected:
-  // Writes rows of these texts; a text that is too long is refused.
-  void Ask(const std::vector<std::string>& texts, Durability durability = Durability::kDisk) {
+  // Writes rows of these texts, parted by "+"; a text that is too long is refused.
+  void Ask(const std::string& texts, Durability durability = Durability::kDisk) {
     Connection db(*database);
     db.Share();
     db.SetDurability(durability);
     const std::size_t mine = told.size();
     told.emplace_back("?");
     try {
-      for (const std::string& text : texts) db.AddNew(kFieldValue).Set("FieldValue", Value(text)).Update();
+      std::istringstream parts(texts);
+      for (std::string text; std::getline(parts, text, '+');) Add(db, text);
       db.Commit([this, mine](const std::exception_ptr& failure) { told[mine] = failure ? NumberOf(failure) : "."; });
     } catch (const Fault&) {
       told[mine] = NumberOf(std::current_exception());
     }
+  }
+  static void Add(Connection& db, const std::string& text) {
+    db.AddNew(kFieldValue).Set("FieldValue", Value(text)).Update();
   }
   static std::string NumberOf(const std::exception_ptr& failure) {
     try {
@@ -151,12 +157,23 @@ class Sharing : public ::testing::Test {
       return fault.number() == FaultNumber::kCommitInDoubt ? "doubt" : fault.IsBusy() ? "busy" : "failed";
     }
   }
-  std::string Told() const {
-    std::string all;
-    for (const std::string& one : told) all += one + " ";
-    return all;
+  // A full disk takes the whole transaction along: what is written behind that must not stand alone.
+  void FillTheDisk() {
+    Connection db(*database);
+    db.Share();
+    db.Execute({"pragma max_page_count=1"});
+    EXPECT_THROW(db.Execute({"insert into VisitorSession (SessionKey, Contents) values ('', ",
+                             Text(std::string(1'000'000, 'x')), ")"}),
+                 Fault);
+    EXPECT_THROW(Add(db, "behind"), Fault);
+    EXPECT_THROW(db.Commit([](const std::exception_ptr&) {}), Fault);
   }
-  std::string Stored() { return Read(*database, {"select FieldValue from FieldValue order by FieldValueID"}); }
+  // What all were told, and what others see.
+  std::string State() {
+    std::string all = "told";
+    for (const std::string& one : told) all += " " + one;
+    return all + ", seen: " + Read(*database, {"select FieldValue from FieldValue order by FieldValueID"});
+  }
 
   Watch watch;
   TestDatabase made{Dialect::kSqlite};
@@ -164,76 +181,38 @@ class Sharing : public ::testing::Test {
   std::vector<std::string> told;
 };
 
-TEST_F(Sharing, EachPartStandsOrFallsByItself) {
-  const std::string refused(100, 'x');
-  Ask({"one"});
-  Ask({"two", refused, "three"});
-  {
-    Connection db(*database);
-    db.Share();
-    db.AddNew(kFieldValue).Set("FieldValue", Value("dropped")).Update();
-  }
-  Ask({"four"});
-  {
-    Connection reader(*database);
-    reader.Share();
-    EXPECT_EQ(reader.Query({"select FieldValue from FieldValue"}).size(), 2U);
-    EXPECT_TRUE(reader.NeedsCommit()) << "what it says is not sure yet";
-  }
-  EXPECT_EQ(Stored(), "") << "nobody else sees it before the commit";
-  EXPECT_EQ(Told(), "? failed ? ");
-  const std::uint64_t flushes = database->traffic().flushes;
-  database->CommitShared();
-  EXPECT_EQ(Told(), ". failed . ");
-  EXPECT_EQ(Stored(), "one four");
-  EXPECT_EQ(database->traffic().flushes, flushes + 1);
-  // The first one's part is the whole transaction.
-  Ask({refused});
-  Ask({"five"}, Durability::kMemory);
-  // Whoever has a transaction of his own does not wait for those who have left.
-  Write(*database, {"insert into FieldValue (FieldValue) values ('own')"});
-  EXPECT_EQ(Told(), ". failed . failed . ");
-  EXPECT_EQ(Stored(), "one four five own");
-}
-
-TEST_F(Sharing, AFailedCommitIsToldToAllOfIt) {
-  Ask({"one"});
-  Ask({"two"});
-  watch.fail_commit = true;
-  database->CommitShared();
-  EXPECT_EQ(Told(), "failed failed ");
-  Ask({"three"});
-  Ask({"four"});
-  database->CommitShared();
-  EXPECT_EQ(Stored(), "three four");
-  Ask({"five"});
-  Ask({"six"});
-  disk_fails = true;
-  database->CommitShared();
-  Ask({"refused"});
-  EXPECT_EQ(Told(), "failed failed . . doubt doubt failed ");
-}
-
-// A full disk takes the whole transaction along, everybody's part: what is written behind that must not stand alone.
-TEST_F(Sharing, WhatTheEngineUndoesIsUndoneForAll) {
-  const std::string long_text(1'000'000, 'x');
-  for (const bool first : {false, true}) {
-    if (!first) Ask({"one"});
-    {
-      Connection db(*database);
-      db.Share();
-      db.Execute({"pragma max_page_count=1"});
-      EXPECT_THROW(db.Execute({"insert into VisitorSession (SessionKey, Contents) values ('', ", Text(long_text), ")"}),
-                   Fault);
-      EXPECT_THROW(db.AddNew(kFieldValue).Set("FieldValue", Value("behind")).Update(), Fault);
-      EXPECT_THROW(db.Commit([](const std::exception_ptr&) {}), Fault);
+TEST_F(Sharing, Cases) {
+  const auto share = [this](const std::vector<std::string>& steps) {
+    database.emplace(made.dsn(), WatchedEngine::Around(watch));
+    Write(*database, {"delete from FieldValue"});
+    told.clear();
+    std::string all;
+    for (const std::string& step : steps) {
+      const std::uint64_t flushes = database->traffic().flushes;
+      watch.fail_commit = step == "commit-fails";
+      disk_fails = step == "flush-fails";
+      if (step.starts_with("commit") || step == "flush-fails") {
+        database->CommitShared();
+        all += step + ": " + State() + ", flushes: " + std::to_string(database->traffic().flushes - flushes) + "; ";
+      } else if (step == "dropped" || step == "reads") {
+        Connection db(*database);
+        db.Share();
+        if (step == "dropped") Add(db, step);
+        const std::size_t rows = db.Query({"select FieldValue from FieldValue"}).size();
+        all +=
+            step + ": sees " + std::to_string(rows) + (db.NeedsCommit() ? ", not sure yet, " : ", ") + State() + "; ";
+      } else if (step == "full") {
+        FillTheDisk();
+        all += "full: " + State() + "; ";
+      } else if (step == "own") {  // does not wait for those who have left
+        Write(*database, {"insert into FieldValue (FieldValue) values ('own')"});
+      } else {
+        Ask(step, step == "in-memory" ? Durability::kMemory : Durability::kDisk);
+      }
     }
-    EXPECT_EQ(Told(), "failed ");
-    EXPECT_EQ(Stored(), "");
-  }
-  Ask({"two"});
-  database->CommitShared();
-  EXPECT_EQ(Stored(), "two");
+    return all + "at last: " + State();
+  };
+  PlayCases("tests/data/sharing.cases", {.lines = {{"share", share}}});
 }
 
 TEST_F(Sharing, ManyAtOnceAreEachAnsweredOnceAndRightly) {

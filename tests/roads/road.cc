@@ -193,7 +193,7 @@ class Player {
     request.https = browser.https;
     const Snapshot before = ReadRows(database_);
     if (!way_) way_ = MakeWay(way_name_, database_.dsn(), ExampleSite(watch_, clock_));
-    Tell(way_->Ask(request), browser, page_name);
+    Tell(way_(request), browser, page_name);
     played_.text += Difference(before, ReadRows(database_));
   }
 
@@ -228,7 +228,7 @@ class Player {
   data::Database& database_;
   StillClock clock_;
   Watch watch_;
-  std::unique_ptr<Way> way_;
+  Way way_;
   std::map<std::string, Browser> browsers_{{"", {}}};
   std::vector<std::string> headers_;
   Played played_;

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,15 +14,10 @@
 
 namespace surva::test {
 
-// How a road's requests reach the pages.
-class Way {
- public:
-  virtual ~Way() = default;
-  // The answer with its body, also if it came as a stream.
-  virtual wire::HttpResponse Ask(const wire::HttpRequest& request) = 0;
-};
+// How a road's requests reach the pages. The answer has its body, also if it came as a stream.
+using Way = std::function<wire::HttpResponse(const wire::HttpRequest&)>;
 // "memory", "sockets", or "nodes": two in turn over one database.
-std::unique_ptr<Way> MakeWay(const std::string& name, const std::string& dsn, const Node::Options& options);
+Way MakeWay(const std::string& name, const std::string& dsn, const Node::Options& options);
 
 // What playing a road gave: its file as it would have to read, and the pages that it names.
 struct Played {

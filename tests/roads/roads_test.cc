@@ -2,9 +2,8 @@
 // room and way. With SURVA_ROADS=record in the environment, what came out in memory on SQLite is written to the files.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <vector>
+#include <set>
 
 #include "tests/roads/roads.h"
 #include "tests/support/fixture.h"
@@ -17,15 +16,6 @@ namespace fs = std::filesystem;
 
 const fs::path kFolder = "tests/roads";
 
-std::vector<fs::path> FilesOf(const fs::path& folder, const std::string& extension) {
-  std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    if (entry.path().extension() == extension) files.push_back(entry.path());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
 class Roads : public ::testing::Test {
  public:
   Roads(const char* room, const char* way, data::Dialect engine) : room_(room), way_(way), engine_(engine) {}
@@ -33,7 +23,7 @@ class Roads : public ::testing::Test {
   void TestBody() override {
     TestDatabase database(engine_);
     const bool records = IsRecording() && way_ == "memory" && engine_ == data::Dialect::kSqlite;
-    const std::vector<fs::path> files = FilesOf(kFolder / room_, ".road");
+    const std::set<fs::path> files(fs::directory_iterator(kFolder / room_), {});
     EXPECT_FALSE(files.empty()) << "no road in " << room_;
     for (const fs::path& file : files) {
       LoadFixture(*database);

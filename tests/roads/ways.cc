@@ -22,34 +22,28 @@ std::string Drain(wire::BodySource& stream) {
   }
 }
 
-class Nodes final : public Way {
- public:
-  Nodes(std::size_t count, const std::string& dsn, const Node::Options& options) {
-    while (nodes_.size() < count) nodes_.push_back(std::make_unique<Node>(dsn, options));
-  }
-  wire::HttpResponse Ask(const wire::HttpRequest& request) override {
-    wire::HttpResponse answer = nodes_[next_++ % nodes_.size()]->Ask(request);
+Way InTurn(std::size_t count, const std::string& dsn, const Node::Options& options) {
+  const auto nodes = std::make_shared<std::vector<std::unique_ptr<Node>>>();
+  while (nodes->size() < count) nodes->push_back(std::make_unique<Node>(dsn, options));
+  return [nodes, next = std::size_t{0}](const wire::HttpRequest& request) mutable {
+    wire::HttpResponse answer = (*nodes)[next++ % nodes->size()]->Ask(request);
     if (answer.stream) answer.body = Drain(*answer.stream);
     return answer;
-  }
-
- private:
-  std::vector<std::unique_ptr<Node>> nodes_;
-  std::size_t next_ = 0;
-};
+  };
+}
 
 // The peer is a trusted proxy, so that a visitor may have any address and come over TLS.
-class Sockets final : public Way {
+class Sockets {
  public:
   Sockets(const std::string& dsn, const Node::Options& options) : node_(dsn, options) {
     thread_ = std::thread([this] { server_.Run(); });
   }
-  ~Sockets() override {
+  ~Sockets() {
     server_.Stop();
     thread_.join();
   }
 
-  wire::HttpResponse Ask(const wire::HttpRequest& request) override {
+  wire::HttpResponse Ask(const wire::HttpRequest& request) {
     const bool posted = request.method == wire::HttpRequest::Method::kPost;
     std::string text = (posted ? "POST " : "GET ") + request.path + (request.query.empty() ? "" : "?") + request.query +
                        " HTTP/1.1\r\nHost: " + request.server_name +
@@ -84,9 +78,9 @@ class Sockets final : public Way {
 
 }  // namespace
 
-std::unique_ptr<Way> MakeWay(const std::string& name, const std::string& dsn, const Node::Options& options) {
-  if (name == "sockets") return std::make_unique<Sockets>(dsn, options);
-  return std::make_unique<Nodes>(name == "nodes" ? 2 : 1, dsn, options);
+Way MakeWay(const std::string& name, const std::string& dsn, const Node::Options& options) {
+  if (name != "sockets") return InTurn(name == "nodes" ? 2 : 1, dsn, options);
+  return [sockets = std::make_shared<Sockets>(dsn, options)](const auto& request) { return sockets->Ask(request); };
 }
 
 }  // namespace surva::test

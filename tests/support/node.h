@@ -18,27 +18,23 @@ class KeptLog final : public wire::Log {
  public:
   void Access(const wire::AccessEntry&) override {}
   void Info(std::string_view) override {}
-  void Warning(std::string_view text) override {
-    const std::lock_guard lock(mutex_);
-    warnings_.append(text).append("\n");
-  }
-  void Error(std::string_view text) override {
-    const std::lock_guard lock(mutex_);
-    errors_.append(text).append("\n");
-  }
-  std::string warnings() const {
-    const std::lock_guard lock(mutex_);
-    return warnings_;
-  }
-  std::string errors() const {
-    const std::lock_guard lock(mutex_);
-    return errors_;
-  }
+  void Warning(std::string_view text) override { Keep(warnings_, text); }
+  void Error(std::string_view text) override { Keep(errors_, text); }
+  std::string warnings() const { return Kept(warnings_); }
+  std::string errors() const { return Kept(errors_); }
 
  private:
+  void Keep(std::string& lines, std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    lines.append(text).append("\n");
+  }
+  std::string Kept(const std::string& lines) const {
+    const std::lock_guard lock(mutex_);
+    return lines;
+  }
+
   mutable std::mutex mutex_;
-  std::string warnings_;
-  std::string errors_;
+  std::string warnings_, errors_;
 };
 
 inline std::string HeaderOf(const wire::HttpResponse& response, std::string_view name) {
