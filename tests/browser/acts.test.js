@@ -183,8 +183,9 @@ test("a new event's notes reach their field; students are found by any part of t
     assert.match(asked.join("|"), /^Zürcher Zoé .* is on this event already.*\|Take 1 student off this event\?.*\|Choose a student first\.$/);
     assert.equal(await enrolled.count(), 1);
 
-    const list = await top.getByRole("link", { name: "PIN lists" }).getAttribute("href");
-    assert.equal(await bottom.getByRole("link", { name: "List of PIN numbers" }).getAttribute("href"), list);
+    const leadsTo = (link) => link.evaluate(({ href }) => href);
+    const list = await leadsTo(top.getByRole("link", { name: "PIN lists" }));
+    assert.equal(await leadsTo(bottom.getByRole("link", { name: "List of PIN numbers" })), list);
     await top.getByRole("link", { name: "PIN lists" }).click();
     await page.waitForURL(/list\.asp\?Schedule=/);
     const entry = page.locator("tr", { hasText: /^\s*Zürcher/ }).locator("td").last();
