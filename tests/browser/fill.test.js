@@ -3,9 +3,7 @@ import assert from "node:assert/strict";
 import { createServer } from "node:http";
 import { once } from "node:events";
 import { test } from "node:test";
-import { broken, findings } from "./axe.js";
 import { Form, enter, openVisit, press, stage } from "./site.js";
-import { barePages, filledPages } from "./tour.js";
 
 const { site, browser } = await stage();
 
@@ -296,17 +294,4 @@ test("by style alone, the whole line of a choice is its target, and short choice
     const third = await scale.nth(2).boundingBox();
     await page.mouse.click(third.x + third.width + 5, third.y + third.height / 2);
     assert.ok(await scale.nth(2).isChecked(), "a press on the text meets its choice, not the next");
-});
-
-test("assistive technology meets nothing to object to on the public form in its frame, and pages fit a phone", async () => {
-    for (const width of [1280, 320])
-        assert.deepEqual(broken(await findings(site, browser, filledPages, { viewport: { width, height: 800 } })), []);
-    // The widest words: a long e-mail address and a double name.
-    const [{ StudentID }] = site.waiting("Training evaluation", 1);
-    await fetch(`${site.address}/admin/student.asp`, { method: "POST", body: new URLSearchParams({ Update: "Update", StudentID,
-        CompanyID: site.value(`select CompanyID from Student where StudentID=${StudentID}`), FirstName: "Carmen",
-        LastName: "Fernandez de la Vega y Sanchez-Ostiz", Email: "carmen.fernandezdelavega@wholesalers.example" }) });
-    const bare = await findings(site, browser, barePages, { viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true });
-    assert.ok(Object.keys(bare).length >= 9);
-    assert.deepEqual(Object.values(bare).flat().filter((finding) => finding.startsWith("width")), []);
 });

@@ -189,6 +189,17 @@ export async function logOn(site, page, pin) {
     await press(page, "OK");
 }
 
+export async function fill(page, values) {
+    for (const [name, value] of Object.entries(values))
+        await page.locator(`[name="${name}" i]`).fill(value);
+}
+
+// The event with the most forms filled in ("="), or still to be filled in ("<>"). Behind "||" a text is compared as it
+// is; only surva knows the column's own order.
+export function largestEvent(site, pin) {
+    return site.value(`select ScheduleID from Participant where PIN||''${pin}'' group by 1 order by count(*) desc, 1 limit 1`);
+}
+
 // The same in the frame of /fill.
 export async function enter(held, pin) {
     await held.getByLabel("PIN", { exact: true }).fill(pin);

@@ -49,6 +49,9 @@ Until there is an account, surva serves this machine alone, unless something in 
   $ surva staff add x --role owner <<<short
   surva: A password has at least 10 characters.
   [2]
+  $ surva staff password nobody <<<'three blue cranes'
+  surva: There is no account of that name.
+  [2]
   $ surva staff role paul --role analyst
   $ surva staff password paul <<<$'five grey herons\r'
   $ surva staff list
