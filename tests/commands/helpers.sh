@@ -11,7 +11,7 @@ make() { # NAME [OPTION...]
 }
 
 comes() { # CONDITION
-  for _ in $(seq 600); do ! eval "$1" || return 0; sleep 0.1; done
+  for _ in $(seq 600); do ! eval "$1" 2>/dev/null || return 0; sleep 0.1; done
   echo "never came: $1"
 }
 
