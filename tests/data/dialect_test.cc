@@ -185,9 +185,9 @@ TEST_P(Dialects, Cases) {
            count({"select count(*) from Mark where FieldValueID<", Number(number)}) + " below";
   };
   const auto text = [&](const std::string& written) {
-    db.Execute({"delete from Message"});
     db.AddNew(kMessage).Set("Message", Value(written)).Update();
-    return Read(db, {"select StudentID, Message from Message where Message=", Text(written)});
+    return Read(db, {"select StudentID, Message from Message where Message=", Text(written)}) + ", deletes " +
+           std::to_string(db.Execute({"delete from Message where Message=", Text(written)}));
   };
   const auto places = [](const std::string& bound) {
     std::string refusals;

@@ -16,16 +16,6 @@ struct Browser {
   Cookies cookies = {};
 };
 
-std::string Escaped(std::string_view text) {
-  std::string escaped;
-  for (const char c : ToWindows1252(text)) {
-    char code[4];
-    std::snprintf(code, sizeof(code), "%%%02X", static_cast<unsigned char>(c));
-    escaped += std::isalnum(static_cast<unsigned char>(c)) != 0 ? std::string(1, c) : c == ' ' ? "+" : code;
-  }
-  return escaped;
-}
-
 bool IsPast(const std::string& date) {
   std::tm at{};
   return strptime(date.c_str(), "%a, %d %b %Y %H:%M:%S GMT", &at) != nullptr && timegm(&at) < std::time(nullptr);
@@ -177,12 +167,13 @@ class Player {
     request.path = target.substr(0, target.find('?'));
     std::string fields = target.substr(std::min(target.size(), request.path.size() + 1));
     if (posts) request.query = std::exchange(fields, {});
+    const auto escaped = [](std::string_view text) { return PercentEncoded(ToWindows1252(text)); };
     for (std::size_t i = 2; i < words.size(); ++i) {
       const std::string& field = words[i].text;
       const std::size_t equals = std::min(field.find('='), field.size());
       if (!fields.empty()) fields += '&';
-      fields += Escaped(field.substr(0, equals));
-      if (equals < field.size()) fields += '=' + Escaped(field.substr(equals + 1));
+      fields += escaped(field.substr(0, equals));
+      if (equals < field.size()) fields += '=' + escaped(field.substr(equals + 1));
     }
     (posts ? request.body : request.query) = fields;
     request.headers = browser.headers;
