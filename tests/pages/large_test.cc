@@ -1,13 +1,27 @@
-// Long lists and forms: they cost no more statements than short ones, and show what the plain statement gives.
+// Long lists, forms and calendars, which cost no more statements than short ones and show what the plain statement
+// gives; and averages.
 #include <map>
+#include <random>
 
+#include "guard/accounts.h"
+#include "reporting/average.h"
+#include "scheduling/week_walk.h"
 #include "tests/support/node.h"
+#include "tests/support/recorded.h"
 
 namespace surva::test {
 namespace {
 
 class Large : public OnSite {
  protected:
+  // Without accounts a site would look every second whether there are some by now.
+  Large() {
+    data::Connection connection(*database);
+    guard::Accounts(connection).Add("anna", guard::Role::kOwner, "three blue cranes");
+    connection.Commit();
+    Post("/admin/sign-in", "name=anna&password=three+blue+cranes");
+  }
+
   // The reads of each page.
   std::map<std::string, int> Reads() {
     std::map<std::string, int> reads;
@@ -54,7 +68,7 @@ class Large : public OnSite {
 SURVA_ON_BOTH_ENGINES(Large);
 
 TEST_P(Large, PagesCostNoMoreStatements) {
-  Reads();  // the first of all finds no session
+  Reads();  // the first of all begins a session
   const auto before = Reads();
   Write({"insert into SurvaLayout (SurvaVersionID, QuestionID, PositionID) select 41, QuestionID, SurvaLayoutID "
          "from SurvaLayout where SurvaVersionID>41 and SurvaVersionID<48"});
@@ -97,6 +111,63 @@ TEST_P(Large, TablesAreReadAsThePlainStatementReadsThem) {
                    data::Number(offset)});
     });
   }
+}
+
+TEST_P(Large, AMonthReadAtOnceIsItsWeeksReadOneByOne) {
+  std::mt19937 random(4);
+  const auto some_date = [&]() -> Value {
+    const auto day = static_cast<int>(random() % 70);
+    if (day == 0) return {};
+    DateTime at = AddDays({2004, 2, 10}, day);
+    if (random() % 2 == 0) at.hour = 12;
+    return at;
+  };
+  data::Connection db(*database);
+  for (int event = 0; event < 400; ++event) {
+    db.AddNew(data::tables::kSchedule).Set("BeginDate", some_date()).Set("EndDate", some_date()).Update();
+  }
+  db.Commit();
+  for (const PickedMonth& month : {PickedMonth{2003, 2}, {2004, 2}, {2004, 3}}) {
+    const std::vector<Week> weeks = WeeksOf(month);
+    // Just longer than the month's days.
+    DateTime begin = AddDays(weeks.front().begin, -1);
+    begin.hour = 23;
+    DateTime end = weeks.back().end;
+    end.hour = 1;
+    db.AddNew(data::tables::kSchedule).Set("BeginDate", begin).Set("EndDate", end).Update();
+    const MonthEvents events(db, weeks);
+    for (const Week& week : weeks) {
+      const data::Piece a = data::Bound(Field(week.begin));
+      const data::Piece b = data::Bound(Field(week.end));
+      std::string expected;
+      for (const data::Row& row :
+           db.Query({"Select ScheduleID from Schedule where (BeginDate>=", a, " and BeginDate<=", b,
+                     ") or (EndDate>=", a, " and EndDate<=", b, ") or (BeginDate < ", a, " and EndDate>", b,
+                     ") order by BeginDate nulls first, EndDate nulls first, ScheduleID"})) {
+        expected += row["ScheduleID"].Text() + " ";
+      }
+      std::string found;
+      events.ForEach(week, [&](const data::Row& event) { found += event["IndeksH"].Text() + " "; });
+      EXPECT_EQ(found, expected) << month.year << "/" << month.month << ", " << week.first_day;
+      EXPECT_FALSE(found.empty());
+    }
+  }
+}
+
+TEST(Averages, Cases) {
+  // Answers with how often each was given, as "1*2|4*3".
+  const auto average = [](const std::string& answers) {
+    Average sum;
+    for (std::size_t at = 0; at < answers.size();) {
+      const std::size_t end = std::min(answers.find('|', at), answers.size());
+      const std::size_t star = answers.rfind('*', end);
+      sum.Add(answers.substr(at, star - at), std::stoi(answers.substr(star + 1)));
+      at = end + 1;
+    }
+    const std::optional<double> shown = sum.Rounded();
+    return shown ? Value(*shown).Text() : "none";
+  };
+  PlayCases("tests/pages/averages.cases", {.each = {{"average", average}}});
 }
 
 }  // namespace
