@@ -160,8 +160,7 @@ Rows Search::ReadPage(std::int64_t page) {
     link = " and ";
   }
   if (few_ != nullptr) {
-    // PostgreSQL looks up the keys of an array one by one, and takes them for few; others it would join, by plans made
-    // anew for each search.
+    // PostgreSQL takes the keys of an array for few and looks them up; it would rather read a small table for others.
     const bool array = connection_.dialect() == data::Dialect::kPostgres;
     Append(statement, {link, Name(record_.table.key()), array ? Piece("=any(array(") : Piece(" in (")});
     AppendFew(statement);
