@@ -20,6 +20,9 @@ Until there is an account, surva serves this machine alone, unless something in 
   surva: cannot read the TLS certificate none: No such file or directory
   surva: cannot read the TLS certificate none: No such file or directory
   [2]
+  $ surva staff add paul --role planner <<<'four white storks'
+  surva: The first account must be an owner's.
+  [2]
   $ surva staff add anna --role owner <<<'three blue cranes'
   $ surva staff add paul --role planner <<<'four white storks'
   $ surva serve --listen 192.0.2.1:80
@@ -43,10 +46,28 @@ Until there is an account, surva serves this machine alone, unless something in 
   $ surva staff remove anna
   surva: One owner must remain.
   [2]
+  $ surva staff role anna --role analyst
+  surva: One owner must remain.
+  [2]
   $ surva staff remove nobody
   surva: There is no account of that name.
   [2]
-  $ surva staff add x --role owner <<<short
+  $ for name in ANNA '' 'a b' '<b>' annä; do surva staff add "$name" --role owner <<<'three blue cranes'; done
+  surva: There is an account of that name already.
+  surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  [2]
+  $ for easy in short aaaaaaaaaaaa Password123! 1234567890 Bert1234567890 ab12345678 ęęęęęABCD; do
+  >   surva staff add bert --role owner <<<$easy
+  > done
+  surva: A password has at least 10 characters.
+  surva: That password is one of the first that others would try.
+  surva: That password is one of the first that others would try.
+  surva: That password is one of the first that others would try.
+  surva: That password is one of the first that others would try.
+  surva: That password is one of the first that others would try.
   surva: A password has at least 10 characters.
   [2]
   $ surva staff password nobody <<<'three blue cranes'
@@ -165,3 +186,10 @@ The passwords are those that were set last. What is slow is told; the journal le
   $ sed -E 's/>.* warning [0-9a-f]*/> warning ID/; s/[0-9]+ ms/N ms/g; s/[0-9]+ statements.*/N statements.../' error.log
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
+
+One owner remains as long as there are others.
+
+  $ surva staff remove paul && surva staff role anna --role analyst
+  surva: One owner must remain.
+  [2]
+  $ surva staff remove anna && surva staff list

@@ -168,28 +168,6 @@ TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {
   EXPECT_GT(processor_time("nobody"), processor_time("anna") / 4);
 }
 
-TEST_P(GateTest, RefusesAccountsThatGuardNothing) {
-  Accounts accounts(*connection_);
-  EXPECT_THROW(accounts.Add("paul", Role::kPlanner, kPassword), AccountError) << "the first one is an owner's";
-  accounts.Add("anna", Role::kOwner, kPassword);
-  accounts.Add("paul", Role::kPlanner, kPassword);
-  EXPECT_THROW(accounts.Add("ANNA", Role::kOwner, kPassword), AccountError);
-  for (const std::string_view name : {"", "a b", "<b>", "ann\xC3\xA4"}) {
-    EXPECT_THROW(accounts.Add(name, Role::kOwner, kPassword), AccountError) << name;
-  }
-  for (const std::string_view password : {"short", "aaaaaaaaaaaa", "Password123!", "1234567890", "Bert1234567890",
-                                          "ab12345678", "\u0119\u0119\u0119\u0119\u0119ABCD"}) {
-    EXPECT_THROW(accounts.Add("bert", Role::kOwner, password), AccountError) << password;
-  }
-  EXPECT_THROW(accounts.Remove("anna"), AccountError) << "one owner must remain";
-  EXPECT_THROW(accounts.SetRole("anna", Role::kAnalyst), AccountError);
-  EXPECT_THROW(accounts.Remove("nobody"), AccountError);
-  accounts.Remove("paul");
-  EXPECT_THROW(accounts.SetRole("anna", Role::kAnalyst), AccountError);
-  accounts.Remove("anna");
-  EXPECT_FALSE(accounts.Any());
-}
-
 TEST_P(GateTest, NothingPassesBetweenAChangeOfAccountsAndWhatHangsOnIt) {
   Accounts accounts(*connection_);
   for (const char* name : {"anna", "bert"}) accounts.Add(name, Role::kOwner, kPassword);

@@ -1,7 +1,5 @@
-// TLS in front of all the rest. Which versions and suites are spoken is seen on the program,
-// tests/commands/serving.t.
-#include "wire/tls.h"
-
+// TLS in front of all the rest. Which versions and suites are spoken, and which files will do, is seen on the program:
+// tests/commands/serving.t and certificates.t.
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,62 +10,27 @@
 #include <filesystem>
 
 #include "tests/wire/loopback.h"
-#include "wire/tls_check.h"
 
 namespace surva::wire {
 namespace {
 
 namespace asio = boost::asio;
 
-// Certificates and keys, those that will do and others, until the tests are over.
+// A certificate and its key, until the tests are over.
 struct Files {
   Files() {
     const std::string command =
-        "mkdir -p " + at + " && cd " + at +
-        " && exec 2>/dev/null && new='openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 90'"
-        " && $new -x509 -subj /CN=Issuer -keyout issuer.key -out issuer && $new -subj /CN=site.example -keyout key "
-        "-out ask && openssl x509 -req -in ask -CA issuer -CAkey issuer.key -CAcreateserial -days 90 -out own && cat "
-        "own issuer >chain && cat issuer own >turned && openssl pkey -in key -aes128 -passout pass:x -out locked";
+        "mkdir -p " + at + " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 -subj " +
+        "/CN=localhost -keyout " + at + "key -out " + at + "certificate 2>/dev/null";
     EXPECT_EQ(std::system(command.c_str()), 0);
   }
   ~Files() { std::filesystem::remove_all(at); }
   const std::string at = ::testing::TempDir() + "tls" + std::to_string(::getpid()) + "/";
 };
-const std::string& Folder() {
-  static const Files files;
-  return files.at;
-}
 
-// What an administrator is told of the files before a start; nothing if they will do.
-TEST(TlsFiles, AreLookedAtBeforeAStart) {
-  const std::string& at = Folder();
-  struct Case {
-    const char* chain;
-    const char* key;
-    int days;
-    const char* told;
-  };
-  for (const Case& given :
-       {Case{"chain", "key", 0, ""}, Case{"none", "key", 0, "none cannot be read: No such file"},
-        Case{"key", "chain", 0, "key holds no certificate"}, Case{"key", "chain", 0, "chain holds no private key"},
-        Case{"chain", "issuer.key", 0, "is not the key of the first"},
-        Case{"turned", "key", 0, "is not the key of the first"},
-        Case{"turned", "issuer.key", 0, "certificate 2 is not the issuer"},
-        Case{"chain", "locked", 0, "locked by a password"}, Case{"chain", "key", 80, "expires within"},
-        Case{"chain", "key", 100, "has expired"}, Case{"chain", "key", -5, "does not hold yet"}}) {
-    std::string told;
-    for (const TlsFinding& finding : CheckTlsFiles(at + given.chain, at + given.key, {"site.example"},
-                                                   std::time(nullptr) + std::time_t{given.days} * 86'400)) {
-      told += finding.what + "; " + finding.remedy + "\n";
-    }
-    EXPECT_NE(told.find(given.told), std::string::npos) << given.chain << told;
-    EXPECT_EQ(told.empty(), *given.told == '\0') << told;
-  }
-  EXPECT_EQ(CheckTlsFiles(at + "chain", at + "key", {"other.example"}, std::time(nullptr)).size(), 1U);
-  // And nobody is asked for a password.
-  for (const auto& [chain, key] : {std::pair("chain", "locked"), {"chain", "issuer.key"}, {"none", "key"}}) {
-    EXPECT_THROW(Loopback({.tls_certificate = at + chain, .tls_key = at + key}), std::runtime_error) << chain << key;
-  }
+Loopback Protected(Limits limits = {}) {
+  static const Files files;
+  return Loopback({.tls_certificate = files.at + "certificate", .tls_key = files.at + "key", .limits = limits});
 }
 
 class Session {
@@ -93,10 +56,6 @@ class Session {
   asio::ssl::context context_{asio::ssl::context::tls_client};
   asio::ssl::stream<asio::ip::tcp::socket> stream_{io_, context_};
 };
-
-Loopback Protected(Limits limits = {}) {
-  return Loopback({.tls_certificate = Folder() + "chain", .tls_key = Folder() + "key", .limits = limits});
-}
 
 TEST(Tls, ServesAllThatPlainConnectionsDo) {
   Loopback loopback = Protected();
