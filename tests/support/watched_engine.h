@@ -40,7 +40,9 @@ class WatchedEngine : public data::ForwardingEngine {
   data::Rows Run(data::Statement statement, data::Effect effect) override {
     if (std::latch* const release = watch_.hangs) release->wait();
     if (watch_.away) throw Fault(FaultNumber::kConnectionFailed, "test", "The database does not answer.");
-    (effect == data::Effect::kRead ? watch_.reads : watch_.writes)++;
+    // Whether there are accounts is looked up once a second, by whichever page comes then.
+    const bool of_guard = statement.front().text() == "select AccountKey from StaffAccount limit 1";
+    if (!of_guard) (effect == data::Effect::kRead ? watch_.reads : watch_.writes)++;
     if (effect == data::Effect::kWrite && watch_.fail_write > 0 && --watch_.fail_write == 0) {
       throw Fault(FaultNumber::kValueRefused, "test", "The write was told to fail.");
     }
