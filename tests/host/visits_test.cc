@@ -152,19 +152,6 @@ TEST_P(Visits, ReadersPassWritersThatAreStuck) {
   EXPECT_EQ(ann.Post(node, "/surva.asp", "FormAccepted=45&324=at+last").status, 302U);
 }
 
-TEST_P(Visits, ALostCommitIsToldAsWhatItIs) {
-  Browser ann;
-  ann.Post(node_, "/surva.asp", "PIN=2221");
-  watch_.lose_commit = true;
-  const wire::HttpResponse doubtful = ann.Post(node_, "/surva.asp", "FormAccepted=45&324=perhaps");
-  EXPECT_EQ(doubtful.status, 500U) << "503 would let a proxy send it again";
-  EXPECT_NE(doubtful.body.find("look before you send it again"), std::string::npos);
-  EXPECT_EQ(Marks(), "201,perhaps");
-  // Nothing to store, nothing to doubt.
-  watch_.lose_commit = watch_.fail_commit = true;
-  EXPECT_EQ(Browser().Get(node_, "/surva.asp").status, 200U);
-}
-
 TEST_P(Visits, TheirHealthIsJudgedByWritingToo) {
   if (GetParam() == data::Dialect::kSqlite) {
     watch_.fail_commit = true;

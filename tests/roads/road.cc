@@ -136,6 +136,7 @@ class Player {
       AddRow(database_, words);
     } else if (words[0].text == "fails" && words.size() == 2) {
       watch_.fail_commit = words[1].text == "commit";
+      watch_.lose_commit = words[1].text == "answer";
       watch_.fail_write = std::atoi(words[1].text.c_str());
     } else {
       return false;
