@@ -3,13 +3,12 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "desk/mail_sender.h"
 #include "tests/support/node.h"
+#include "tests/support/recorded.h"
 
 namespace surva::desk {
 namespace {
@@ -38,10 +37,7 @@ class MailServer {
   std::vector<std::string> Mails() const {
     std::vector<std::string> mails;
     for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-      if (entry.path().extension() != ".mail") continue;
-      std::stringstream text;
-      text << std::ifstream(entry.path()).rdbuf();
-      mails.push_back(text.str());
+      if (entry.path().extension() == ".mail") mails.push_back(test::ReadFile(entry.path()));
     }
     return mails;
   }
