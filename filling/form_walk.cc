@@ -44,7 +44,6 @@ const WalkMode kLayoutEditor{.label_cell = "<TR><Td bgcolor=\"#c0c0c0\" align=le
 const WalkMode kLayoutPreview{.label_cell = "<TR><Td bgcolor=\"#c0c0c0\" align=left >", .takes_answers = false};
 }  // namespace walk_modes
 
-using data::Number;
 using data::Row;
 
 // A row of the layout with its question.
