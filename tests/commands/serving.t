@@ -187,6 +187,26 @@ The passwords are those that were set last. What is slow is told; the journal le
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
 
+Its health is asked for; two cannot have one port.
+
+  $ serve --access-log off
+  $ at=${address#http://}
+  $ surva health --listen $at | sed 's/version: .*/version: .../'
+  ok
+  version: ...
+  database: SQLite, reads and writes
+  requests that wait: 0
+  $ surva serve --listen $at 2>&1 | sed "s/$at/ADDRESS/"
+  surva: cannot listen on ADDRESS: Address already in use; stop the program that has the port, or give another --listen
+  [2]
+  $ surva serve --listen 127.0.0.1:0 --metrics-listen $at 2>&1 | sed "s/$at/ADDRESS/"
+  surva: nothing can listen on ADDRESS: it is in use, or no address of this machine; see metrics-listen
+  [2]
+  $ end TERM
+  $ surva health --listen $at 2>&1 | sed "s/$at.*/ADDRESS.../"
+  surva: nobody answers at http://ADDRESS...
+  [69]
+
 One owner remains as long as there are others.
 
   $ surva staff remove paul && surva staff role anna --role analyst

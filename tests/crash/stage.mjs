@@ -1,6 +1,6 @@
 // What is killed: PostgreSQL servers, nodes of surva, and an nginx in front of two of them. All of it lies in one folder,
 // which goes with the test, and listens on the loopback interface or on sockets in the folder.
-import { execFile, execFileSync, spawn } from "node:child_process";
+import { execFile, execFileSync, spawn, spawnSync } from "node:child_process";
 import { once } from "node:events";
 import { chmodSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createServer } from "node:net";
@@ -59,6 +59,8 @@ export class Postgres {
         primary.query("alter system set synchronous_standby_names = '*'");
         primary.query("select pg_reload_conf()");
         await until("the standby", () => primary.query("select sync_state from pg_stat_replication") === "sync");
+        const { stderr } = spawnSync(surva, ["check", "--dsn", this.dsn], { encoding: "utf8" });
+        if (!/is a standby's and cannot be written; name the primary/.test(stderr)) throw new Error(`a standby is taken: ${stderr}`);
     }
 
     // It refuses to start while one of those that were killed is not quite gone.
