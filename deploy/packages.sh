@@ -11,7 +11,7 @@ packages_for() {
                 python3-aiosmtpd python3-cram curl nginx-light procps ;;
     lint)  echo clang-format-14 clang-tidy-14 ;;
     fuzz)  echo clang-14 libclang-rt-14-dev ;;
-    attack) echo sqlmap wapiti slowhttptest nginx-light curl python3 postgresql-15 postgresql-client-15 ;;
+    attack) echo sqlmap wapiti slowhttptest nginx-light curl jq python3 postgresql-15 postgresql-client-15 ;;
     package) echo dpkg-dev file ;;
     container) echo dpkg-dev mmdebstrap debian-archive-keyring jq ;;
     bare)  echo debootstrap debian-archive-keyring gpgv systemd-container ;;
