@@ -29,6 +29,15 @@ async function answerShort(held, text) {
     await first(held).fill(text);
 }
 
+// Somebody whose short form is answered and not sent.
+async function answering(text) {
+    const [student] = site.waiting("Short workshop", 1);
+    const visited = await visit("/fill");
+    await enter(visited.held, student.PIN);
+    await answerShort(visited.held, text);
+    return { ...visited, student };
+}
+
 const first = (held) => held.getByRole("textbox", { name: /What is the first thing/ });
 const thanks = (held) => held.getByRole("heading", { name: "Thank you" });
 
@@ -146,10 +155,7 @@ test("markup in an answer comes back into the page and runs no script", async ()
 });
 
 test("a draft outlives a reload and a lost visit, and is forgotten when the form is accepted", async () => {
-    const [student] = site.waiting("Short workshop", 1);
-    const { page, context, held, complaints } = await visit("/fill");
-    await enter(held, student.PIN);
-    await answerShort(held, "before the reload");
+    const { page, context, held, complaints, student } = await answering("before the reload");
     await page.waitForFunction(() => Object.entries(localStorage).some(([, value]) => value.includes("before the reload")));
     assert.ok(!await page.evaluate((pin) => JSON.stringify(localStorage).includes(pin), student.PIN), "the PIN is not kept");
 
@@ -193,10 +199,7 @@ test("on paper the whole form stands, with what was answered", async () => {
 });
 
 test("a server that goes away loses nothing, and a shared computer keeps nothing", async () => {
-    const [student] = site.waiting("Short workshop", 1);
-    const { page, held } = await visit("/fill");
-    await enter(held, student.PIN);
-    await answerShort(held, "while the server was away");
+    const { page, held, student } = await answering("while the server was away");
     await site.kill("SIGKILL");
     await send(held);
     await page.getByText("The server cannot be reached. Your answers are kept here.").waitFor();
@@ -222,11 +225,9 @@ test("a server that goes away loses nothing, and a shared computer keeps nothing
 });
 
 test("a tab whose visit another tab has ended stores nothing under the other's name", async () => {
-    const [student, other] = site.waiting("Short workshop", 2);
-    const { page, context, held } = await visit("/fill");
+    const [, other] = site.waiting("Short workshop", 2);
+    const { page, context, held, student } = await answering("of the first tab");
     await page.getByLabel("This is a shared computer").check();
-    await enter(held, student.PIN);
-    await answerShort(held, "of the first tab");
     const second = await context.newPage();
     await second.goto(`${site.address}/fill`);
     await enter(second.frameLocator("#surva"), other.PIN);
@@ -244,11 +245,8 @@ test("a thank-you page on another site opens in the whole window", async () => {
     const other = createServer((request, response) => response.end("elsewhere")).listen(0, "127.0.0.1");
     await once(other, "listening");
     const thanks = `http://127.0.0.1:${other.address().port}/thanks?from=surva`;
-    const [student] = site.waiting("Short workshop", 1);
     site.change(`update SurvaVersion set ThankYouPage='${thanks}' where SurvaVersionID=${site.version("Short workshop")}`);
-    const { page, held } = await visit("/fill");
-    await enter(held, student.PIN);
-    await answerShort(held, "thanked elsewhere");
+    const { page, held, student } = await answering("thanked elsewhere");
     await send(held);
     await page.waitForURL(thanks);
     assert.equal(plan(student), "thanked elsewhere");

@@ -4,7 +4,18 @@ What an administrator trusts the data to: copies, backups and checks, on both en
   $ make surva_kept
   $ make surva_copied
   $ kept=postgresql:///surva_kept copied=postgresql:///surva_copied
-  $ surva demo --dsn $kept >/dev/null
+  $ surva init --dsn $copied
+  $ psql -qd surva_copied -c "insert into Message (StudentID, Message) values (1, 'a remark')"
+  $ surva demo --dsn $copied
+  surva: the database holds data already; give demo an empty one with --dsn
+  [2]
+  $ make surva_copied
+  $ surva demo --dsn $kept >demo
+
+The demo data are known again where they are, and the same on the other engine.
+
+  $ surva demo --dsn $kept | diff demo -
+  $ surva demo --dsn sqlite:again.db | diff demo -
 
 The last key is of a row that is gone, a table's whole; values that one engine or the other might bend; visits.
 
@@ -212,7 +223,8 @@ A check tells what is wrong, and what to do.
 
 What somebody has dropped is named at the start, and made again when asked for. Slow is not wrong.
 
-  $ surva demo --dsn sqlite:again.db >/dev/null
+  $ surva check --dsn sqlite:again.db
+  The configuration is fine. The database is sound.
   $ sqlite3 again.db 'drop table Outbox'
   $ surva serve --dsn sqlite:again.db
   surva: the database is not whole: table Outbox is missing; "surva init" makes what is missing, empty; or restore a backup (surva restore)

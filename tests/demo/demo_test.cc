@@ -22,20 +22,6 @@ class DemoTest : public OnBothEngines {
 };
 SURVA_ON_BOTH_ENGINES(DemoTest);
 
-TEST_P(DemoTest, FillsAnEmptyDatabaseAndKnowsItAgain) {
-  ASSERT_TRUE(demo::IsEmpty(*database_));
-  EXPECT_EQ(demo::Find(*database_, clock_), std::nullopt);
-  const demo::Summary filled = demo::Fill(*database_, clock_);
-  EXPECT_FALSE(demo::IsEmpty(*database_));
-  EXPECT_EQ(demo::Find(*database_, clock_), filled);
-  TestDatabase other(GetParam());
-  EXPECT_EQ(demo::Fill(*other, clock_), filled) << "the same day, the same data";
-  TestDatabase foreign(GetParam());
-  Write(*foreign, {"insert into Message (StudentID, Message) values (1, 'a remark')"});
-  EXPECT_FALSE(demo::IsEmpty(*foreign));
-  EXPECT_EQ(demo::Find(*foreign, clock_), std::nullopt);
-}
-
 // A letter that a browser cannot post as it is could not be searched for.
 TEST_P(DemoTest, KeepsToTheLettersOfThePages) {
   demo::Fill(*database_, clock_);
@@ -76,7 +62,6 @@ TEST(DemoDays, EveryDayHasOpenPinsOfBothSurvasForEventsThatHaveBegun) {
 
 TEST_P(DemoTest, RowsAgreeWithEachOther) {
   demo::Fill(*database_, clock_);
-  EXPECT_EQ(Count({"select PIN from Participant where PIN<>'' group by PIN having count(*)>1"}), "");
   EXPECT_EQ(Count({"select ScheduleID, StudentID from Participant group by ScheduleID, StudentID having count(*)>1"}),
             "");
   // Rows that there must be none of.
