@@ -71,6 +71,7 @@ A backup is of one moment, though others write: both rows or none. It is its own
   1 1
   0
   600 of-psql.db
+  $ sqlite3 a.db "insert into VisitorSession (SessionKey) values ('visit'); insert into StaffSession (SessionKey) values ('visit')"
   $ while_others_write sqlite:a.db sqlite3 -cmd '.timeout 9000' a.db
   The database is in of-sqlite3.db, checked and on disk.
   1 1
