@@ -228,8 +228,13 @@ TEST(LostConnection, IsOpenedAgainForTheNextRequest) {
   lose();
   for (int request = 0; request < 4; ++request) EXPECT_EQ(Read(*database, {"select count(*) from Message"}), "0");
   lose();
-  Write(*database, {"insert into Message (Message) values ('one')"});
   Connection db(*database);
+  db.Lock("a thing");
+  db.Execute({"insert into Message (Message) values ('one')"});
+  EXPECT_EQ(Read(*database, {"select count(*) from pg_locks where locktype='advisory' and "
+                             "database=(select oid from pg_database where datname=current_database())"}),
+            "1");
+  db.Commit();
   db.AddNew(kMessage).Set("Message", Value("lost")).Update();
   lose();
   try {
