@@ -115,7 +115,7 @@ Signals
   $ echo 'no key' >key.pem
   $ kill -HUP $server
   $ comes 'grep -q "TLS key" error.log'
-  $ sed -E 's/>.* (info|error)/> \1/; s/(key.pem: ).*/\1.../; s/surva [0-9.]+ .*\)/surva VERSION/' error.log
+  $ sed -E 's/>.* (info|error)/> \1/; s/(key.pem: ).*/\1.../; s/surva [0-9].* on/surva VERSION on/' error.log
   <6> info surva VERSION on SQLite, time zone GMT
   <6> info logs, certificate and key are read anew
   <3> error what was before stays: cannot read the TLS key key.pem: ...
@@ -129,7 +129,7 @@ Each request is a line of the access log, with no PIN and no line of a visitor's
 trusted, the command line in place of the file.
 
   $ printf '%s\n' 'access-log = "access.log"' 'author = "Müller & Söhne"' 'trusted-proxy = ["10.0.0.1", "127.0.0.1"]' >surva.toml
-  $ log() { sed -E 's/[0-9-]{10}T[0-9:.+]*/TIME/; s/[0-9.]+ms/0ms/; s/0{299}/NULLS/; s/[0-9a-f]{16}/ID/; s/(seconds":)[0-9.]+/\10.0/; s/surva [0-9.]+ .*\)/surva VERSION/' $1.log; rm $1.log; }
+  $ log() { sed -E 's/[0-9-]{10}T[0-9:.+]*/TIME/; s/[0-9.]+ms/0ms/; s/0{299}/NULLS/; s/[0-9a-f]{16}/ID/; s/(seconds":)[0-9.]+/\10.0/; s/surva [0-9].* on/surva VERSION on/' $1.log; rm $1.log; }
   $ ask() { exec 3<>/dev/tcp/127.0.0.1/${address##*:}; printf "$1 HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" >&3; head -n 1 <&3; exec 3>&-; }
   $ forwarded() { curl -s -H 'X-Forwarded-For: 198.51.100.7' $address/surva.asp | grep -ao '<meta name="*author[^>]*>'; }
   $ log access

@@ -119,10 +119,8 @@ export class Browser {
                 method: form ? "POST" : "GET", body: form && new URLSearchParams(form), redirect: "manual", signal: AbortSignal.timeout(15_000),
                 headers: { Cookie: [...this.#cookies].map(([name, value]) => `${name}=${value}`).join("; ") } });
             const body = await response.text();
-            for (const cookie of response.headers.getSetCookie()) {
-                const [, name, value] = cookie.match(/^([^=]+)=([^;]*)/);
-                this.#cookies.set(name, value);
-            }
+            const given = response.headers.get("Set-Cookie") ?? "";  // Debian's Node knows them as one line alone
+            for (const [, name, value] of given.matchAll(/(?:^|, )([^=;, ]+)=([^;]*)/g)) this.#cookies.set(name, value);
             return { status: response.status, body };
         } catch {
             return null;
