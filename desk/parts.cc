@@ -7,6 +7,7 @@
 
 #include "frame/values/text.h"
 #include "reporting/period.h"
+#include "scheduling/counts.h"
 
 namespace surva::desk {
 
@@ -89,10 +90,8 @@ std::string Event::Period() const {
 std::optional<Event> FindEvent(data::Connection& connection, std::int64_t key) {
   const Rows rows = connection.Query(
       {"select ScheduleID, Schedule.TrainingID, Schedule.TrainerID, Schedule.SurvaVersionID, BeginDate, EndDate, Place, "
-       "TrainingName, OfficialID, FirstName, LastName, SurvaName, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID) as Enrolled, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID "
-       "and (PIN is null or PIN='')) as Answered "
+       "TrainingName, OfficialID, FirstName, LastName, SurvaName, ",
+       kCounts,
        "from Schedule left join Training on Training.TrainingID=Schedule.TrainingID "
        "left join Trainer on Trainer.TrainerID=Schedule.TrainerID "
        "left join SurvaVersion on SurvaVersion.SurvaVersionID=Schedule.SurvaVersionID where ScheduleID=",
@@ -139,10 +138,7 @@ wire::HttpResponse ChooseEvent(Context& context, std::string_view title) {
   const DateTime month = ReadMonth(context.request("month")).value_or(DateTime{today.year, today.month, 1});
   constexpr std::size_t kMost = 500;
   const Rows events = context.connection.Query(
-      {"select ScheduleID, BeginDate, EndDate, Place, TrainingName, FirstName, LastName, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID) as Enrolled, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID "
-       "and (PIN is null or PIN='')) as Answered "
+      {"select ScheduleID, BeginDate, EndDate, Place, TrainingName, FirstName, LastName, ", kCounts,
        "from Schedule left join Training on Training.TrainingID=Schedule.TrainingID "
        "left join Trainer on Trainer.TrainerID=Schedule.TrainerID where BeginDate>=",
        Bound(Field(month)), " and BeginDate<", Bound(Field(MonthOf(month).end)),

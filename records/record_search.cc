@@ -160,11 +160,10 @@ Rows Search::ReadPage(std::int64_t page) {
     link = " and ";
   }
   if (few_ != nullptr) {
-    // PostgreSQL takes the keys of an array for few and looks them up; it would rather read a small table for others.
-    const bool array = connection_.dialect() == data::Dialect::kPostgres;
-    Append(statement, {link, Name(record_.table.key()), array ? Piece("=any(array(") : Piece(" in (")});
+    const data::Among few = data::AmongFew(connection_.dialect());
+    Append(statement, {link, Name(record_.table.key()), few.opens});
     AppendFew(statement);
-    Append(statement, {array ? Piece("))") : Piece(")"), ") select * from Found"});
+    Append(statement, {few.closes, ") select * from Found"});
   }
   Append(statement, {record_.order, " limit ", Number(kPageSize + 1), " offset ", Number((page - 1) * kPageSize)});
   return connection_.Query(data::Statement(statement));

@@ -8,7 +8,7 @@ namespace surva {
 namespace {
 
 void WriteCounts(Response& out, const data::Row& event) {
-  out.Write("&nbsp;&nbsp;Number of students / filled forms: <b>", event["Students"], "/", event["FilledForms"], "</b>");
+  out.Write("&nbsp;&nbsp;Number of students / filled forms: <b>", event["Enrolled"], "/", event["Answered"], "</b>");
 }
 
 constexpr Calendar kWeekView{.month_link = "<a href=stat.asp?BrowseWeek=1&Action=P&M=",

@@ -49,7 +49,7 @@ void Schedule::ShowCalendar() {
       .event_link = "<a href=schedule.asp?ModSch0=",
       .write_counts =
           [](Response& out, const data::Row& event) {
-            out.Write("&nbsp;&nbsp;Number of students: <b>", event["Students"], "</b>");
+            out.Write("&nbsp;&nbsp;Number of students: <b>", event["Enrolled"], "</b>");
           },
   };
   WriteHeaders();

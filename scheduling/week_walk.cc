@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "scheduling/counts.h"
+
 namespace surva {
 namespace {
 
@@ -23,6 +25,7 @@ bool Spans(const Field& begin, const Field& end, const DateTime& from, const Dat
 Rows ReadEvents(data::Connection& connection, std::span<const Week> weeks) {
   const data::Piece begin = data::Bound(Field(weeks.front().begin));
   const data::Piece end = data::Bound(Field(weeks.back().end));
+  const data::Among few = data::AmongFew(connection.dialect());
   return connection.Query(
       {"with Lasting as materialized (select ScheduleID as LastingID, BeginDate as LastingFrom, EndDate as LastingTo "
        "from Schedule where (julianday(EndDate) - julianday(BeginDate))>27), "
@@ -30,13 +33,12 @@ Rows ReadEvents(data::Connection& connection, std::span<const Week> weeks) {
        begin, " and BeginDate<=", end, " union select ScheduleID from Schedule where EndDate>=", begin,
        " and EndDate<=", end, " union select LastingID from Lasting where LastingFrom<", begin, " and LastingTo>", end,
        ") select Schedule.ScheduleID as IndeksH, BeginDate, EndDate, Place, Training.TrainingID as TrainingK, "
-       "TrainingName, Trainer.TrainerID as TrainerK, FirstName, LastName, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID) as Students, "
-       "(select count(*) from Participant where Participant.ScheduleID=Schedule.ScheduleID "
-       "and (PIN is null or PIN='')) as FilledForms "
-       "from Touching cross join Schedule left join Training on Schedule.TrainingID=Training.TrainingID "
-       "left join Trainer on Schedule.TrainerID=Trainer.TrainerID where Schedule.ScheduleID=TouchingID "
-       "order by BeginDate nulls first, EndDate nulls first, Schedule.ScheduleID"});
+       "TrainingName, Trainer.TrainerID as TrainerK, FirstName, LastName, ",
+       kCounts,
+       "from Schedule left join Training on Schedule.TrainingID=Training.TrainingID "
+       "left join Trainer on Schedule.TrainerID=Trainer.TrainerID where Schedule.ScheduleID",
+       few.opens, "select TouchingID from Touching", few.closes,
+       " order by BeginDate nulls first, EndDate nulls first, Schedule.ScheduleID"});
 }
 
 void WriteDayStrip(Response& out, const Week& week, const Row& event) {

@@ -1,5 +1,6 @@
 #include "frame/data/statement.h"
 
+#include "frame/data/engine.h"
 #include "frame/data/schema.h"
 #include "frame/values/fault.h"
 #include "frame/values/numbers.h"
@@ -74,6 +75,11 @@ Piece Name(const Table& table) {
 }
 Piece Name(const Column& column) {
   return Piece(column.name);
+}
+
+// PostgreSQL takes the keys of an array for few and looks them up; it would rather read whole tables for others.
+Among AmongFew(Dialect dialect) {
+  return dialect == Dialect::kPostgres ? Among{"=any(array(", "))"} : Among{" in (", ")"};
 }
 
 }  // namespace surva::data

@@ -20,6 +20,7 @@ namespace surva::data {
 
 struct Table;
 struct Column;
+enum class Dialect : std::uint8_t;
 
 // One piece of a statement. Texts are seen in place: a statement lives no longer than the expression that writes it.
 class Piece {
@@ -102,5 +103,12 @@ Piece Bound(const Field& value);
 // A table or column of the schema, by its name.
 Piece Name(const Table& table);
 Piece Name(const Column& column);
+
+// What stands around a `select` of few keys, behind the column that is to be among them.
+struct Among {
+  Piece opens;
+  Piece closes;
+};
+Among AmongFew(Dialect dialect);
 
 }  // namespace surva::data
