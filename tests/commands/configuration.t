@@ -109,7 +109,7 @@ The file says the line as well.
   $ file 'colour = "red"'
   surva: configuration file surva.toml, line 1: colour is no key; "surva serve --help" lists them
   [2]
-  $ file '\nworkers = "3"'
+  $ file '\nworkers = "off"'
   surva: configuration file surva.toml, line 2: workers must be a whole number
   [2]
   $ file 'workers = -1'

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -127,6 +128,16 @@ TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
   database->SettleLog();
   EXPECT_EQ(commit("afterwards"), FaultNumber{});
   EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "thanked in doubt afterwards");
+  // Nor behind one of the thread that takes the log over into the file: here of more than it waits for.
+  std::promise<void> broken;
+  database->OnBrokenLog([&](const char*) { broken.set_value(); });
+  disk_fails = true;
+  Connection db(*database);
+  db.SetDurability(Durability::kMemory);
+  db.Execute(
+      {"insert into VisitorSession (SessionKey, Contents) values ('', ", Text(std::string(8'000'000, 'x')), ")"});
+  db.Commit();
+  EXPECT_EQ(broken.get_future().wait_for(60s), std::future_status::ready);
 }
 
 // Requests that share a transaction, and what each was told: "." for success, else how it failed.
