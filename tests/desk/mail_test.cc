@@ -86,13 +86,18 @@ class Mails : public test::OnSite {
 };
 SURVA_ON_BOTH_ENGINES(Mails);
 
+TEST(Messages, Cases) {
+  const auto message = [](const std::vector<std::string>& words) {
+    return MailMessage({words.at(1), words.at(2), words.at(3)}, words.at(0), "name", 1'079'528'709);
+  };
+  test::PlayCases("tests/desk/messages.cases", {.lines = {{"message", message}}});
+}
+
 TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   for (const char* address :
        {"refused@x.example", "later@x.example", "cut@x.example", "gone@x.example", "", "no one", "a@b\r\nRCPT"}) {
     Enrol(address);
   }
-  Write({"update Training set TrainingName='x",
-         "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9' where TrainingID=32"});
   const auto trial = Ask("try=invitation");
   EXPECT_TRUE(Holds(trial, "5 of 8 would get this invitation.")) << trial.body;
   EXPECT_TRUE(Holds(trial, "Dear Gda\u0144 Kay,"));
@@ -121,12 +126,7 @@ TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   EXPECT_NE(all.find("From: =?utf-8?B?w4ljb2xlIChzdXJ2YSk=?= <ask@surva.example>\r\nTo: <kay@x.example>\r\n"),
             std::string::npos)
       << all;
-  // Between letters, not within one.
-  EXPECT_NE(all.find("WW91ciBvcGluaW9uIG9uIHjDqcOpw6nDqcOpw6nDqcOpw6nDqcOpw6k=?=\r\n =?utf-8?B?w6nDqQ==?="),
-            std::string::npos);
   EXPECT_EQ(all.find("RCPT"), std::string::npos);
-  // "Dear ...,\r\n\r\n", as mails end their lines.
-  EXPECT_NE(all.find("DQoNCnlvdSB0b29r"), std::string::npos);
   // A server that has fallen silent holds nobody up, not even for its farewell.
   Enrol("silent@x.example");
   Queue("invitation");

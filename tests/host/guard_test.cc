@@ -49,7 +49,7 @@ TEST_P(GuardedSite, OpensNoStaffPageWithoutASignIn) {
   }
   for (const char* closed : {"/admin/help.asp", "/admin/nothing"}) EXPECT_EQ(node_.Ask(Get(closed)).status, 303U);
   for (const char* open : {"/surva.asp", "/admin/css/layout.css", "/admin/Java/Surva.js", "/admin/images/help.gif",
-                           "/admin/sign-in", "/css/desk.css"}) {
+                           "/admin/favicon.ico", "/admin/sign-in", "/css/desk.css"}) {
     EXPECT_EQ(node_.Ask(Get(open)).status, 200U) << open;
   }
   // A link's act is not asked for its head, and what one node ends has ended on the other.
