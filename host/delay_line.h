@@ -27,7 +27,7 @@ class DelayLine {
   std::mutex mutex_;
   std::condition_variable wake_;
   std::multimap<Time, std::function<void()>> waiting_;
-  Time last_;
+  Time last_ = Time::min();  // the clock may have begun a moment ago
   bool stopping_ = false;
   std::thread thread_;
 };

@@ -235,15 +235,16 @@ TEST(LostConnection, IsOpenedAgainForTheNextRequest) {
                              "database=(select oid from pg_database where datname=current_database())"}),
             "1");
   db.Commit();
-  db.AddNew(kMessage).Set("Message", Value("lost")).Update();
+  Connection late(*database);
+  late.AddNew(kMessage).Set("Message", Value("lost")).Update();
   lose();
   try {
-    db.AddNew(kMessage).Set("Message", Value("lost")).Update();
+    late.AddNew(kMessage).Set("Message", Value("lost")).Update();
     FAIL() << "the loss went unnoticed";
   } catch (const Fault& fault) {
     EXPECT_EQ(fault.number(), FaultNumber::kConnectionFailed);
   }
-  EXPECT_THROW(db.Commit(), Fault) << "a request whose first writes are lost is not answered with success";
+  EXPECT_THROW(late.Commit(), Fault) << "a request whose first writes are lost is not answered with success";
   EXPECT_EQ(Read(*database, {"select Message from Message"}), "one");
 }
 

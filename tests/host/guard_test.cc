@@ -120,7 +120,8 @@ TEST_P(GuardedSite, TriesOfPinsWaitForEachOtherWhenManyAreWrong) {
   Coming first = from("a", "PIN=1");
   EXPECT_EQ(first.get().status, 200U) << "delayed, not refused";
   Coming second = from("b", "PIN=1");
-  // Nobody else waits for it.
+  Coming third = from("d", "PIN=1");
+  // Nobody else waits for them.
   EXPECT_EQ(from("b", "NeXt=1&Notes=fine").get().status, 200U);
   EXPECT_EQ(from("c", "x=1").get().status, 200U);
   EXPECT_EQ(second.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
