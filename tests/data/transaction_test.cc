@@ -235,16 +235,20 @@ TEST(LostConnection, IsOpenedAgainForTheNextRequest) {
                              "database=(select oid from pg_database where datname=current_database())"}),
             "1");
   db.Commit();
-  Connection late(*database);
-  late.AddNew(kMessage).Set("Message", Value("lost")).Update();
-  lose();
-  try {
+  // Behind the first statement, also where that went through a connection opened anew.
+  for (const bool opened_anew : {true, false}) {
+    Connection late(*database);
+    if (opened_anew) lose();
     late.AddNew(kMessage).Set("Message", Value("lost")).Update();
-    FAIL() << "the loss went unnoticed";
-  } catch (const Fault& fault) {
-    EXPECT_EQ(fault.number(), FaultNumber::kConnectionFailed);
+    lose();
+    try {
+      late.AddNew(kMessage).Set("Message", Value("lost")).Update();
+      FAIL() << "the loss went unnoticed";
+    } catch (const Fault& fault) {
+      EXPECT_EQ(fault.number(), FaultNumber::kConnectionFailed);
+    }
+    EXPECT_THROW(late.Commit(), Fault) << "a request whose first writes are lost is not answered with success";
   }
-  EXPECT_THROW(late.Commit(), Fault) << "a request whose first writes are lost is not answered with success";
   EXPECT_EQ(Read(*database, {"select Message from Message"}), "one");
 }
 

@@ -68,6 +68,7 @@ TEST_P(Privacy, ForgetsManyWhoseEventsAreLongOver) {
   Write({"delete from Participant where StudentID=204 and ScheduleID<>54"});
   const std::string addresses = Read({"select count(distinct IPAddress) from AnonymousStudent"});
   EXPECT_EQ(CountBefore(*database, {2004, 3, 2}).students, 0) << "its last day";
+  EXPECT_EQ(CountBefore(*database, {2004, 2, 1}).addresses, 0) << "its first moment";
   const Anonymised dry = CountBefore(*database, {2004, 3, 17});
   EXPECT_TRUE(AnythingHolds("O'Brien"));
   const Anonymised first = AnonymiseBefore(*database, {2004, 3, 17}, Texts::kErase);
