@@ -1,75 +1,64 @@
 Wrong use is one line that names the remedy, and exit code 2.
 
   $ . "$TESTDIR/helpers.sh"
-  $ surva
+  $ refused '' fly 'serve fly' 'serve --fly' 'serve init' 'init --listen localhost:80' backup
+  :
   surva: say what to do, for instance surva serve; "surva --help" lists it
-  [2]
-  $ surva fly
+  fly:
   surva: The following argument was not expected: fly; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva serve fly
+  serve fly:
   surva: The following argument was not expected: fly; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva serve --fly
+  serve --fly:
   surva: The following argument was not expected: --fly; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva serve --workers
-  surva: --workers stands without its value; "surva --help" and "surva serve --help" tell what it takes
-  [2]
-  $ surva serve --workers many
-  surva: --workers must be a whole number from 0 to 1024
-  [2]
-  $ surva serve --workers 99999999999999999999
-  surva: --workers must be a whole number from 0 to 1024
-  [2]
-  $ surva serve --log-level loud
-  surva: --log-level must be one of debug, info, warning, error
-  [2]
-  $ surva serve --notice "$(printf 'a\tb')"
-  surva: --notice holds a control character; write it on one line, without tabs
-  [2]
-  $ surva serve --listen 8080
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "8080"
-  [2]
-  $ surva serve --listen :8080
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not ":8080"
-  [2]
-  $ surva serve --listen localhost:
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "localhost:"
-  [2]
-  $ surva serve --listen localhost:65536
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "localhost:65536"
-  [2]
-  $ surva serve --listen ::1:80
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "::1:80"
-  [2]
-  $ surva serve --listen [::1]
-  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "::1"
-  [2]
-  $ surva serve --max-body-kib 1025 --max-in-flight-mib 4
-  surva: max-in-flight-mib must have room for four bodies of max-body-kib
-  [2]
-  $ surva serve --site /nonexistent/site
-  surva: --site: there is no directory "/nonexistent/site"; name a copy of the directory site/
-  [2]
-  $ surva init --listen localhost:80
-  surva: The following arguments were not expected: localhost:80 --listen; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva serve init
+  serve init:
   surva: The following argument was not expected: init; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva backup
+  init --listen localhost:80:
+  surva: The following arguments were not expected: localhost:80 --listen; "surva --help" and "surva serve --help" list what there is
+  backup:
   surva: FILE is required; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva copy --from sqlite:a.db
+  $ refused 'copy --from sqlite:a.db' 'anonymise --dry-run' 'anonymise --before 2024-02-30'
+  copy --from sqlite:a.db:
   surva: --to is required; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva anonymise --dry-run
+  anonymise --dry-run:
   surva: --before is required; "surva --help" and "surva serve --help" list what there is
-  [2]
-  $ surva anonymise --before 2024-02-30
+  anonymise --before 2024-02-30:
   surva: --before must be a day such as 2024-01-31
-  [2]
+  $ refused 'serve --workers' 'serve --workers many' 'serve --workers 99999999999999999999' 'serve --log-level loud'
+  serve --workers:
+  surva: --workers stands without its value; "surva --help" and "surva serve --help" tell what it takes
+  serve --workers many:
+  surva: --workers must be a whole number from 0 to 1024
+  serve --workers 99999999999999999999:
+  surva: --workers must be a whole number from 0 to 1024
+  serve --log-level loud:
+  surva: --log-level must be one of debug, info, warning, error
+  $ refused 'serve --listen '{8080,:8080,localhost:,localhost:65536,::1:80,[::1]}
+  serve --listen 8080:
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "8080"
+  serve --listen :8080:
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not ":8080"
+  serve --listen localhost::
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "localhost:"
+  serve --listen localhost:65536:
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "localhost:65536"
+  serve --listen ::1:80:
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "::1:80"
+  serve --listen [::1]:
+  surva: listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "::1"
+  $ refused "serve --notice 'a"$'\t'"b'" 'serve --site /nonexistent/site' 'serve --max-body-kib 1025 --max-in-flight-mib 4'
+  serve --notice 'a\tb': (esc)
+  surva: --notice holds a control character; write it on one line, without tabs
+  serve --site /nonexistent/site:
+  surva: --site: there is no directory "/nonexistent/site"; name a copy of the directory site/
+  serve --max-body-kib 1025 --max-in-flight-mib 4:
+  surva: max-in-flight-mib must have room for four bodies of max-body-kib
+  $ refused 'serve --config '{/nonexistent.toml,/tmp,/dev/null}
+  serve --config /nonexistent.toml:
+  surva: configuration file /nonexistent.toml: File could not be opened for reading
+  serve --config /tmp:
+  surva: configuration file /tmp is no regular file
+  serve --config /dev/null:
+  surva: configuration file /dev/null is no regular file
 
 Numbers keep to their bounds, which the messages tell. What is given twice counts the last time.
 
@@ -105,73 +94,33 @@ Numbers keep to their bounds, which the messages tell. What is given twice count
 
 The file says the line as well.
 
-  $ file() { printf "$1\n" >surva.toml; surva check --config surva.toml; }
-  $ file 'colour = "red"'
+  $ file() { # TEXT...
+  >   for text; do printf "$text\n" >surva.toml; refused 'check --config surva.toml'; done | sed '/^check/d'
+  > }
+  $ file 'colour = "red"' '[owner]\nauthor = "a"' 'author = "a\\r\\nb"' 'tls-key = "k.pem"'
   surva: configuration file surva.toml, line 1: colour is no key; "surva serve --help" lists them
-  [2]
-  $ file '\nworkers = "off"'
-  surva: configuration file surva.toml, line 2: workers must be a whole number
-  [2]
-  $ file 'workers = -1'
-  surva: configuration file surva.toml, line 1: workers must be a whole number from 0 to 1024
-  [2]
-  $ file 'workers = 3.5'
-  surva: configuration file surva.toml, line 1: workers must be a whole number
-  [2]
-  $ file 'dsn = 7'
-  surva: configuration file surva.toml, line 1: dsn must be a text in quotes
-  [2]
-  $ file 'dsn = ["a"]'
-  surva: configuration file surva.toml, line 1: dsn must be a text in quotes
-  [2]
-  $ file 'dsn ='
-  surva: configuration file surva.toml, line 1: Error while parsing key-value pair: expected value, saw '\n'
-  [2]
-  $ file '\ntrusted-proxy = ["::1", "10.0.0.0/99"]'
-  surva: configuration file surva.toml, line 2: trusted-proxy: "10.0.0.0/99" is no address and no range of addresses
-  [2]
-  $ file 'trusted-proxy = [1]'
-  surva: configuration file surva.toml, line 1: trusted-proxy must be a text in quotes
-  [2]
-  $ file 'hostname = "http://x"'
-  surva: configuration file surva.toml, line 1: hostname: "http://x" is no host name
-  [2]
-  $ file 'metrics-listen = "9464"'
-  surva: metrics-listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "9464"
-  [2]
-  $ file '\nlisten = 127.0.0.1:81'
-  surva: configuration file surva.toml, line 2: listen must be a text in quotes: listen = "127.0.0.1:81"
-  [2]
-  $ file 'mail-server = "smtp://"\nmail-sender = "a@b"'
-  surva: mail-server must name a host, such as smtp://mail.example:587
-  [2]
-  $ file 'public-address = "https://a b"'
-  surva: public-address must be an address without blanks, such as https://surva.example
-  [2]
-  $ file 'no-staff-guard = "yes"'
-  surva: configuration file surva.toml, line 1: no-staff-guard must be true or false
-  [2]
-  $ file 'log-level = "loud"'
-  surva: configuration file surva.toml, line 1: log-level must be one of debug, info, warning, error
-  [2]
-  $ file 'author = "a\\r\\nb"'
-  surva: configuration file surva.toml, line 1: author holds a control character; write it on one line, without tabs
-  [2]
-  $ file '[owner]\nauthor = "a"'
   surva: configuration file surva.toml, line 1: owner is no key; "surva serve --help" lists them
-  [2]
-  $ file 'tls-key = "k.pem"'
+  surva: configuration file surva.toml, line 1: author holds a control character; write it on one line, without tabs
   surva: TLS needs both tls-certificate and tls-key
-  [2]
-  $ surva serve --config /nonexistent.toml
-  surva: configuration file /nonexistent.toml: File could not be opened for reading
-  [2]
-  $ surva serve --config /tmp
-  surva: configuration file /tmp is no regular file
-  [2]
-  $ surva serve --config /dev/null
-  surva: configuration file /dev/null is no regular file
-  [2]
+  $ file '\nworkers = "off"' 'workers = -1' 'workers = 3.5' 'no-staff-guard = "yes"' 'log-level = "loud"'
+  surva: configuration file surva.toml, line 2: workers must be a whole number
+  surva: configuration file surva.toml, line 1: workers must be a whole number from 0 to 1024
+  surva: configuration file surva.toml, line 1: workers must be a whole number
+  surva: configuration file surva.toml, line 1: no-staff-guard must be true or false
+  surva: configuration file surva.toml, line 1: log-level must be one of debug, info, warning, error
+  $ file 'dsn = 7' 'dsn = ["a"]' 'dsn =' 'hostname = "http://x"' 'public-address = "https://a b"'
+  surva: configuration file surva.toml, line 1: dsn must be a text in quotes
+  surva: configuration file surva.toml, line 1: dsn must be a text in quotes
+  surva: configuration file surva.toml, line 1: Error while parsing key-value pair: expected value, saw '\n'
+  surva: configuration file surva.toml, line 1: hostname: "http://x" is no host name
+  surva: public-address must be an address without blanks, such as https://surva.example
+  $ file '\ntrusted-proxy = ["::1", "10.0.0.0/99"]' 'trusted-proxy = [1]' 'metrics-listen = "9464"'
+  surva: configuration file surva.toml, line 2: trusted-proxy: "10.0.0.0/99" is no address and no range of addresses
+  surva: configuration file surva.toml, line 1: trusted-proxy must be a text in quotes
+  surva: metrics-listen must be HOST:PORT such as 127.0.0.1:8080 or [::1]:8080, not "9464"
+  $ file '\nlisten = 127.0.0.1:81' 'mail-server = "smtp://"\nmail-sender = "a@b"'
+  surva: configuration file surva.toml, line 2: listen must be a text in quotes: listen = "127.0.0.1:81"
+  surva: mail-server must name a host, such as smtp://mail.example:587
 
 It serves all commands, and the command line wins.
 

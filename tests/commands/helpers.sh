@@ -4,6 +4,15 @@ set -o pipefail
 # What should end does.
 surva() { timeout --foreground 60 "$SURVA_BINARY" "$@"; }
 
+# Commands that surva does not obey: it says why, and ends with code 2.
+refused() { # COMMAND...
+  for words; do
+    echo "$words:"
+    eval "surva $words"
+    [ $? -eq 2 ] || echo "ends with another code"
+  done
+}
+
 # An empty database, which postgresql:///NAME leads to.
 make() { # NAME [OPTION...]
   dropdb --if-exists --force "$1" 2>/dev/null

@@ -41,12 +41,11 @@ An empty database alone is copied into.
   $ sqlite3 a.db "select Description from Company where CompanyID+0=1; select City is null, Phone||''='' from Company where CompanyID=2"
   it's "so" \\ %_ \xc5\x82 \xe2\x98\x83 (esc)
   1|1
-  $ surva copy --from $kept --to $copied
+  $ refused 'copy --from $kept --to $copied' 'copy --from $copied --to sqlite:a.db'
+  copy --from $kept --to $copied:
   surva: the database to copy to holds data already (table Company); give an empty one
-  [2]
-  $ surva copy --from $copied --to sqlite:a.db
+  copy --from $copied --to sqlite:a.db:
   surva: the database to copy to holds data already (table Company); give an empty one
-  [2]
   $ comm -3 <(rows surva_kept) <(rows surva_copied)
   INSERT INTO public.staffsession VALUES ('visit', 'x', 0, 0);
   INSERT INTO public.visitorsession VALUES ('visit', 'x', 0, 0);
@@ -77,40 +76,35 @@ A backup is of one moment, though others write: both rows or none. It is its own
   1 1
   0
   600 of-sqlite3.db
-  $ surva backup --dsn $kept of-psql.db
-  surva: "of-psql.db" stands already; give another name
-  [2]
-  $ surva backup --dsn $kept none/b.db
-  surva: there is no folder "none"; make it
-  [2]
   $ echo half >b.db.part
-  $ surva backup --dsn sqlite:a.db b.db
+  $ refused 'backup --dsn $kept of-psql.db' 'backup --dsn $kept none/b.db' 'backup --dsn sqlite:a.db b.db'
+  backup --dsn $kept of-psql.db:
+  surva: "of-psql.db" stands already; give another name
+  backup --dsn $kept none/b.db:
+  surva: there is no folder "none"; make it
+  backup --dsn sqlite:a.db b.db:
   surva: "b.db.part" stands already: another backup is being made, or was cut off; then remove it
-  [2]
 
 What is restored is what was backed up; what stood there is kept beside it, and the owner stays who he was.
 
   $ echo 'Dear all, this is a letter and no backup, and long enough to be taken for one.' >letter
-  $ surva restore --dsn sqlite:new.db letter
+  $ refused 'restore --dsn sqlite:new.db '{letter,.,none.db} 'restore --dsn $kept of-psql.db'
+  restore --dsn sqlite:new.db letter:
   surva: "letter" cannot be copied: file is not a database
-  [2]
-  $ surva restore --dsn sqlite:new.db .
+  restore --dsn sqlite:new.db .:
   surva: "." is no file that could be restored
-  [2]
-  $ surva restore --dsn sqlite:new.db none.db
+  restore --dsn sqlite:new.db none.db:
   surva: "none.db" is no file that could be restored
-  [2]
+  restore --dsn $kept of-psql.db:
+  surva: the database to copy to holds data already (table Company); give an empty one
   $ ls new.db*
   ls: cannot access 'new.db*': No such file or directory
   [2]
-  $ surva restore --dsn $kept of-psql.db
-  surva: the database to copy to holds data already (table Company); give an empty one
-  [2]
   $ surva restore --dsn sqlite:new.db of-psql.db
   of-psql.db is restored.
-  $ surva restore --dsn sqlite:new.db new.db
+  $ refused 'restore --dsn sqlite:new.db new.db'
+  restore --dsn sqlite:new.db new.db:
   surva: "new.db" is the database itself
-  [2]
   $ make surva_restored
   $ surva restore --dsn postgresql:///surva_restored new.db
   new.db is restored.

@@ -4,83 +4,92 @@ The server as its administrator meets it: accounts, signals, certificates, logs.
 
 Until there is an account, surva serves this machine alone, unless something in front of it guards the staff pages.
 
-  $ for open in 0.0.0.0:80 192.0.2.1:80 '[::]:80' example.org:80 127.0.0.1.example.org:80; do surva serve --listen $open; done
+  $ refused 'serve --listen '{0.0.0.0:80,192.0.2.1:80,[::]:80,example.org:80,127.0.0.1.example.org:80}
+  serve --listen 0.0.0.0:80:
   surva: listening on 0.0.0.0:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  serve --listen 192.0.2.1:80:
   surva: listening on 192.0.2.1:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  serve --listen [::]:80:
   surva: listening on [::]:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  serve --listen example.org:80:
   surva: listening on example.org:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
+  serve --listen 127.0.0.1.example.org:80:
   surva: listening on 127.0.0.1.example.org:80 would open /admin/ to the network; make an account first (surva staff add NAME --role owner), listen on 127.0.0.1, or say with --no-staff-guard that something in front guards /admin/
-  [2]
-  $ surva serve --listen 192.0.2.1:80 --no-staff-guard
+  $ refused 'serve --listen 192.0.2.1:80 --no-staff-guard'
+  serve --listen 192.0.2.1:80 --no-staff-guard:
   surva: cannot listen on 192.0.2.1:80: Cannot assign requested address; name an address of this machine with --listen
-  [2]
-  $ for own in 127.0.0.1:80 127.1.2.3:0 localhost:80 '[::1]:80'; do surva serve --listen $own --tls-certificate none --tls-key none; done
+  $ refused 'serve --tls-certificate none --tls-key none --listen '{127.0.0.1:80,127.1.2.3:0,localhost:80,[::1]:80}
+  serve --tls-certificate none --tls-key none --listen 127.0.0.1:80:
   surva: cannot read the TLS certificate none: No such file or directory
+  serve --tls-certificate none --tls-key none --listen 127.1.2.3:0:
   surva: cannot read the TLS certificate none: No such file or directory
+  serve --tls-certificate none --tls-key none --listen localhost:80:
   surva: cannot read the TLS certificate none: No such file or directory
+  serve --tls-certificate none --tls-key none --listen [::1]:80:
   surva: cannot read the TLS certificate none: No such file or directory
-  [2]
   $ surva staff add paul --role planner <<<'four white storks'
   surva: The first account must be an owner's.
   [2]
   $ surva staff add anna --role owner <<<'three blue cranes'
   $ surva staff add paul --role planner <<<'four white storks'
-  $ surva serve --listen 192.0.2.1:80
+  $ refused 'serve --listen 192.0.2.1:80' 'serve --access-log /nonexistent/log' 'history --table Nope'
+  serve --listen 192.0.2.1:80:
   surva: cannot listen on 192.0.2.1:80: Cannot assign requested address; name an address of this machine with --listen
-  [2]
-  $ surva serve --access-log /nonexistent/log
+  serve --access-log /nonexistent/log:
   surva: a log cannot be written: /nonexistent/log: No such file or directory
-  [2]
-  $ surva staff
+  history --table Nope:
+  surva: --table must be one of Company, Student, Trainer, Training, Schedule, Participant, SurvaVersion, Question, FieldValue, SurvaLayout, Mark, AnonymousStudent, AnonymousMark, Message
+  $ refused staff 'staff add --role owner' 'staff add x --role king' 'staff fly x' 'staff remove nobody'
+  staff:
   surva: say surva staff add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, or list
-  [2]
-  $ surva staff add --role owner
+  staff add --role owner:
   surva: say surva staff add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, or list
-  [2]
-  $ surva staff add x --role king
+  staff add x --role king:
   surva: --role must be one of owner, planner, designer, analyst
-  [2]
-  $ surva staff fly x
+  staff fly x:
   surva: surva staff does not know "fly"; it knows add, remove, password, role and list
-  [2]
-  $ surva staff remove anna
-  surva: One owner must remain.
-  [2]
-  $ surva staff role anna --role analyst
-  surva: One owner must remain.
-  [2]
-  $ surva staff remove nobody
+  staff remove nobody:
   surva: There is no account of that name.
-  [2]
-  $ for name in ANNA '' 'a b' '<b>' annä; do surva staff add "$name" --role owner <<<'three blue cranes'; done
+  $ refused 'staff remove anna' 'staff role anna --role analyst' 'staff password nobody' <<<'three blue cranes'
+  staff remove anna:
+  surva: One owner must remain.
+  staff role anna --role analyst:
+  surva: One owner must remain.
+  staff password nobody:
+  surva: There is no account of that name.
+  $ for name in ANNA '' 'a b' '<b>' annä; do refused "staff add '$name' --role owner" <<<'three blue cranes'; done
+  staff add 'ANNA' --role owner:
   surva: There is an account of that name already.
+  staff add '' --role owner:
   surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  staff add 'a b' --role owner:
   surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  staff add '<b>' --role owner:
   surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
+  staff add 'ann\xc3\xa4' --role owner: (esc)
   surva: A name is made of letters without accents, digits, ".", "-", "_" and "@", 60 at most.
-  [2]
   $ for easy in short aaaaaaaaaaaa Password123! 1234567890 Bert1234567890 ab12345678 ęęęęęABCD; do
-  >   surva staff add bert --role owner <<<$easy
+  >   refused 'staff add bert --role owner' <<<$easy
   > done
+  staff add bert --role owner:
   surva: A password has at least 10 characters.
+  staff add bert --role owner:
   surva: That password is one of the first that others would try.
+  staff add bert --role owner:
   surva: That password is one of the first that others would try.
+  staff add bert --role owner:
   surva: That password is one of the first that others would try.
+  staff add bert --role owner:
   surva: That password is one of the first that others would try.
+  staff add bert --role owner:
   surva: That password is one of the first that others would try.
+  staff add bert --role owner:
   surva: A password has at least 10 characters.
-  [2]
-  $ surva staff password nobody <<<'three blue cranes'
-  surva: There is no account of that name.
-  [2]
   $ surva staff role paul --role analyst
   $ surva staff password paul <<<$'five grey herons\r'
   $ surva staff list
   anna\towner (esc)
   paul\tanalyst (esc)
-  $ surva history --table Nope
-  surva: --table must be one of Company, Student, Trainer, Training, Schedule, Participant, SurvaVersion, Question, FieldValue, SurvaLayout, Mark, AnonymousStudent, AnonymousMark, Message
-  [2]
 
 Signals
 
