@@ -274,7 +274,8 @@ int Serve(const Configuration& configuration) {
   const std::unique_ptr<Metrics, void (*)(Metrics*)> scraped(&metrics, [](Metrics* open) { open->Close(); });
 
   if (!configuration.metrics_listen.empty()) {
-    metrics.Serve(configuration.metrics_listen, database, workers, service.guard_figures());
+    const int port = metrics.Serve(configuration.metrics_listen, database, workers, service.guard_figures());
+    log->Info("Prometheus finds its figures on port " + std::to_string(port));
   }
   log->Info(StartLine(database));
   if (!guarded) {

@@ -192,9 +192,24 @@ The passwords are those that were set last. What is slow is told; the journal le
   $ sign_in paul 'four white storks'
   403
   $ end TERM
-  $ sed -E 's/>.* warning [0-9a-f]*/> warning ID/; s/[0-9]+ ms/N ms/g; s/[0-9]+ statements.*/N statements.../' error.log
+  $ sed -E 's/>.* warning [0-9a-f]*/> warning ID/; s/[0-9]+ ms/N ms/g; s/[1-9][0-9]* statements in.*/N statements.../' error.log
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
+
+A log whose reader is slow holds nobody up, nor the end. What finds no room is dropped, and its number told.
+
+  $ mkfifo slow; exec 9<>slow
+  $ serve --access-log slow
+  $ ask_much() { curl -s "$address/[1-$1]?$(printf '%0300d' 0)" >/dev/null; }
+  $ ask_much 9000
+  $ cat slow 9>&- >lines & reader=$!
+  $ comes 'grep -q dropped error.log'
+  $ end TERM
+  $ exec 9>&-; wait $reader
+  $ expr $(wc -l <lines) + $(sed -n 's/.* \([0-9]*\) lines of the access log were dropped.*/\1/p' error.log)
+  9000
+  $ exec 9<>slow; serve --access-log slow; ask_much 500
+  $ end TERM
 
 Its health is asked for; two cannot have one port.
 
