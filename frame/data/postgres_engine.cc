@@ -19,6 +19,9 @@ namespace {
 // How many savepoints may stand one within the other before they are folded into one: each costs the server memory.
 constexpr std::size_t kMostMarks = 16;
 
+// How long the server goes by the patience that it was told.
+constexpr std::chrono::seconds kToldFor{1};
+
 std::string MarkName(std::size_t depth) {
   return "s" + std::to_string(depth);
 }
@@ -86,6 +89,7 @@ class PostgresEngine final : public Engine {
   std::int64_t names_given_ = 0;
   std::chrono::milliseconds longest_patience_{0};  // that a lock is waited for, whatever the deadline says; 0: none
   Time deadline_ = Time::max();
+  Time told_at_;  // how long a lock is to be waited for
   std::int64_t rows_touched_ = 0;
 
   // The statement under way.
@@ -182,7 +186,9 @@ void PostgresEngine::AddAhead(Keeps keeps) {
   }
   if (opened_) dirty_ = false;
   std::string asked;
-  if (deadline_ != Time::max() && (opens || !wanted_.empty())) {
+  const Time now = std::chrono::steady_clock::now();
+  if (deadline_ != Time::max() && (opens || !wanted_.empty() || now - told_at_ > kToldFor)) {
+    told_at_ = now;
     if (wanted_.empty()) {
       link_.Add("SET LOCAL lock_timeout TO " + LockPatience());
     } else {
@@ -221,6 +227,7 @@ void PostgresEngine::StepBack() {
   link_.TryRun(has_mark ? "ROLLBACK TO SAVEPOINT " + MarkName(marks_.size()) : "ROLLBACK");
   if (!has_mark) opened_ = false;
   LoseLocks(has_mark ? marks_.back() : 0);
+  told_at_ = {};
   dirty_ = author_told_ = false;
 }
 
@@ -331,6 +338,7 @@ void PostgresEngine::Rollback() noexcept {
 
 void PostgresEngine::BeginInner() {
   link_.Run(begun_ && !opened_ ? "BEGIN; SAVEPOINT inner_transaction" : "SAVEPOINT inner_transaction");
+  if (!opened_) told_at_ = {};
   opened_ = dirty_ = true;
   marks_outside_ = marks_.size();
   locks_outside_ = held_.size();
@@ -347,6 +355,7 @@ void PostgresEngine::RollbackInner() noexcept {
   link_.TryRun("ROLLBACK TO SAVEPOINT inner_transaction; RELEASE SAVEPOINT inner_transaction");
   marks_.resize(marks_outside_);
   LoseLocks(locks_outside_);
+  told_at_ = {};
   marks_outside_ = 0;
   dirty_ = true;
   author_told_ = false;

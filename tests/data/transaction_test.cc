@@ -214,6 +214,20 @@ TEST_P(Transactions, WhatOthersHoldIsWaitedForUntilTheDeadline) {
   EXPECT_EQ(Messages(), "still held kept");
 }
 
+// A statement that has waited in vain has used the time up for those behind it.
+TEST(PostgresTransactions, WaitNoLongerForHavingWaitedBefore) {
+  TestDatabase database(Dialect::kPostgres);
+  Write(*database, {"insert into Message (Message) values ('held')"});
+  Connection holder(*database);
+  holder.Execute({"update Message set Message='still held'"});
+  const auto begin = std::chrono::steady_clock::now();
+  Connection db(*database);
+  db.SetDeadline(begin + std::chrono::milliseconds(500));
+  db.Execute({"insert into Company (CompanyName) values ('free')"});
+  for (int i = 0; i < 20; ++i) EXPECT_THROW(db.Execute({"delete from Message"}), Fault);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
 // In the middle of a request a lost connection is a failure: what was written before is gone with it.
 TEST(LostConnection, IsOpenedAgainForTheNextRequest) {
   TestDatabase database(Dialect::kPostgres);
