@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "frame/data/connection.h"
+#include "frame/data/postgres_engine.h"
 #include "frame/values/fault.h"
 #include "guard/gate.h"
 #include "version/version.h"
@@ -147,14 +148,19 @@ std::string Health::Trouble() try {
   return failure.what();
 }
 
+// Where the server has no connection to spare, pages share those they have, and so does this.
+void Health::OpenOwn() try {
+  own_.emplace(database_.dsn());
+  data::Connection(*own_).Query({"select set_config('lock_timeout', '1s', false) as Done"});
+} catch (const Fault& fault) {
+  own_.reset();
+  if (!data::IsFull(fault)) throw;
+}
+
 void Health::TryDatabase() {
-  const bool server = database_.dialect() == data::Dialect::kPostgres;
   // SQLite's writers pass one gate, which stands in the pages' own database; its readers wait for nobody.
-  if (server && !own_) {
-    own_.emplace(database_.dsn());
-    data::Connection(*own_).Query({"select set_config('lock_timeout', '1s', false) as Done"});
-  }
-  data::Database& database = server ? *own_ : database_;
+  if (database_.dialect() == data::Dialect::kPostgres && !own_) OpenOwn();
+  data::Database& database = own_ ? *own_ : database_;
   database.CheckIdentity();
   data::Connection(database).Query({"select 1 as Alive"});
 

@@ -42,6 +42,7 @@ class Health {
   void Check();
   void Watch();
   std::string Trouble();
+  void OpenOwn();
   void TryDatabase();
   void Settle(std::string trouble);
   wire::HttpResponse Told(bool verbose);

@@ -26,14 +26,6 @@ Dialect DialectOf(std::string_view dsn) {
   throw SchemaError("the database is named sqlite:PATH or by a postgresql:// address");
 }
 
-// The protocol's number of it (53300) does not reach a client whose connection is refused; the server's words do.
-bool IsFull(const Fault& fault) {
-  for (const std::string_view words : {"too many clients", "too many connections", "connection slots"}) {
-    if (fault.detail().find(words) != std::string::npos) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 struct WriteWaiter {

@@ -363,6 +363,14 @@ void PostgresEngine::RollbackInner() noexcept {
 
 }  // namespace
 
+// The protocol's number of it (53300) does not reach a client whose connection is refused; the server's words do.
+bool IsFull(const Fault& fault) {
+  for (const std::string_view words : {"too many clients", "too many connections", "connection slots"}) {
+    if (fault.detail().find(words) != std::string::npos) return true;
+  }
+  return false;
+}
+
 std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic) {
   return std::make_unique<PostgresEngine>(address, traffic);
 }

@@ -5,10 +5,14 @@
 #include <string>
 
 #include "frame/data/engine.h"
+#include "frame/values/fault.h"
 
 namespace surva::data {
 
 // Connects to a postgresql:// address; `traffic` counts. Throws Fault.
+// Whether the server has refused a connection because it has none to spare.
+bool IsFull(const Fault& fault);
+
 std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic);
 
 }  // namespace surva::data

@@ -215,6 +215,21 @@ TEST_P(Visits, StandInTheLanesOfTheirKind) {
   }
 }
 
+// Pages wait for each other's connections there, and all goes well.
+TEST(FullServer, IsNotIll) {
+  TestDatabase database(data::Dialect::kPostgres);
+  const std::string user = database.postgres_name() + "_few";
+  RunOnServer("create role " + user + " superuser login");
+  {
+    Node node(PostgresAddress(database.postgres_name(), user));
+    RunOnServer("alter role " + user + " nosuperuser connection limit 1");
+    database->Take()->RunScript("grant all on all tables in schema public to " + user);
+    EXPECT_EQ(Browser().Get(node, "/healthz").status, 200U) << node.log.errors();
+  }
+  database->Take()->RunScript("drop owned by " + user);
+  RunOnServer("drop role " + user);
+}
+
 TEST(HangingDatabase, IsToldAllTheSame) {
   std::latch release(1);
   TestDatabase database(data::Dialect::kSqlite);
