@@ -65,7 +65,7 @@ class Mails : public test::OnSite {
   // Waits for as many rows, as long as a slow disk may need: each mail is flushed to it three times.
   void Await(data::Piece condition, const char* count) {
     for (int i = 0; Read({"select count(*) from Outbox where ", condition}) != count; ++i) {
-      ASSERT_LT(i, 2000) << States() << log.warnings();
+      ASSERT_LT(i, 2000) << States() << log.text();
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }

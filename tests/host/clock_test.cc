@@ -40,27 +40,27 @@ class OneClock : public TwoNodes {
 SURVA_ON_BOTH_ENGINES(OneClock);
 
 TEST_P(OneClock, MayBeSetBackAndForthAndEndsNoVisit) {
-  data::Connection db(*database_);
+  data::Connection db(*database);
   guard::Accounts(db).Add("anna", guard::Role::kOwner, "a long password");
   Browser staff;
   staff.cookies.values["surva_staff"] = guard::StaffSessions(db, {}).Begin("anna", guard::SecondsNow());
   db.Commit();
   Browser before;
-  before.Post(node_, "/surva.asp", "PIN=2221");
+  before.Post(node, "/surva.asp", "PIN=2221");
   const std::int64_t begin = guard::SecondsNow();
   for (const std::time_t days : {-3, 3}) {
     set_by = days * 24 * 60 * 60;
     ASSERT_GT(std::abs(std::time(nullptr) - begin), 2 * 24 * 60 * 60);
     Browser meanwhile;
-    meanwhile.Post(node_, "/surva.asp", days < 0 ? "PIN=2222" : "PIN=0001");
+    meanwhile.Post(node, "/surva.asp", days < 0 ? "PIN=2222" : "PIN=0001");
     for (const std::time_t now : {set_by.load(), std::time_t{0}}) {
       set_by = now;
       host::PurgeSessions(db);
       guard::Gate().Purge(db, guard::SecondsNow());
       db.Commit();
-      EXPECT_EQ(before.Post(node_, "/surva.asp", "FormAccepted=45&324=before").status, 302U);
-      EXPECT_EQ(meanwhile.Post(node_, "/surva.asp", "FormAccepted=45&324=meanwhile").status, 302U);
-      EXPECT_EQ(staff.Get(node_, "/admin/company.asp").status, 200U);
+      EXPECT_EQ(before.Post(node, "/surva.asp", "FormAccepted=45&324=before").status, 302U);
+      EXPECT_EQ(meanwhile.Post(node, "/surva.asp", "FormAccepted=45&324=meanwhile").status, 302U);
+      EXPECT_EQ(staff.Get(node, "/admin/company.asp").status, 200U);
     }
   }
   EXPECT_EQ(Read({"select count(*) from Mark where MarkID>531 and QuestionID=81"}), "3");
@@ -70,11 +70,11 @@ TEST_P(OneClock, MayBeSetBackAndForthAndEndsNoVisit) {
 // What the pages stamp is seen by the roads; the history's moment is the database's own to write.
 TEST_P(OneClock, StampsWhateverTheServersShows) {
   if (GetParam() == data::Dialect::kPostgres) {
-    RunOnServer("alter database " + database_.postgres_name() + " set timezone = 'Pacific/Kiritimati'");
-    database_->Take()->RunScript("create or replace function now() returns timestamp language sql as "
-                                 "$$ select timestamp '1999-01-01' $$");
+    RunOnServer("alter database " + database.postgres_name() + " set timezone = 'Pacific/Kiritimati'");
+    database->Take()->RunScript("create or replace function now() returns timestamp language sql as "
+                                "$$ select timestamp '1999-01-01' $$");
   }
-  Node node(database_.dsn(), {.patience = std::chrono::minutes(1)});
+  Node node(database.dsn(), {.patience = std::chrono::minutes(1)});
   const DateTime begin = Clock::System().Now();
   Browser().Get(node, "/admin/CreateForm.asp", "DeleteSurva=49");
   data::Connection db(node.database);

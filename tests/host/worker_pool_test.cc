@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <latch>
-#include <string>
+
+#include "tests/support/test_database.h"
+#include "tests/support/watching.h"
 
 namespace surva::host {
 namespace {
@@ -54,7 +55,7 @@ class Served {
   }
   // What has been noted as soon as it is so long.
   std::string Await(std::size_t length) const {
-    for (int i = 0; i < 20'000 && text().size() < length; ++i) std::this_thread::sleep_for(milliseconds(1));
+    test::Becomes([&] { return text().size() >= length; });
     return text();
   }
 
@@ -102,11 +103,7 @@ TEST(WorkerPool, WritersWhoShareAreSettledSoon) {
   EXPECT_EQ(served.Await(2), "w|");
   served.Brake(Lane::kWriting);
   for (int i = 0; i < 100; ++i) served.Post('w', {.lane = Lane::kWriting});
-  for (int i = 0; i < 20'000 && (served.Count('w') < 101 || served.Count('|') < 5); ++i) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  EXPECT_EQ(served.Count('w'), 101U);
-  EXPECT_GE(served.Count('|'), 5U);
+  EXPECT_TRUE(test::Becomes([&] { return served.Count('w') == 101 && served.Count('|') >= 5; }));
   EXPECT_EQ(served.text().back(), '|');
 }
 
@@ -152,32 +149,23 @@ TEST(WorkerPool, AnAddressFillsNoMoreRoomThanItLeaves) {
 }
 
 TEST(WorkerPool, LosesNoJobInARush) {
-  std::atomic<int> done = 0;
-  std::atomic<int> refused = 0;
   constexpr int kJobs = 20'000;
-  {
-    WorkerPool pool({.threads = 4, .most_bytes = 64 * 1024});
-    const auto rush = [&](const std::string& address) {
-      for (int i = 0; i < kJobs; ++i) {
-        pool.Post({.lane = static_cast<Lane>(i % 3),
-                   .address = address,
-                   .visitor = i % 2 == 0 ? address + std::to_string(i % 7) : "",
-                   .run =
-                       [&](Turn turn) {
-                         if (turn->lane() == Lane::kReading) return pool.Pass(std::move(turn), Lane::kWriting);
-                         ++done;
-                       },
-                   .refuse = [&] { ++refused; }});
-      }
-    };
-    std::thread other([&] { rush("b"); });
-    rush("a");
-    other.join();
-    // Without Stop's wake: whoever is left asleep would leave jobs behind.
-    for (int i = 0; i < 2000 && done + refused < 2 * kJobs; ++i) std::this_thread::sleep_for(milliseconds(1));
-  }
-  EXPECT_EQ(done + refused, 2 * kJobs);
-  EXPECT_GT(done, 0);
+  Served served({.threads = 4, .most_bytes = 64 * 1024});
+  test::AtOnce(2, [&](int number) {
+    const std::string address = std::to_string(number);
+    for (int i = 0; i < kJobs; ++i) {
+      served.Post('.', {.lane = static_cast<Lane>(i % 3),
+                        .address = address,
+                        .visitor = i % 2 == 0 ? address + std::to_string(i % 7) : "",
+                        .run = [&](Turn turn) {
+                          if (turn->lane() == Lane::kReading) return served.pool.Pass(std::move(turn), Lane::kWriting);
+                          served.Note('.');
+                        }});
+    }
+  });
+  // Without Stop's wake: whoever is left asleep would leave jobs behind.
+  EXPECT_EQ(served.Await(2 * kJobs).size(), 2U * kJobs);
+  EXPECT_GT(served.Count('.'), 0U);
 }
 
 }  // namespace

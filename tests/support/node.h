@@ -4,38 +4,15 @@
 #include <chrono>
 #include <future>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "host/page_service.h"
 #include "tests/support/fixture.h"
 #include "tests/support/watched_engine.h"
+#include "tests/support/watching.h"
 #include "wire/body_stream.h"
 
 namespace surva::test {
-
-class KeptLog final : public wire::Log {
- public:
-  void Access(const wire::AccessEntry&) override {}
-  void Info(std::string_view) override {}
-  void Warning(std::string_view text) override { Keep(warnings_, text); }
-  void Error(std::string_view text) override { Keep(errors_, text); }
-  std::string warnings() const { return Kept(warnings_); }
-  std::string errors() const { return Kept(errors_); }
-
- private:
-  void Keep(std::string& lines, std::string_view text) {
-    const std::lock_guard lock(mutex_);
-    lines.append(text).append("\n");
-  }
-  std::string Kept(const std::string& lines) const {
-    const std::lock_guard lock(mutex_);
-    return lines;
-  }
-
-  mutable std::mutex mutex_;
-  std::string warnings_, errors_;
-};
 
 inline std::string HeaderOf(const wire::HttpResponse& response, std::string_view name) {
   for (const auto& [known, value] : response.headers) {

@@ -55,8 +55,7 @@ TEST(Connection, SurvivesAPeerThatDisappears) {
     client.Begin("/worker");
     loopback.AwaitAsked(1);
     // Reset rather than closed in peace.
-    const linger reset{1, 0};
-    ::setsockopt(client.socket(), SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
+    client.stream().socket().set_option(boost::asio::socket_base::linger(true, 0));
   }
   gone.count_down();
   answered.wait();
@@ -131,12 +130,12 @@ TEST(Stream, BrokenOffIsNoWholeAnswer) {
   loopback.site.finishes = false;
   Client client(loopback.port());
   EXPECT_FALSE(client.Get("/stream").whole);
-  EXPECT_NE(client.last_error(), 0);
+  EXPECT_NE(client.error(), boost::asio::error::eof);
   // The end of the connection is the end of an HTTP/1.0 answer, so it must be no orderly one.
   Client old(loopback.port());
   old.Send("GET /stream HTTP/1.0\r\n\r\n");
   old.ReadToEnd();
-  EXPECT_EQ(old.last_error(), ECONNRESET);
+  EXPECT_EQ(old.error(), boost::asio::error::connection_reset);
 }
 
 TEST(Stream, LetsGoOfAWriterWithNothingToSay) {
@@ -144,7 +143,7 @@ TEST(Stream, LetsGoOfAWriterWithNothingToSay) {
   loopback.site.pieces = {"a"};
   loopback.site.dawdles = true;
   Client(loopback.port()).Begin("/stream");
-  EXPECT_TRUE(Becomes([&] { return !loopback.site.dawdles; }));
+  EXPECT_TRUE(test::Becomes([&] { return !loopback.site.dawdles; }));
 }
 
 }  // namespace

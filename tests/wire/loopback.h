@@ -1,25 +1,18 @@
 // A server on the loopback interface with a small site behind it, and a client that speaks bytes.
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
+#include <boost/asio/ip/tcp.hpp>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
-#include <memory>
+#include <iterator>
 #include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
+#include "tests/support/watching.h"
 #include "wire/body_stream.h"
 #include "wire/server.h"
 
@@ -38,55 +31,52 @@ struct Answer {
   bool Says(std::string_view line) const { return head.find("\r\n" + std::string(line) + "\r\n") != std::string::npos; }
 };
 
-// One connection. Reads wait for ten seconds at most.
+// One connection. What it sends and reads may take ten seconds at most.
 class Client {
- public:
-  explicit Client(unsigned short port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    connected_ = ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-  }
-  ~Client() { ::close(socket_); }
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
+  using Tcp = boost::asio::ip::tcp;
 
-  bool connected() const { return connected_; }
-  int socket() const { return socket_; }
-  bool ended() const { return ended_; }
-  int last_error() const { return last_error_; }  // of the last read
+ public:
+  explicit Client(unsigned short port) {
+    stream_.connect(Tcp::endpoint(boost::asio::ip::address_v4::loopback(), port));
+  }
+
+  Tcp::iostream& stream() { return stream_; }
+  // Why there was no more to read.
+  const boost::system::error_code& error() const { return stream_.error(); }
 
   void Send(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-      if (sent <= 0) return;
-      bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
+    Begin();
+    stream_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush();
   }
-  void EndSending() { ::shutdown(socket_, SHUT_WR); }
+  void EndSending() { stream_.socket().shutdown(boost::asio::socket_base::shutdown_send); }
 
   // The next answer; `bodiless` for one to HEAD.
   Answer Read(bool bodiless = false) {
+    Begin();
     Answer answer;
-    if (!ReceiveUpTo("\r\n\r\n", answer.head)) return answer;
-    answer.head.erase(answer.head.size() - 2);
-    answer.status = static_cast<unsigned>(std::atoi(answer.head.substr(9, 3).c_str()));
+    std::string line;
+    while (std::getline(stream_, line) && line != "\r") answer.head += line + "\n";
+    if (!stream_) return {};
+    answer.status = static_cast<unsigned>(std::stoul(answer.head.substr(9, 3)));
     if (!bodiless && answer.Says("Transfer-Encoding: chunked")) {
-      answer.whole = ReadChunks(answer.body);
+      std::string chunk = "more";
+      while (!chunk.empty() && std::getline(stream_, line)) {
+        chunk = Take(std::stoul(line, nullptr, 16));
+        answer.body += chunk;
+        answer.whole = Take(2) == "\r\n" && chunk.empty();
+      }
       return answer;
     }
     const std::size_t field = answer.head.find("\r\nContent-Length: ");
-    const std::size_t length =
-        bodiless || field == std::string::npos ? 0 : std::strtoul(answer.head.c_str() + field + 18, nullptr, 10);
-    answer.whole = Take(length, answer.body);
+    const bool has_body = !bodiless && field != std::string::npos;
+    answer.body = Take(has_body ? std::stoul(answer.head.substr(field + 18)) : 0);
+    answer.whole = stream_.good();
     return answer;
   }
   // All that comes until the server closes the connection.
   std::string ReadToEnd() {
-    while (Receive()) {
-    }
-    return std::exchange(received_, {});
+    Begin();
+    return {std::istreambuf_iterator<char>(stream_), {}};
   }
   Answer Ask(std::string_view bytes) {
     Send(bytes);
@@ -97,53 +87,24 @@ class Client {
     Begin(target);
     return Read();
   }
-
   // Whether the server closes the connection without another byte.
-  bool IsClosed() { return !Receive() && received_.empty() && ended_; }
+  bool IsClosed() { return ReadToEnd().empty() && error() != boost::asio::error::timed_out; }
 
  private:
-  bool ReceiveUpTo(std::string_view mark, std::string& text) {
-    std::size_t at = 0;
-    while ((at = received_.find(mark)) == std::string::npos) {
-      if (!Receive()) return false;
-    }
-    return Take(at + mark.size(), text);
+  void Begin() {
+    stream_.clear();
+    stream_.expires_after(10s);
   }
-  bool Take(std::size_t length, std::string& text) {
-    while (received_.size() < length && Receive()) {
-    }
-    text = received_.substr(0, length);
-    received_.erase(0, length);
-    return text.size() == length;
-  }
-  bool ReadChunks(std::string& body) {
-    std::string line;
-    std::string chunk;
-    while (ReceiveUpTo("\r\n", line)) {
-      const std::size_t length = std::strtoul(line.c_str(), nullptr, 16);
-      if (!Take(length, chunk)) return false;
-      body += chunk;
-      if (!Take(2, line) || line != "\r\n") return false;
-      if (length == 0) return true;
-    }
-    return false;
-  }
-  bool Receive() {
-    pollfd ready{socket_, POLLIN, 0};
-    if (::poll(&ready, 1, 10'000) <= 0) return false;
-    char bytes[65536];
-    const ssize_t count = ::recv(socket_, bytes, sizeof(bytes), 0);
-    ended_ = count <= 0;
-    last_error_ = count < 0 ? errno : 0;
-    if (count > 0) received_.append(bytes, static_cast<std::size_t>(count));
-    return count > 0;
+  std::string Take(std::size_t length) {
+    std::string text(length, '\0');
+    stream_.read(text.data(), static_cast<std::streamsize>(length));
+    text.resize(static_cast<std::size_t>(stream_.gcount()));
+    return text;
   }
 
-  int socket_;
-  bool connected_ = false;
-  bool ended_ = false;
-  int last_error_ = 0;
-  std::string received_;
+  // One for all: each takes descriptors of its own.
+  inline static boost::asio::io_context io_;
+  Tcp::iostream stream_{Tcp::socket(io_)};
 };
 
 // Answers with what it was told of the request; /worker and /stream from another thread, /throw and /drop not at all.
@@ -180,11 +141,13 @@ class EchoSite : public Site {
       ++begun;
     } else {
       respond(std::move(response));
+      if (behind) behind(request);
     }
   }
 
-  std::function<void()> wait;  // what /worker does before it answers
-  std::atomic<int> begun = 0;  // how many times these two have been asked
+  std::function<void()> wait;                      // what /worker does before it answers
+  std::function<void(const HttpRequest&)> behind;  // what is done behind an answer given at once
+  std::atomic<int> begun = 0;                      // how many times these two have been asked
   // What /stream sends, and how much of it the writer could write.
   std::vector<std::string> pieces;
   bool finishes = true;
@@ -209,28 +172,12 @@ class EchoSite : public Site {
   std::vector<std::jthread> workers_;
 };
 
-class SilentLog final : public Log {
+class Loopback {
  public:
-  void Access(const AccessEntry&) override {}
-  void Info(std::string_view) override {}
-  void Warning(std::string_view) override {}
-  void Error(std::string_view) override {}
-};
-
-// Whether something comes true before half a minute is over.
-template <class Condition>
-bool Becomes(const Condition& condition) {
-  for (int i = 0; i < 3000 && !condition(); ++i) std::this_thread::sleep_for(10ms);
-  return condition();
-}
-
-template <class Kind = EchoSite>
-class LoopbackOf {
- public:
-  explicit LoopbackOf(ServerOptions options = {}) : server(io_, std::move(options), site, log_) {
+  explicit Loopback(ServerOptions options = {}) : server(io_, std::move(options), site, log_) {
     thread_ = std::thread([this] { server.Run(); });
   }
-  ~LoopbackOf() { Stop(); }
+  ~Loopback() { Stop(); }
 
   unsigned short port() const { return server.port(); }
   // Stops the server and gives the time that it took.
@@ -241,17 +188,17 @@ class LoopbackOf {
     return std::chrono::steady_clock::now() - begin;
   }
   bool HoldsNothing() const {
-    return Becomes([this] { return server.bytes_in_flight() == 0; });
+    return test::Becomes([this] { return server.bytes_in_flight() == 0; });
   }
   // Waits until /worker and /stream have been asked so many times.
   void AwaitAsked(int times) {
-    EXPECT_TRUE(Becomes([&] { return site.begun >= times; }));
+    EXPECT_TRUE(test::Becomes([&] { return site.begun >= times; }));
   }
 
-  Kind site;
+  EchoSite site;
 
  private:
-  SilentLog log_;
+  test::KeptLog log_;
   boost::asio::io_context io_{1};
 
  public:
@@ -260,6 +207,5 @@ class LoopbackOf {
  private:
   std::thread thread_;
 };
-using Loopback = LoopbackOf<>;
 
 }  // namespace surva::wire
