@@ -1,6 +1,5 @@
 #include "tests/support/fixture.h"
 
-#include <algorithm>
 #include <fstream>
 #include <stdexcept>
 
@@ -9,47 +8,53 @@
 namespace surva::test {
 namespace {
 
-std::string SqlValue(const data::Column& column, Word word) {
-  if (!word.quoted &&
-      (word.text == "null" || column.type == data::ColumnType::kKey || column.type == data::ColumnType::kLong)) {
-    return word.text;
+// As the column keeps it.
+Value ValueOf(const data::Column& column, const Word& word) {
+  if (!word.quoted && word.text == "null") return {};
+  switch (column.type) {
+    case data::ColumnType::kKey:
+    case data::ColumnType::kLong:
+    case data::ColumnType::kBig:
+      return std::int64_t{std::stoll(word.text)};
+    case data::ColumnType::kDate:
+      return ReadIso(word.text).value();
+    default:
+      return word.text;
   }
-  if (column.type == data::ColumnType::kDate) {
-    std::replace(word.text.begin(), word.text.end(), 'T', ' ');
-    if (word.text.size() == 10) word.text += " 00:00:00";
-  }
-  std::string text = "'";
-  for (const char c : word.text) text += c == '\'' ? "''" : std::string(1, c);
-  return text + "'";
 }
 
-const data::Table& TableOf(std::string_view name) {
+data::RowSet NoRowsOf(const std::string& table) {
+  const data::Table* const found = data::FindTable(table);
+  if (found == nullptr) throw std::runtime_error("the fixture names a table that is none: " + table);
+  return {found, {}, {}};
+}
+
+// Puts rows into their tables, which may be emptied first, all of them. The keys made afterwards follow the greatest
+// one of each table; on SQLite they do by themselves.
+void Put(data::Database& database, const std::vector<data::RowSet>& all, bool empties) {
+  const bool sqlite = database.dialect() == data::Dialect::kSqlite;
+  std::string empty = sqlite ? "DELETE FROM sqlite_sequence;" : "";
+  std::string keys;
   for (const auto tables : {data::AllTables(), data::HostTables()}) {
     for (const data::Table* table : tables) {
-      if (table->name == name) return *table;
+      const std::string name(table->name);
+      const std::string key(table->key().name);
+      empty += "DELETE FROM " + name + ";";
+      if (sqlite || table->key().type != data::ColumnType::kKey) continue;
+      keys += "SELECT setval(pg_get_serial_sequence('" + name + "', lower('" + key + "')), coalesce(max(" + key +
+              "), 0) + 1, false) FROM " + name + ";";
     }
   }
-  throw std::runtime_error("the fixture names a table that is none: " + std::string(name));
-}
-
-std::string Insert(const data::Table& table, const std::vector<const data::Column*>& columns,
-                   const std::vector<Word>& words) {
-  std::string names;
-  std::string values;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    names += (i > 0 ? "," : "") + std::string(columns[i]->name);
-    values += (i > 0 ? "," : "") + SqlValue(*columns[i], words[i]);
+  auto engine = database.Take();
+  engine->Begin();
+  if (empties) engine->RunScript(empty);
+  for (const data::RowSet& rows : all) {
+    const data::Piece nothing[] = {"delete from ", data::Name(*rows.table), " where 1=0"};
+    engine->Replace(nothing, rows);
   }
-  return "INSERT INTO " + std::string(table.name) + "(" + names + ") VALUES (" + values + ");";
-}
-
-// Lets PostgreSQL give the key behind a table's greatest one next; SQLite does so by itself.
-std::string KeysGoOn(const data::Database& database, const data::Table& table) {
-  if (database.dialect() == data::Dialect::kSqlite || table.key().type != data::ColumnType::kKey) return {};
-  const std::string name(table.name);
-  const std::string key(table.key().name);
-  return "SELECT setval(pg_get_serial_sequence('" + name + "', lower('" + key + "')), coalesce(max(" + key +
-         "), 0) + 1, false) FROM " + name + ";";
+  engine->RunScript(keys);
+  engine->Commit(data::Durability::kMemory, {});
+  database.Give(std::move(engine));
 }
 
 }  // namespace
@@ -99,49 +104,30 @@ std::vector<Word> WordsOf(std::string_view line) {
 }
 
 void AddRow(data::Database& database, const std::vector<Word>& words) {
-  const data::Table& table = TableOf(words[1].text);
-  std::vector<const data::Column*> columns;
-  std::vector<Word> values;
+  data::RowSet row = NoRowsOf(words[1].text);
   for (std::size_t i = 2; i < words.size(); ++i) {
     const std::size_t equals = words[i].text.find('=');
-    columns.push_back(&table.Find(words[i].text.substr(0, equals)));
-    values.push_back({words[i].text.substr(equals + 1), words[i].quoted});
+    row.columns.push_back(&row.table->Find(words[i].text.substr(0, equals)));
+    row.cells.push_back(ValueOf(*row.columns.back(), {words[i].text.substr(equals + 1), words[i].quoted}));
   }
-  auto engine = database.Take();
-  engine->RunScript(Insert(table, columns, values) + KeysGoOn(database, table));
-  database.Give(std::move(engine));
+  Put(database, {row}, false);
 }
 
 void LoadFixture(data::Database& database) {
-  std::string script;
-  std::string keys;
-  for (const auto tables : {data::AllTables(), data::HostTables()}) {
-    for (const data::Table* table : tables) {
-      script += "DELETE FROM " + std::string(table->name) + ";";
-      keys += KeysGoOn(database, *table);
-    }
-  }
-  if (database.dialect() == data::Dialect::kSqlite) script += "DELETE FROM sqlite_sequence;";
-  const std::string file = "tests/support/fixture.txt";
-  std::ifstream stream(file);
-  if (!stream) throw std::runtime_error("no fixture " + file);
-  const data::Table* table = nullptr;
-  std::vector<const data::Column*> columns;
+  std::ifstream stream("tests/support/fixture.txt");
+  std::vector<data::RowSet> all;
   for (std::string line; std::getline(stream, line);) {
     const std::vector<Word> words = WordsOf(line);
     if (words.empty() || words[0].text.starts_with('#')) continue;
+    if (!line.starts_with(' ')) all.push_back(NoRowsOf(words[0].text));
+    data::RowSet& rows = all.back();
     if (line.starts_with(' ')) {
-      if (words.size() != columns.size()) throw std::runtime_error("a row of another length: " + line);
-      script += Insert(*table, columns, words);
-      continue;
+      for (std::size_t i = 0; i < words.size(); ++i) rows.cells.push_back(ValueOf(*rows.columns.at(i), words[i]));
+    } else {
+      for (std::size_t i = 1; i < words.size(); ++i) rows.columns.push_back(&rows.table->Find(words[i].text));
     }
-    table = &TableOf(words[0].text);
-    columns.clear();
-    for (std::size_t i = 1; i < words.size(); ++i) columns.push_back(&table->Find(words[i].text));
   }
-  auto engine = database.Take();
-  engine->RunScript(script + keys);
-  database.Give(std::move(engine));
+  Put(database, all, true);
 }
 
 }  // namespace surva::test
