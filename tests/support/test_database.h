@@ -10,6 +10,7 @@
 #include <string>
 
 #include "frame/data/connection.h"
+#include "frame/values/fault.h"
 
 namespace surva::test {
 
@@ -49,6 +50,8 @@ void RunOnServer(const std::string& sql);
 std::string Read(data::Connection& db, std::initializer_list<data::Piece> select);
 std::string Read(data::Database& database, std::initializer_list<data::Piece> select);
 void Write(data::Database& database, std::initializer_list<data::Piece> statement);
+// Stores a message, and tells how that failed; 0 if it did not.
+FaultNumber StoreMessage(data::Database& database, const std::string& message, bool shares = false);
 
 // A clock that is set by hand, to the fixture's day at first; a ticking one goes on by a second when it is looked at.
 class StillClock final : public Clock {
