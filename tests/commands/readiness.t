@@ -27,6 +27,42 @@ Databases that will not do are refused with a remedy, and one that is away is wa
   init --dsn sqlite:other.db:
   surva: "other.db" is another program's database; give a new file with --dsn
   $ cmp other.db before.db
+  $ for dsn in '' sqlite sqlite: mysql://x/y /var/lib/surva.db Postgresql://x; do surva init --dsn "$dsn"; done
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  surva: the database is named sqlite:PATH or by a postgresql:// address
+  [2]
+
+Nor is one of a later version touched, or one where others have tables of our names.
+
+  $ surva init --dsn sqlite:later.db && sqlite3 later.db 'update SchemaVersion set Version=Version+1' && cp later.db before.db
+  $ surva init --dsn sqlite:later.db
+  surva: the database was made by a later version of surva; install that version
+  [2]
+  $ cmp later.db before.db
+  $ make surva_foreign && psql -qd surva_foreign -c 'create table SURVAVERSION (Answer integer)'
+  $ surva init --dsn postgresql:///surva_foreign
+  surva: the database holds tables that surva did not make; give another --dsn or empty the database
+  [2]
+  $ psql -qAtd surva_foreign -c '\d'
+  public|survaversion|table|postgres
+
+An ordinary user needs no special rights in a database of his own, nor in another's where he may make schemas.
+
+  $ make surva_own && make surva_lent && dropuser --if-exists surva_plain 2>/dev/null; createuser surva_plain
+  $ psql -qc 'alter database surva_own owner to surva_plain' -c 'grant create on database surva_lent to surva_plain'
+  $ for name in surva_own surva_lent; do
+  >   for verb in init init check; do surva $verb --dsn postgresql://surva_plain@/$name; done
+  >   psql -qAt -U surva_plain $name -c 'set search_path="$user", public, pg_catalog' -c "insert into Message (Message) values ('mine')" \
+  >     -c "select Message from Message where Message like 'MI%' and month(now())>0"
+  > done
+  The configuration is fine. The database is sound.
+  mine
+  The configuration is fine. The database is sound.
+  mine
 
   $ fits() { make surva_unfit "$@" && surva init --dsn postgresql:///surva_unfit; }
   $ fits -E LATIN1 --locale=C
