@@ -211,7 +211,7 @@ A log whose reader is slow holds nobody up, nor the end. What finds no room is d
   $ exec 9<>slow; serve --access-log slow; ask_much 500
   $ end TERM
 
-Its health is asked for; it rests when nobody asks; two cannot have one port.
+Its health is asked for; it rests when nobody asks; its database is for its owner alone; two cannot have one port.
 
   $ serve --access-log off
   $ at=${address#http://}
@@ -222,6 +222,10 @@ Its health is asked for; it rests when nobody asks; two cannot have one port.
   requests that wait: 0
   $ ticks() { cut -d ' ' -f 14,15 /proc/$server/stat | tr ' ' +; }
   $ before=$(ticks); sleep 1; test $(($(ticks) - ($before))) -lt 50
+  $ stat -c '%a %n' surva.db*
+  600 surva.db
+  600 surva.db-shm
+  600 surva.db-wal
   $ surva serve --listen $at 2>&1 | sed "s/$at/ADDRESS/"
   surva: cannot listen on ADDRESS: Address already in use; stop the program that has the port, or give another --listen
   [2]

@@ -22,8 +22,6 @@ constexpr std::string_view kPassword = "three blue cranes";
 
 class GateTest : public test::OnBothEngines {
  protected:
-  void SetUp() override { connection_.emplace(*database_); }
-
   static wire::HttpRequest Request(std::string cookie = {}, bool https = true) {
     wire::HttpRequest request;
     request.https = https;
@@ -34,8 +32,8 @@ class GateTest : public test::OnBothEngines {
   static std::string Cookie(const std::string& set) { return set.substr(0, set.find(';')); }
   SignInResult SignIn(Gate& gate, std::string_view name, std::string_view password, std::int64_t now = kNow,
                       const wire::HttpRequest& request = Request()) {
-    const SignInResult result = gate.SignIn(*connection_, request, name, password, now);
-    connection_->Commit();
+    const SignInResult result = gate.SignIn(connection_, request, name, password, now);
+    connection_.Commit();
     return result;
   }
 
@@ -55,15 +53,15 @@ class GateTest : public test::OnBothEngines {
   }
 
   test::TestDatabase database_{GetParam()};
-  std::optional<data::Connection> connection_;
+  data::Connection connection_{*database_};
 };
 
 TEST_P(GateTest, AsksEverybodyAsSoonAsThereIsAnAccount) {
   Gate trusting({.guarded_in_front = true});
-  EXPECT_EQ(trusting.Admit(*connection_, Request(), Roles::All(), kNow).refusal, Refusal::kNone);
-  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
-  connection_->Commit();
-  EXPECT_EQ(trusting.Admit(*connection_, Request(), Roles::All(), kNow + 1).refusal, Refusal::kSignIn);
+  EXPECT_EQ(trusting.Admit(connection_, Request(), Roles::All(), kNow).refusal, Refusal::kNone);
+  Accounts(connection_).Add("Anna", Role::kOwner, kPassword);
+  connection_.Commit();
+  EXPECT_EQ(trusting.Admit(connection_, Request(), Roles::All(), kNow + 1).refusal, Refusal::kSignIn);
   // A program that has just begun: nobody passes while another one asks whether there are accounts.
   Gate begun;
   EXPECT_EQ(PassAtOnce([&](data::Connection& connection, int) {
@@ -73,8 +71,8 @@ TEST_P(GateTest, AsksEverybodyAsSoonAsThereIsAnAccount) {
 }
 
 TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
-  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
-  Accounts(*connection_).Add("Paul", Role::kPlanner, kPassword);
+  Accounts(connection_).Add("Anna", Role::kOwner, kPassword);
+  Accounts(connection_).Add("Paul", Role::kPlanner, kPassword);
   Gate gate;
   const SignInResult result = SignIn(gate, "PAUL", kPassword);
   ASSERT_TRUE(result.person);
@@ -83,7 +81,7 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
   EXPECT_EQ(result.cookies.front(), "__Host-surva_staff=" + token + "; Path=/; HttpOnly; SameSite=Strict; Secure");
   const wire::HttpRequest signed_in = Request(Cookie(result.cookies.front()));
   const auto admit = [&](const wire::HttpRequest& request, std::int64_t seconds, Roles roles = Roles::All()) {
-    return gate.Admit(*connection_, request, roles, kNow + seconds).refusal;
+    return gate.Admit(connection_, request, roles, kNow + seconds).refusal;
   };
   EXPECT_EQ(admit(signed_in, 0), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 0, {Role::kPlanner}), Refusal::kNone);
@@ -96,12 +94,12 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
   EXPECT_EQ(admit(signed_in, 3599), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 3601), Refusal::kSignIn) << "idle for an hour";
   // A node whose clock is behind sets nothing back.
-  for (int hour = 12; hour >= 1; --hour) gate.NoteUse(*connection_, token, kNow + hour * 3600 - 1);
+  for (int hour = 12; hour >= 1; --hour) gate.NoteUse(connection_, token, kNow + hour * 3600 - 1);
   EXPECT_EQ(admit(signed_in, 12 * 3600 - 1), Refusal::kNone);
   EXPECT_EQ(admit(signed_in, 12 * 3600), Refusal::kSignIn) << "twelve hours";
   const auto kept = [&](std::int64_t seconds) {
-    gate.Purge(*connection_, kNow + seconds);
-    return !connection_->Query({"select SessionKey from StaffSession"}).empty();
+    gate.Purge(connection_, kNow + seconds);
+    return !connection_.Query({"select SessionKey from StaffSession"}).empty();
   };
   EXPECT_TRUE(kept(12 * 3600 - 1));
   EXPECT_FALSE(kept(12 * 3600));
@@ -114,23 +112,23 @@ TEST_P(GateTest, KeepsASessionAsLongAsToldAndNoLonger) {
 
   // Whatever changes the account ends its sessions, on this gate and on another node's.
   Gate other;
-  Accounts accounts(*connection_);
+  Accounts accounts(connection_);
   const auto ends = [&](const std::function<void(const wire::HttpRequest&)>& work, std::string_view password) {
     const wire::HttpRequest request = Request(Cookie(SignIn(gate, "paul", password).cookies.at(0)));
-    EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kNone);
+    EXPECT_EQ(other.Admit(connection_, request, Roles::All(), kNow).refusal, Refusal::kNone);
     work(request);
-    connection_->Commit();
-    EXPECT_EQ(other.Admit(*connection_, request, Roles::All(), kNow).refusal, Refusal::kSignIn);
+    connection_.Commit();
+    EXPECT_EQ(other.Admit(connection_, request, Roles::All(), kNow).refusal, Refusal::kSignIn);
   };
   constexpr std::string_view kNew = "four white storks";
-  ends([&](const auto& request) { gate.SignOut(*connection_, request); }, kPassword);
+  ends([&](const auto& request) { gate.SignOut(connection_, request); }, kPassword);
   ends([&](const auto&) { accounts.SetPassword("paul", kNew); }, kPassword);
   ends([&](const auto&) { accounts.SetRole("paul", Role::kAnalyst); }, kNew);
   ends([&](const auto&) { accounts.Remove("paul"); }, kNew);
 }
 
 TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
-  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
+  Accounts(connection_).Add("Anna", Role::kOwner, kPassword);
   Gate gate;
   const SignInResult first = SignIn(gate, "anna", kPassword);
   const std::string browser = Cookie(first.cookies.back());
@@ -138,27 +136,27 @@ TEST_P(GateTest, SlowsGuessersDownButNoKnownBrowser) {
   EXPECT_GT(SignIn(gate, "anna", kPassword).wait, 0) << "even the right one waits";
   EXPECT_GT(SignIn(gate, "nobody", "wrong password", kNow, Request(browser)).wait, 0) << "the address waits";
   EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow, Request(browser)).person) << "who signed in here before does not";
-  EXPECT_TRUE(gate.IsPassword(*connection_, "anna", kPassword, kNow)) << "nor who is signed in";
-  for (int i = 0; i < 5; ++i) EXPECT_FALSE(gate.IsPassword(*connection_, "ANNA", "wrong password", kNow));
-  EXPECT_FALSE(gate.IsPassword(*connection_, "anna", kPassword, kNow)) << "unless he guesses himself";
+  EXPECT_TRUE(gate.IsPassword(connection_, "anna", kPassword, kNow)) << "nor who is signed in";
+  for (int i = 0; i < 5; ++i) EXPECT_FALSE(gate.IsPassword(connection_, "ANNA", "wrong password", kNow));
+  EXPECT_FALSE(gate.IsPassword(connection_, "anna", kPassword, kNow)) << "unless he guesses himself";
   EXPECT_TRUE(SignIn(gate, "anna", kPassword, kNow + 60).person);
   std::int64_t tried = 0;
   for (int second = 1000; second < 1000 + 3600; ++second) {
-    if (kWrongPasswords.Ask(*connection_, "account", kNow + second).wait > 0) continue;
-    kWrongPasswords.Count(*connection_, "account", kNow + second);
+    if (kWrongPasswords.Ask(connection_, "account", kNow + second).wait > 0) continue;
+    kWrongPasswords.Count(connection_, "account", kNow + second);
     ++tried;
   }
   EXPECT_LE(tried, 80) << "guesses in an hour";
-  EXPECT_LE(kWrongPasswords.Ask(*connection_, "account", kNow).wait, 60) << "the clock was set back";
+  EXPECT_LE(kWrongPasswords.Ask(connection_, "account", kNow).wait, 60) << "the clock was set back";
   // Each try is forgotten in five minutes, one behind the other.
-  for (int i = 0; i < 5; ++i) kWrongPasswords.Count(*connection_, "other", kNow);
+  for (int i = 0; i < 5; ++i) kWrongPasswords.Count(connection_, "other", kNow);
   for (const auto& [seconds, free] : {std::pair(299, 0), {300, 1}, {1199, 3}, {1200, 4}, {1499, 4}, {1500, 5}}) {
-    EXPECT_EQ(kWrongPasswords.Ask(*connection_, "other", kNow + seconds).free, free) << seconds;
+    EXPECT_EQ(kWrongPasswords.Ask(connection_, "other", kNow + seconds).free, free) << seconds;
   }
 }
 
 TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {
-  Accounts accounts(*connection_);
+  Accounts accounts(connection_);
   accounts.Add("Anna", Role::kOwner, kPassword);
   const auto processor_time = [&](std::string_view name) {
     const std::clock_t begin = std::clock();
@@ -170,10 +168,10 @@ TEST_P(GateTest, WorksAsMuchForNamesThatNobodyHas) {
 }
 
 TEST_P(GateTest, NothingPassesBetweenAChangeOfAccountsAndWhatHangsOnIt) {
-  Accounts accounts(*connection_);
+  Accounts accounts(connection_);
   for (const char* name : {"anna", "bert"}) accounts.Add(name, Role::kOwner, kPassword);
   accounts.Add("paul", Role::kPlanner, kPassword);
-  connection_->Commit();
+  connection_.Commit();
   const auto remove = [](data::Connection& connection, std::string_view name) {
     try {
       Accounts(connection).Remove(name);
@@ -197,10 +195,10 @@ TEST_P(GateTest, NothingPassesBetweenAChangeOfAccountsAndWhatHangsOnIt) {
   SignIn(gate, "paul", kPassword);
   signed_in = true;
   remover.join();
-  EXPECT_TRUE(connection_->Query({"select SessionKey from StaffSession"}).empty());
+  EXPECT_TRUE(connection_.Query({"select SessionKey from StaffSession"}).empty());
   // Two owners who remove each other.
   accounts.Add("paul", Role::kPlanner, kPassword);
-  connection_->Commit();
+  connection_.Commit();
   EXPECT_EQ(
       PassAtOnce([&](data::Connection& connection, int i) { return remove(connection, i % 2 == 0 ? "anna" : "bert"); }),
       1);
@@ -212,19 +210,19 @@ TEST_P(GateTest, GuessingPinsTakesAMinuteEach) {
   int tries = 0;
   for (int attempt = 0; attempt < 20 * 3600; ++attempt) {
     const PinGuard& node = nodes[attempt % 2];
-    if (node.Ask(*connection_, "net", kNow + attempt / 20).wait > 0) continue;
-    node.CountWrong(*connection_, "net", kNow + attempt / 20);
+    if (node.Ask(connection_, "net", kNow + attempt / 20).wait > 0) continue;
+    node.CountWrong(connection_, "net", kNow + attempt / 20);
     ++tries;
   }
   EXPECT_GE(tries, 10 + 55);
   EXPECT_LE(tries, 10 + 6 + 60);
-  EXPECT_EQ(nodes[0].Ask(*connection_, "another", kNow).wait, 0);
+  EXPECT_EQ(nodes[0].Ask(connection_, "another", kNow).wait, 0);
 }
 
 // Each node is a gate of its own, and asks before it counts.
 TEST_P(GateTest, TriesAtOnceAreNotLetThroughByOneCount) {
-  Accounts(*connection_).Add("Anna", Role::kOwner, kPassword);
-  connection_->Commit();
+  Accounts(connection_).Add("Anna", Role::kOwner, kPassword);
+  connection_.Commit();
   Gate nodes[2];
   const auto sign_in = [&](data::Connection& connection, int i) {
     wire::HttpRequest request = Request();
@@ -235,8 +233,8 @@ TEST_P(GateTest, TriesAtOnceAreNotLetThroughByOneCount) {
   EXPECT_EQ(nodes[0].figures().wrong_passwords + nodes[1].figures().wrong_passwords, 5U);
 
   const PinGuard pins;
-  for (int i = 0; i < 20; ++i) pins.CountWrong(*connection_, "net", kNow - 61);
-  connection_->Commit();
+  for (int i = 0; i < 20; ++i) pins.CountWrong(connection_, "net", kNow - 61);
+  connection_.Commit();
   const auto pin = [&](data::Connection& connection, int) {
     if (pins.Ask(connection, "net", kNow).wait > 0) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the page looks for the PIN
@@ -255,11 +253,11 @@ TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
   int in = 0;
   for (; in < 30 && now < kNow + 600; ++now) {
     for (int student = 0; student < 30; ++student) {
-      if (errors[student] < 0 || guard.Ask(*connection_, "school", now).wait > 0) continue;
+      if (errors[student] < 0 || guard.Ask(connection_, "school", now).wait > 0) continue;
       if (errors[student]-- > 0) {
-        guard.CountWrong(*connection_, "school", now);
+        guard.CountWrong(connection_, "school", now);
       } else {
-        guard.CountRight(*connection_, "school", std::to_string(student), now);
+        guard.CountRight(connection_, "school", std::to_string(student), now);
         ++in;
       }
     }
@@ -267,9 +265,9 @@ TEST_P(GateTest, AClassOfThirtyBehindOneAddressGetsIn) {
   EXPECT_EQ(in, 30);
   EXPECT_LE(now - kNow, 120) << "seconds until the last one was in";
   // A PIN gives the free tries back once.
-  for (int i = 0; i < 10; ++i) guard.CountWrong(*connection_, "school", now);
-  guard.CountRight(*connection_, "school", "3", now);
-  EXPECT_GT(guard.Ask(*connection_, "school", now).wait, 0);
+  for (int i = 0; i < 10; ++i) guard.CountWrong(connection_, "school", now);
+  guard.CountRight(connection_, "school", "3", now);
+  EXPECT_GT(guard.Ask(connection_, "school", now).wait, 0);
 }
 
 TEST(WriteBudget, BoundsWhatOneNetworkStoresInAnHour) {

@@ -9,7 +9,7 @@
 #include "guard/gate.h"
 #include "guard/staff_sessions.h"
 #include "host/visitor_sessions.h"
-#include "tests/host/two_nodes.h"
+#include "tests/support/node.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The guard in front of the pages: through the whole site, on both engines, with two nodes where they must agree.
 #include "guard/accounts.h"
-#include "tests/host/two_nodes.h"
+#include "tests/support/node.h"
 
 namespace surva::test {
 namespace {

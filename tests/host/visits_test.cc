@@ -3,7 +3,7 @@
 
 #include <latch>
 
-#include "tests/host/two_nodes.h"
+#include "tests/support/node.h"
 
 namespace surva::test {
 namespace {

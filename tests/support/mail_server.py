@@ -17,18 +17,18 @@ from aiosmtpd.smtp import SMTP, AuthResult
 
 folder = sys.argv[1]
 tls = sys.argv[2] if len(sys.argv) > 2 else None
-put_off = set()
+tried = set()
 
 
 class Keeper:
     async def handle_RCPT(self, server, session, envelope, address, options):
         if address.startswith("refused@"):
             return "550 5.1.1 No such person <here>"
-        if address.startswith("later@") and address not in put_off:
-            put_off.add(address)
+        is_first = address not in tried
+        tried.add(address)
+        if address.startswith("later@") and is_first:
             return "451 4.7.1 Try again later"
-        if address.startswith("gone@") and address not in put_off:
-            put_off.add(address)
+        if address.startswith("gone@") and is_first:
             server.transport.abort()
         envelope.rcpt_tos.append(address)
         return "250 OK"

@@ -139,6 +139,14 @@ class OnSite : public OnFixture {
   Browser browser;
 };
 
+// Base of those of a cluster.
+class TwoNodes : public OnFixture {
+ protected:
+  Watch watch;
+  Node node{database.dsn(), {.wrap = WatchedEngine::Around(watch)}};
+  Node other{database.dsn(), {.wrap = WatchedEngine::Around(watch)}};
+};
+
 inline bool Holds(const wire::HttpResponse& answer, std::string_view text) {
   return answer.body.find(text) != std::string::npos;
 }

@@ -19,15 +19,10 @@ if [ "$action" = tool ]; then
   exit
 fi
 
-clear_away() {
-  [ -e "$folder" ] || return 0
-  if [ -e "$folder/data/postmaster.pid" ]; then
-    (cd "$folder" && as_owner "$binaries/pg_ctl" -D "$folder/data" -m immediate stop >/dev/null 2>&1) || true
-  fi
-  rm -rf "$folder"
-}
-
-clear_away
+if [ -e "$folder/data/postmaster.pid" ]; then
+  (cd "$folder" && as_owner "$binaries/pg_ctl" -D data -m immediate stop >/dev/null 2>&1) || true
+fi
+rm -rf "$folder"
 if [ "$action" = start ]; then
   mkdir -m 700 "$folder"
   [ "$(id -u)" -eq 0 ] && chown postgres: "$folder"

@@ -15,13 +15,12 @@ namespace {
 
 // Where a text begins to be another one than it has to be.
 std::string FirstDifference(const std::string& told, const std::string& played) {
-  std::size_t at = 0;
-  while (at < told.size() && at < played.size() && told[at] == played[at]) ++at;
-  const std::size_t line = at == 0 ? 0 : told.rfind('\n', at - 1) + 1;
+  const auto at = std::mismatch(told.begin(), told.end(), played.begin(), played.end()).first;
+  const auto line =
+      static_cast<std::size_t>(std::find(std::make_reverse_iterator(at), told.rend(), '\n').base() - told.begin());
   constexpr std::size_t kShown = 400;
-  return "line " +
-         std::to_string(std::count(told.begin(), told.begin() + static_cast<std::ptrdiff_t>(line), '\n') + 1) +
-         "\n--- told:\n" + told.substr(line, kShown) + "\n--- played:\n" + played.substr(line, kShown);
+  return "line " + std::to_string(std::count(told.begin(), at, '\n') + 1) + "\n--- told:\n" +
+         told.substr(line, kShown) + "\n--- played:\n" + played.substr(line, kShown);
 }
 
 // In one line: bytes that are no letters as \x09.
@@ -49,19 +48,16 @@ std::string Tell(const Function& function, const Input& input) {
 
 std::string Call(const std::vector<Word>& words, const CaseFunctions& functions) {
   const std::string& name = words.front().text;
-  if (const auto found = functions.lines.find(name); found != functions.lines.end()) {
-    std::vector<std::string> texts;
-    for (const Word& word : words) texts.push_back(word.text);
-    texts.erase(texts.begin());
-    return "  -> " + Tell(found->second, texts);
-  }
-  const auto found = functions.each.find(name);
-  if (found == functions.each.end()) throw std::runtime_error("no function is called " + name);
+  const bool of_each = functions.each.contains(name);
+  std::vector<std::string> texts;
   std::string told;
   for (std::size_t i = 1; i < words.size(); ++i) {
-    told += "  -> " + words[i].source + ": " + Tell(found->second, words[i].text);
+    texts.push_back(words[i].text);
+    if (of_each) told += "  -> " + words[i].source + ": " + Tell(functions.each.at(name), words[i].text);
   }
-  return told;
+  if (of_each) return told;
+  if (!functions.lines.contains(name)) throw std::runtime_error("no function is called " + name);
+  return "  -> " + Tell(functions.lines.at(name), texts);
 }
 
 }  // namespace
