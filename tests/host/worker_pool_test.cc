@@ -150,7 +150,7 @@ TEST(WorkerPool, AnAddressFillsNoMoreRoomThanItLeaves) {
 
 TEST(WorkerPool, LosesNoJobInARush) {
   constexpr int kJobs = 20'000;
-  Served served({.threads = 4, .most_bytes = 64 * 1024});
+  Served served({.threads = 4, .patience = std::chrono::hours(1), .most_bytes = 64 * 1024});
   test::AtOnce(2, [&](int number) {
     const std::string address = std::to_string(number);
     for (int i = 0; i < kJobs; ++i) {
