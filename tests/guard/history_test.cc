@@ -43,20 +43,22 @@ TEST_P(HistoryTest, KeepsWhatWasAndPutsARequestBack) {
   EXPECT_EQ(Rows(), std::string(14, '\n'));
   const auto all = static_cast<std::int64_t>(Changes().size());
   EXPECT_EQ(Changes({.table = "mark", .person = "Visitor"}).size(), 34U + 1);
-  EXPECT_EQ(Changes({.request = "r1", .day = Clock::System().Now()}).size(), all);
-  EXPECT_TRUE(Changes({.day = AddDays(Clock::System().Now(), -1)}).empty());
+  const DateTime today = Clock::System().Now();
+  EXPECT_EQ(Changes({.day = today}).size(), all);
+  for (const int days : {-1, 1}) EXPECT_TRUE(Changes({.day = AddDays(today, days)}).empty());
   EXPECT_TRUE(Changes({.person = "bert"}).empty());
   As("anna", "r2", [&](data::Connection& db) { EXPECT_EQ(History(db).PutRequestBack("r1"), all); });
   EXPECT_EQ(Rows(), before);
 
   // A single change, which is kept in its turn.
   As("anna", "r3", [](data::Connection& db) { db.Execute({"update Company set CompanyName='B' where CompanyID=3"}); });
-  EXPECT_EQ(Changes().front().person + Changes().front().table, "annaCompany");
-  As("anna", "r4", [&](data::Connection& db) { EXPECT_EQ(History(db).PutBack(Changes().front().id), 1); });
+  EXPECT_EQ(Changes().at(0).person + Changes().at(0).table, "annaCompany");
+  As("anna", "r4", [&](data::Connection& db) { EXPECT_EQ(History(db).PutBack(Changes().at(0).id), 1); });
   EXPECT_EQ(Rows(), before);
-  EXPECT_NE(Changes({.request = "r4"}).front().row.find("\"B\""), std::string::npos);
+  EXPECT_NE(Changes({.request = "r4"}).at(0).row.find("\"B\""), std::string::npos);
+  EXPECT_EQ(Changes({.request = "r1"}).size(), all);
 
-  As("", "", [](data::Connection& db) { History(db).Purge(AddDays(Clock::System().Now(), 1)); });
+  As("", "", [&](data::Connection& db) { History(db).Purge(AddDays(today, 1)); });
   EXPECT_TRUE(Changes().empty());
 }
 
