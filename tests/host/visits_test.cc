@@ -211,7 +211,7 @@ TEST(FullServer, IsNotIll) {
     Node node(PostgresAddress(database.postgres_name(), user));
     RunOnServer("alter role " + user + " nosuperuser connection limit 1");
     database->Take()->RunScript("grant all on all tables in schema public to " + user);
-    EXPECT_EQ(Browser().Get(node, "/healthz").status, 200U) << node.log.errors();
+    EXPECT_EQ(Browser().Get(node, "/healthz").status, 200U) << node.log.text();
   }
   database->Take()->RunScript("drop owned by " + user);
   RunOnServer("drop role " + user);
