@@ -6,6 +6,7 @@ import { test } from "node:test";
 import { Form, enter, openVisit, press, stage } from "./site.js";
 
 const { site, browser } = await stage();
+const openDay = `?version=${site.version("Open day")}`;
 
 // A visitor at an address of the way. `held` is what the frame holds.
 async function visit(address, options) {
@@ -53,7 +54,7 @@ function drafts(page) {
 test("a link with a PIN waits for a press, and then passes the PIN page", async () => {
     const [student] = site.waiting("Short workshop", 1);
     const visitors = site.value("select count(*) from AnonymousStudent");
-    const { page, context, held, start, complaints } = await visit(`/fill?version=${site.version("Open day")}`);
+    const { page, context, held, start, complaints } = await visit(`/fill${openDay}`);
     await start.waitFor();
     assert.equal(site.value("select count(*) from AnonymousStudent"), visitors, "a fetch alone enters nobody");
     await start.click();
@@ -140,7 +141,7 @@ test("the way is told, a returned form shows what is open, what is typed and tic
 });
 
 test("markup in an answer comes back into the page and runs no script", async () => {
-    const { page, alerts, complaints } = await visit(`/surva.asp?version=${site.version("Open day")}`);
+    const { page, alerts, complaints } = await visit(`/surva.asp${openDay}`);
     await new Form(page).cell("What did you miss?").locator("textarea").fill(
         "</textarea><script id=planted>window.ran = 'script'</script><img src=images/none.gif onerror=\"window.ran = 'handler'\">" +
         "<a id=link href=\"javascript:void(window.ran = 'link')\">click</a>");
@@ -180,9 +181,9 @@ test("a draft outlives a reload and a lost visit, and is forgotten when the form
     assert.deepEqual(complaints, []);
 });
 
-test("on paper the whole form stands, with what was answered", async () => {
-    const { page, held } = await visit(`/fill?version=${site.version("Open day")}`);
-    await page.getByRole("button", { name: "Fill in the surva" }).click();
+test("on paper the whole form stands, with what was answered; the banner leads home, out of the frame where a web site is set", async () => {
+    const { page, held, start } = await visit(`/fill${openDay}`);
+    await start.click();
     await group(held, "Welcome").getByLabel("4").check();
     await held.getByRole("combobox", { name: /You visit us as/ }).selectOption("Manager");
     await held.getByRole("textbox", { name: /What did you miss/ }).fill("line\n".repeat(30));
@@ -196,6 +197,12 @@ test("on paper the whole form stands, with what was answered", async () => {
     assert.equal(await page.locator("#surva").isVisible(), false);
     await page.evaluate(() => dispatchEvent(new Event("afterprint")));
     assert.equal(await paper.count(), 0);
+
+    await page.emulateMedia({ media: "screen" });
+    assert.equal(await held.locator("a[href='/official']").getAttribute("target"), "_top");
+    await page.locator(".brand").click();
+    await held.getByLabel("PIN", { exact: true }).waitFor();
+    assert.equal(page.frames().length, 2);
 });
 
 test("a server that goes away loses nothing, and a shared computer keeps nothing", async () => {
@@ -203,7 +210,7 @@ test("a server that goes away loses nothing, and a shared computer keeps nothing
     await site.kill("SIGKILL");
     await send(held);
     await page.getByText("The server cannot be reached. Your answers are kept here.").waitFor();
-    await site.serve(new URL(site.address).host);
+    await site.start();
     await page.getByRole("button", { name: "Try again" }).click();
     await page.getByText("The answers that you had given are back.").waitFor();
     assert.equal(await drafts(page), 1);
@@ -257,7 +264,7 @@ test("a thank-you page on another site opens in the whole window", async () => {
 });
 
 test("without scripts a plain link leads to surva.asp", async () => {
-    const { page } = await visit(`/fill?version=${site.version("Open day")}`, { javaScriptEnabled: false });
+    const { page } = await visit(`/fill${openDay}`, { javaScriptEnabled: false });
     await page.getByRole("link", { name: "Fill in the surva" }).click();
     assert.ok(await page.getByText("You visit us as").isVisible());
     await page.goto(`${site.address}/`);
@@ -265,26 +272,16 @@ test("without scripts a plain link leads to surva.asp", async () => {
     assert.ok(await page.getByText("Enter your PIN number").isVisible());
 });
 
-test("the banner leads home where no web site is set, and out of the frame", async () => {
-    const { page, held } = await visit(`/fill?version=${site.version("Open day")}`);
-    await page.getByRole("button", { name: "Fill in the surva" }).click();
-    assert.equal(await held.locator("a[href='/official']").getAttribute("target"), "_top");
-    await page.locator(".brand").click();
-    await held.getByLabel("PIN", { exact: true }).waitFor();
-    assert.equal(page.frames().length, 2);
-});
-
 test("by style alone, the whole line of a choice is its target, and short choices stand in one line", async () => {
-    const { page } = await openVisit(browser, { viewport: { width: 390, height: 844 } });
-    await page.goto(`${site.address}/surva.asp?version=${site.version("Open day")}`);
-    const cell = (text) => page.locator("td[bgcolor='#C0C0C0']", { hasText: text }).locator("xpath=following-sibling::td[1]");
-    const rows = cell("How did you hear").locator("input");
-    const line = await cell("How did you hear").boundingBox();
+    const { page } = await visit(`/surva.asp${openDay}`, { viewport: { width: 390, height: 844 } });
+    const source = new Form(page).cell("How did you hear");
+    const rows = source.locator("input");
+    const line = await source.boundingBox();
     const second = await rows.nth(1).boundingBox();
     await page.mouse.click(line.x + line.width - 8, second.y + second.height / 2);
     assert.ok(await rows.nth(1).isChecked(), "a press at the line's end");
 
-    const scale = cell("Welcome").locator("input");
+    const scale = new Form(page).cell("Welcome").locator("input");
     const places = await scale.evaluateAll((all) => all.map((one) => one.getBoundingClientRect().top));
     assert.equal(places.length, 5);
     assert.equal(new Set(places).size, 1, "1 to 5 stand in one line");

@@ -18,17 +18,22 @@ after(() => evil.close());
 const survas = () => site.value("select count(*) from SurvaVersion");
 const victim = () => site.value("select SurvaVersionID from SurvaVersion order by SurvaVersionID limit 1");
 
+// Markup that has a browser ask for an address by itself.
+const asking = (address) => [`<meta http-equiv=refresh content="0;url=${address}">`, `<object data="${address}"></object>`,
+    ...["img", "iframe", "embed", "video", "audio", "script"].map((tag) => `<${tag} src="${address}"></${tag}>`),
+    ...["prefetch", "stylesheet"].map((kind) => `<link rel=${kind} href="${address}">`), `<input type=image src="${address}">`,
+    `<body background="${address}">`, `<div style="background:url('${address}')">x</div>`, `<img srcset="${address} 2x">`,
+    `<style>@import "${address}"; td { background: url(${address}) }</style>`, `<svg><image href="${address}"/></svg>`];
+
 // Until an account is made, the pages are open to this machine, as they are to everybody who has let something in.
 test("other sites' pages delete no surva", async () => {
     const before = survas();
     const address = `${site.address}/admin/CreateForm.asp?DeleteSurva=${victim()}`;
     const forms = `<form id=f method=post action="${site.address}/admin/CreateForm.asp">
         <input name=DeleteSurva value=${victim()}></form>`;
-    const lures = [`<img src="${address}">`, `<iframe src="${address}"></iframe>`, `<script src="${address}"></script>`,
-        `<link rel=stylesheet href="${address}">`, `<link rel=prefetch href="${address}">`,
-        `<script>fetch("${address}", { mode: "no-cors", credentials: "include" })</script>`,
-        `<meta http-equiv=refresh content="0;url=${address}">`, `<script>location = "${address}"</script>`,
-        `<script>window.open("${address}")</script>`, `${forms}<script>f.submit()</script>`];
+    const [refresh, ...loads] = asking(address);
+    const lures = [refresh, loads.join(""), `<script>fetch("${address}", { mode: "no-cors", credentials: "include" })</script>`,
+        `<script>location = "${address}"</script>`, `<script>window.open("${address}")</script>`, `${forms}<script>f.submit()</script>`];
     for (const host of ["127.0.0.1", "localhost"]) {
         for (lure of lures) {
             const { page, context } = await openVisit(browser);
@@ -54,16 +59,10 @@ test("other sites' pages delete no surva", async () => {
 test("markup in a remark acts neither by itself nor by a click", async () => {
     const before = survas();
     const address = `CreateForm.asp?DeleteSurva=${victim()}`;
-    const remarks = [`<meta http-equiv=refresh content="0;url=${address}">`, `<img src="${address}">`, `<iframe src="${address}"></iframe>`, `<embed src="${address}">`,
-        `<object data="${address}"></object>`, `<video src="${address}"></video>`, `<audio src="${address}"></audio>`,
-        `<link rel=prefetch href="${address}">`, `<link rel=stylesheet href="${address}">`, `<script src="${address}"></script>`,
-        `<body background="${address}">`, `<div style="background:url('${address}')">x</div>`,
-        `<style>@import "${address}"; td { background: url(${address}) }</style>`, `<input type=image src="${address}">`,
-        `<svg><image href="${address}"/></svg>`, `<img srcset="${address} 2x">`];
     const { page, context } = await openVisit(browser);
     const post = (form) => context.request.post(`${site.address}/surva.asp`, { form });
     await post({ PIN: site.waiting("", 1)[0].PIN });
-    for (const remark of remarks)
+    for (const remark of asking(address))
         await post({ NeXt: "1", Notes: remark });
     const remarksPage = `${site.address}/admin/stat.asp?Remarks=1`;
     await page.goto(remarksPage);
@@ -87,7 +86,7 @@ test("markup in a remark acts neither by itself nor by a click", async () => {
 });
 
 test("staff sign in and come where they wanted to go, by a link on another site too", async () => {
-    site.staff("anna", "owner", password);
+    site.run(["staff", "add", "anna", "--role", "owner"], `${password}\n`);
     const { page } = await openVisit(browser);
     const wanted = `${site.address}/admin/browse.asp?ReadCriteria=1`;
     // A server that knew of no account looks again after a second.

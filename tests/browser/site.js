@@ -1,77 +1,18 @@
 // A server of a test's own, with demo data, and a browser to look at it.
-import { execFileSync, spawn } from "node:child_process";
-import { once } from "node:events";
-import { existsSync, mkdtempSync, rmSync } from "node:fs";
+import { mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import path from "node:path";
 import { after } from "node:test";
-import { createInterface } from "node:readline";
 import { chromium, firefox } from "playwright-core";
+import { Server } from "../support/server.mjs";
 
 // SURVA_BROWSER=/usr/bin/firefox-esr looks at the same in Firefox.
 const browserPath = process.env.SURVA_BROWSER ?? "/usr/bin/chromium";
 
-function binary() {
-    const file = process.env.SURVA_BINARY;
-    if (!file || !existsSync(file))
-        throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
-    return file;
-}
-
-export class Site {
-    #folder = mkdtempSync(path.join(tmpdir(), "surva-browser-"));
-    #database = path.join(this.#folder, "test.db");
-    #server;
-    address;
-
-    static async start({ demo = true } = {}) {
-        const site = new Site();
-        if (demo)
-            execFileSync(binary(), ["demo", "--dsn", site.#dsn]);
-        await site.serve("127.0.0.1:0");
-        return site;
-    }
-
-    get #dsn() {
-        return "sqlite:" + this.#database;
-    }
-
-    // Returns when the server has told its address.
-    async serve(listen) {
-        const options = ["serve", "--dsn", this.#dsn, "--listen", listen, "--access-log", "off"];
-        this.#server = spawn(binary(), options, { stdio: ["ignore", "pipe", "inherit"] });
-        const lines = createInterface({ input: this.#server.stdout });
-        const ended = once(this.#server, "exit").then(([code]) => {
-            throw new Error(`surva ended with ${code} before it served`);
-        });
-        const [line] = await Promise.race([once(lines, "line"), ended]);
-        ended.catch(() => {});
-        this.address = line.match(/http:\/\/[^/\s]+/)[0];
-    }
-
-    async kill(signal) {
-        const gone = once(this.#server, "exit");
-        this.#server.kill(signal);
-        return (await gone)[0];
-    }
-
-    // The server must end well.
-    async stop() {
-        const code = await this.kill("SIGTERM");
-        rmSync(this.#folder, { recursive: true });
-        if (code !== 0)
-            throw new Error(`surva ended with ${code}`);
-    }
-
-    // Makes an account of the staff.
-    staff(name, role, password) {
-        execFileSync(binary(), ["staff", "add", name, "--role", role, "--dsn", this.#dsn], { input: password + "\n" });
-    }
-
-    // Rows of a statement, each an object of its columns. The shell does not know our collation: texts are compared, and
-    // sorted, with another one named.
+class Site extends Server {
+    // Rows of a statement, each an object of its columns.
     query(sql) {
-        const json = execFileSync("sqlite3", ["-json", "-cmd", ".timeout 5000", this.#database, sql], { encoding: "utf8" });
+        const json = super.query(sql, "-json");
         return json === "" ? [] : JSON.parse(json);
     }
 
@@ -102,7 +43,7 @@ export class Site {
     }
 }
 
-export function launchBrowser() {
+function launchBrowser() {
     if (browserPath.includes("firefox"))
         return firefox.launch({ channel: "moz-firefox", executablePath: browserPath });
     return chromium.launch({
@@ -113,12 +54,16 @@ export function launchBrowser() {
 }
 
 // What every file of tests begins with: a site and a browser, which end with its last test.
-export async function stage(options) {
-    const site = await Site.start(options);
+export async function stage() {
+    const folder = mkdtempSync(path.join(tmpdir(), "surva-browser-"));
+    const site = new Site(`sqlite:${folder}/test.db`);
+    site.run(["demo"]);
+    await site.start();
     const browser = await launchBrowser();
     after(async () => {
         await browser.close();
         await site.stop();
+        rmSync(folder, { recursive: true });
     });
     return { site, browser };
 }

@@ -35,9 +35,9 @@ export class Crowd {
     #people = [];
     #lastThanks = Date.now();
 
-    // `ports` are tried in turn by each browser.
-    constructor(ports, count) {
-        this.ports = ports;
+    // `addresses` are tried in turn by each browser.
+    constructor(addresses, count) {
+        this.addresses = addresses;
         this.count = count;
     }
 
@@ -58,7 +58,7 @@ export class Crowd {
     }
 
     async #kiosk(number) {
-        const browser = new Browser(this.ports, number);
+        const browser = new Browser(this.addresses, number);
         for (let turn = number; !this.ended; ++turn) {
             if (turn % 3 === 0) {
                 await this.#person(browser, null);
@@ -107,15 +107,15 @@ export class Crowd {
 export class Browser {
     #cookies = new Map();
 
-    constructor(ports, first = 0) {
-        this.ports = ports;
+    constructor(addresses, first = 0) {
+        this.addresses = addresses;
         this.turn = first;
     }
 
     // The answer, or null if none came.
     async ask(path, form) {
         try {
-            const response = await fetch(`http://127.0.0.1:${this.ports[this.turn++ % this.ports.length]}${path}`, {
+            const response = await fetch(this.addresses[this.turn++ % this.addresses.length] + path, {
                 method: form ? "POST" : "GET", body: form && new URLSearchParams(form), redirect: "manual", signal: AbortSignal.timeout(15_000),
                 headers: { Cookie: [...this.#cookies].map(([name, value]) => `${name}=${value}`).join("; ") } });
             const body = await response.text();

@@ -5,13 +5,11 @@ import { once } from "node:events";
 import { chmodSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createServer } from "node:net";
 import path from "node:path";
-import { createInterface } from "node:readline";
 import { setTimeout as sleep } from "node:timers/promises";
 import { fileURLToPath } from "node:url";
 import { promisify } from "node:util";
+import { Server, binary } from "../support/server.mjs";
 
-const surva = process.env.SURVA_BINARY;
-if (!surva) throw new Error("SURVA_BINARY must name the surva to test; ctest sets it");
 const run = promisify(execFile);
 const here = (file) => fileURLToPath(new URL(file, import.meta.url));
 
@@ -59,7 +57,7 @@ export class Postgres {
         primary.query("alter system set synchronous_standby_names = '*'");
         primary.query("select pg_reload_conf()");
         await until("the standby", () => primary.query("select sync_state from pg_stat_replication") === "sync");
-        const { stderr } = spawnSync(surva, ["check", "--dsn", this.dsn], { encoding: "utf8" });
+        const { stderr } = spawnSync(binary, ["check", "--dsn", this.dsn], { encoding: "utf8" });
         if (!/is a standby's and cannot be written; name the primary/.test(stderr)) throw new Error(`a standby is taken: ${stderr}`);
     }
 
@@ -91,52 +89,14 @@ export class Postgres {
     }
 }
 
-// Options that slow strangers down would slow a crowd behind one proxy.
-const openHanded = ["--wrong-pins", "off", "--public-writes", "off"];
-
-export class Node {
-    #listen = "127.0.0.1:0";
-
-    constructor(dsn) {
-        this.dsn = dsn;
+// A node of surva. What slows strangers down would slow a crowd behind one proxy.
+export class Node extends Server {
+    constructor(dsn = `sqlite:${fresh("surva.db")}`) {
+        super(dsn, "--error-log", "off", "--wrong-pins", "off", "--public-writes", "off");
     }
 
-    static onFile() {
-        return new Node(`sqlite:${fresh("surva.db")}`);
-    }
-
-    init() {
-        ask(surva, "init", "--dsn", this.dsn);
-    }
-
-    copyOf(other) {
-        ask(surva, "copy", "--from", other.dsn, "--to", this.dsn);
-    }
-
-    // Where it has been before.
-    async start() {
-        this.child = spawn(surva, ["serve", "--dsn", this.dsn, "--listen", this.#listen, "--access-log", "off", "--error-log", "off",
-            ...openHanded], { stdio: ["ignore", "pipe", "inherit"] });
-        this.ended = once(this.child, "exit");
-        const ended = this.ended.then(([code]) => { throw new Error(`surva ended with ${code} before it served`); });
-        const [line] = await Promise.race([once(createInterface({ input: this.child.stdout }), "line"), ended]);
-        ended.catch(() => {});
-        this.#listen = line.match(/127[.\d]+:\d+/)[0];
-        this.port = this.#listen.split(":")[1];
-    }
-
-    async kill(signal = "SIGKILL") {
-        this.child.kill(signal);
-        return (await this.ended)[0];
-    }
-
-    async stop() {
-        if (await this.kill("SIGTERM") !== 0) throw new Error("surva did not end well");
-    }
-
-    // Tabs between its columns.
     query(sql) {
-        return ask("sqlite3", "-separator", "\t", "-cmd", ".timeout 5000", this.dsn.slice("sqlite:".length), sql);
+        return super.query(sql, "-separator", "\t");
     }
 }
 
@@ -147,7 +107,7 @@ export async function startNginx(nodes) {
     const { port } = server.address();
     await promisify(server.close.bind(server))();
     let site = readFileSync(here("../../deploy/cluster/nginx-site.conf"), "utf8");
-    for (const [pattern, text] of [...nodes.map((node) => [/server 192\.0\.2\.\d+:8080/, `server 127.0.0.1:${node.port}`]),
+    for (const [pattern, text] of [...nodes.map((node) => [/server 192\.0\.2\.\d+:8080/, `server ${new URL(node.address).host}`]),
         [/listen 443 ssl[^;]*;/, `listen 127.0.0.1:${port};`], [/\n\s*ssl_certificate[^;]*;\n\s*ssl_certificate_key[^;]*;/, ""]]) {
         if (!pattern.test(site)) throw new Error(`deploy/cluster/nginx-site.conf has no ${pattern}`);
         site = site.replace(pattern, text);
@@ -160,5 +120,5 @@ export async function startNginx(nodes) {
         ${site} }`);
     const child = spawn("nginx", ["-p", home, "-c", `${home}/nginx.conf`, "-e", "stderr"], { stdio: "ignore" });
     process.on("exit", () => child.kill());
-    return { port };
+    return `http://127.0.0.1:${port}`;
 }
