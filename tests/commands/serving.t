@@ -196,12 +196,14 @@ The passwords are those that were set last. What is slow is told; the journal le
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
   <4> warning ID /admin/sign-in: slow, N ms, N statements...
 
-A log whose reader is slow holds nobody up, nor the end. What finds no room is dropped, and its number told.
+A log whose reader is slow holds nobody up, neither the other log nor the end. What finds no room is dropped, and its number told.
 
   $ mkfifo slow; exec 9<>slow
   $ serve --access-log slow
   $ ask_much() { curl -s "$address/[1-$1]?$(printf '%0300d' 0)" >/dev/null; }
   $ ask_much 9000
+  $ kill -HUP $server
+  $ comes 'grep -q "read anew" error.log'
   $ cat slow 9>&- >lines & reader=$!
   $ comes 'grep -q dropped error.log'
   $ end TERM
