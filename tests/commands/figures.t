@@ -12,12 +12,12 @@ The figures for Prometheus, on both engines: they count what is done, and hold w
   surva_statement_duration_seconds_count effect
   surva_statement_duration_seconds_sum effect
   $ ask() { curl -s -o /dev/null -H 'X-Forwarded-For: 198.51.100.7' "$@"; }
+  $ shell() { case $dsn in sqlite*) sqlite3 -cmd '.timeout 9000' figures.db ;; *) psql -qd surva_figures ;; esac; }
   $ for dsn in sqlite:figures.db postgresql:///surva_figures; do
   >   pin=$(surva demo --dsn $dsn | sed -n 's/^  \([0-9]\{4,\}\)  .*/\1/p' | head -n 1)
   >   surva staff add anna --role owner --dsn $dsn <<<'three blue cranes'
-  >   case $dsn in sqlite*) rows="sqlite3 figures.db" ;; *) rows="psql -qd surva_figures -c" ;; esac
   >   serve --dsn $dsn --access-log off --metrics-listen 127.0.0.1:0 --wrong-pins 1 --trusted-proxy 127.0.0.1
-  >   $rows 'insert into Outbox (State) values (4); drop table Message'
+  >   shell <<<'insert into Outbox (State) values (4); drop table Message;'
   >   ask -c cookies -d 'Name=anna&Password=three blue cranes' $address/admin/sign-in
   >   ask -b cookies $address/admin/stat.asp?Remarks=1
   >   ask -d PIN=$pin $address/surva.asp
