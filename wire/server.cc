@@ -53,7 +53,7 @@ ServerOptions Bounded(ServerOptions options) {
   if (options.tls_certificate.empty()) return options;
   Limits& limits = options.limits;
   limits.connections = std::min(limits.connections, 4 * limits.bytes_in_flight / kTlsCost);
-  limits.connections_per_address = std::min(limits.connections_per_address, limits.connections / 4);
+  limits.connections_per_address = std::clamp<std::size_t>(limits.connections / 4, 1, limits.connections_per_address);
   return options;
 }
 

@@ -8,6 +8,7 @@
 #include <boost/asio/write.hpp>
 #include <cstdlib>
 #include <filesystem>
+#include <latch>
 
 #include "tests/wire/loopback.h"
 
@@ -85,6 +86,18 @@ TEST(Tls, DeadlinesHold) {
   session.Send("GET / HTTP/1.1\r\n");
   EXPECT_TRUE(session.ReadToEnd().starts_with("HTTP/1.1 408 "));
   EXPECT_EQ(Client(loopback.port()).Get("/").status, 0U);
+}
+
+TEST(Tls, OneTooManyIsTurnedAway) {
+  Loopback loopback = Protected({.connections = 1});
+  std::latch release(1);
+  loopback.site.wait = [&] { release.wait(); };
+  Session busy(loopback, TLS1_3_VERSION);
+  busy.Send("GET /worker HTTP/1.1\r\n" + kHost + "Connection: close\r\n\r\n");
+  loopback.AwaitAsked(1);
+  EXPECT_TRUE(Client(loopback.port()).IsClosed());
+  release.count_down();
+  EXPECT_TRUE(busy.ReadToEnd().starts_with("HTTP/1.1 200 "));
 }
 
 TEST(Tls, ConnectionsKeepLittleMemory) {
