@@ -225,3 +225,62 @@ Help and version are asked for by flags and by words.
                                 A request that takes longer is a line of the error log, with what its statements took; or off (default: 1000)
     --log-level TEXT            debug, info, warning or error (default: info)
   
+  $ for verb in backup copy anonymise staff history; do surva $verb --help | grep -v '(default'; done
+  Write the database into a new file, also while it is served
+  Usage: surva backup [OPTIONS] FILE
+  
+  Positionals:
+    FILE REQUIRED               The backup to write; it must not stand yet
+  
+  Options:
+    --version                   Display program version information and exit
+    -h,--help                   Print this help and exit
+    --config FILE               TOML file with keys named as these options
+  
+  Copy a database into an empty one, of either engine
+  Usage: surva copy [OPTIONS]
+  
+  Options:
+    --version                   Display program version information and exit
+    -h,--help                   Print this help and exit
+    --config FILE               TOML file with keys named as these options
+    --from DSN REQUIRED         The database to copy: sqlite:PATH or a postgresql:// address
+    --to DSN REQUIRED           The empty database to copy into
+  
+  Take the names off students whose last event ended before a day
+  Usage: surva anonymise [OPTIONS]
+  
+  Options:
+    --version                   Display program version information and exit
+    -h,--help                   Print this help and exit
+    --config FILE               TOML file with keys named as these options
+    --before DATE REQUIRED      The day, such as 2024-01-31
+    --dry-run                   Only tell how many they are
+    --keep-texts                Leave what students wrote in answers
+  
+  Accounts: add NAME --role ROLE, remove NAME, password NAME, role NAME --role ROLE, list
+  Usage: surva staff [OPTIONS] [ACT(0x)]
+  
+  Positionals:
+    ACT                         What to do, and the account's name
+  
+  Options:
+    --version                   Display program version information and exit
+    -h,--help                   Print this help and exit
+    --config FILE               TOML file with keys named as these options
+    --role TEXT                 owner, planner, designer or analyst
+  
+  List what was before changes and deletions, and put it back
+  Usage: surva history [OPTIONS]
+  
+  Options:
+    --version                   Display program version information and exit
+    -h,--help                   Print this help and exit
+    --config FILE               TOML file with keys named as these options
+    --table TEXT                Only changes of this table
+    --person TEXT               Only changes by this account
+    --day TEXT                  Only changes of this day, as 2026-11-21
+    --request TEXT              Only changes of this request
+    --change TEXT               The change to put back, by its number
+    --put-back                  Put back the rows of --request or --change
+  

@@ -215,9 +215,10 @@ A log whose reader is slow holds nobody up, neither the other log nor the end. W
 
 Its health is asked for; it rests when nobody asks; its database is for its owner alone; two cannot have one port.
 
-  $ serve --access-log off
+  $ echo 'hostname = ["survey.example"]' >surva.toml
+  $ serve --access-log off --config surva.toml
   $ at=${address#http://}
-  $ surva health --listen $at | sed 's/version: .*/version: .../'
+  $ surva health --listen $at --config surva.toml | sed 's/version: .*/version: .../'
   ok
   version: ...
   database: SQLite, reads and writes

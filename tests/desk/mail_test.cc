@@ -114,6 +114,7 @@ TEST_P(Mails, LeaveOnceAndTellWhatBecameOfThem) {
   const auto page = Ask("");
   EXPECT_TRUE(Holds(page, "550 5.1.1 No such person &lt;here&gt;")) << page.body;
   EXPECT_TRUE(Holds(page, "perhaps sent"));
+  EXPECT_TRUE(Holds(page, "aria-current=\"page\">Mail</a>"));
   Queue("invitation");
   EXPECT_EQ(States(), "1,1 4,3 5,1 6,1");  // only who was refused is tried again
   Write({"update Participant set PIN='' where StudentID=205"});
