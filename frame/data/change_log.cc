@@ -107,12 +107,18 @@ void ChangeLog::Keep() {
       wake_.wait_for(lock, kAgain, [this] { return ends_; });
       continue;
     }
+    try {
+      RequireSound(database.get());
+    } catch (const Fault&) {
+      return;
+    }
     int outcome = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &done);
     if (outcome == SQLITE_OK && length > kTooMany && gate_.Enter(kGatePatience)) {
       outcome = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_RESTART, &length, &done);
       gate_.Leave();
     }
     if (outcome == SQLITE_IOERR_FSYNC) FailFlush();
+    watch_.Look(database.get());
     lock.lock();
     rest_is_left = outcome == SQLITE_OK && done < pages_;
     next_ = pages_ + kMany;
@@ -122,7 +128,10 @@ void ChangeLog::Keep() {
 void ChangeLog::Join() {
   const std::lock_guard lock(mutex_);
   const Files now = FilesNow();
-  if (connections_ == 0) files_ = now;
+  if (connections_ == 0) {
+    files_ = now;
+    watch_.Forget();
+  }
   if (files_ != now) {
     throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
                 path_ + ": the log of changes beside it has been deleted or replaced while surva was using it");
@@ -148,6 +157,24 @@ bool ChangeLog::Rescue(sqlite3* holder) {
   if (done < length) return false;
   Break("the log of changes beside the database file has been deleted or replaced");
   return true;
+}
+
+void ChangeLog::RequireSound(sqlite3* connection) {
+  switch (watch_.Look(connection)) {
+    case FileWatch::Sight::kSound:
+      break;
+    case FileWatch::Sight::kLogCut:
+      Break("the log of changes beside the database file has been cut off");
+      break;
+    case FileWatch::Sight::kOverwritten: {
+      // A program that is started anew finds what was put there, and nobody tells it that the log is another's: this
+      // one stays, and refuses.
+      overwritten_ = true;
+      const char* whole = nullptr;
+      broken_.compare_exchange_strong(whole, "something else has been written into the database file");
+    }
+  }
+  RequireWhole();
 }
 
 void ChangeLog::Break(const char* why) {

@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-struct sqlite3;
+#include "frame/data/file_watch.h"
 
 namespace surva::data {
 
@@ -49,6 +49,12 @@ class ChangeLog {
   // has no transaction under way, takes it over into the database file, and the log breaks. False if that fails.
   bool Rescue(sqlite3* holder);
 
+  // Throws a Fault, and the log is broken, if what stands in the files that `connection` has open is not what SQLite
+  // has put there.
+  void RequireSound(sqlite3* connection);
+  // Whether something else has been put into the database file: what is in the log does not belong to it.
+  bool overwritten() const { return overwritten_; }
+
   // A flush has failed. The system may have let go of what it could not write, and the next flush would succeed all
   // the same: nothing may be written behind that, and what stands is to be read anew by a fresh program.
   void FailFlush() { Break("a flush to disk has failed"); }
@@ -79,8 +85,10 @@ class ChangeLog {
   int pages_ = 0;  // at the last commit
   int next_ = 0;   // at how many it is to be taken over; 0 for the first time
   std::size_t connections_ = 0;
-  Files files_;                                // while there are connections
+  Files files_;  // while there are connections
+  FileWatch watch_;
   std::atomic<const char*> broken_ = nullptr;  // why
+  std::atomic<bool> overwritten_ = false;
   std::function<void(const char* why)> on_break_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <filesystem>
 
 #include "frame/data/postgres_engine.h"
 #include "frame/data/schema_upgrade.h"
@@ -155,6 +156,11 @@ void Database::Close() {
   if (dialect_ == Dialect::kSqlite && !change_log_.broken()) {
     if (closing.empty()) closing.push_back(Open());
     closing.front()->RunScript("PRAGMA wal_checkpoint(TRUNCATE)");
+  }
+  if (change_log_.overwritten()) {
+    closing.clear();
+    std::error_code ignored;
+    std::filesystem::rename(address_ + "-wal", address_ + "-wal.overwritten", ignored);
   }
 }
 

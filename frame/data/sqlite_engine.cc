@@ -293,7 +293,7 @@ void SqliteEngine::CheckFiles() {
     throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.",
                 path_ + " has been deleted or replaced while surva was using it; put it back, or restart surva");
   }
-  if (log_.IsInPlace()) return;
+  if (log_.IsInPlace()) return log_.RequireSound(database_.get());
   Rollback();
   // As long as that fails this connection is kept: it has what was written.
   usable_ = usable_ && !log_.Rescue(database_.get());

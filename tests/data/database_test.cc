@@ -58,6 +58,31 @@ TEST_F(SqliteFile, TakesNothingWhenItIsNotTheOneThatWasOpened) {
   EXPECT_FALSE(fs::exists(other));
 }
 
+// Nor once somebody has copied an older one over it, or has cut its log off.
+TEST_F(SqliteFile, TakesNothingOnceAnotherProgramHasWrittenIntoIt) {
+  const auto refuses = [&](int broken) {
+    int seen = 0;
+    database->OnBrokenLog([&](const char*) { ++seen; });
+    for (const bool shares : {true, false})
+      EXPECT_EQ(StoreMessage(*database, "lost", shares), FaultNumber::kConnectionFailed);
+    EXPECT_EQ(seen, broken);
+    database->Close();
+    database.Reopen();
+    EXPECT_EQ(Read(*database, {"select group_concat(Message) from Message"}), "older");
+  };
+  StoreMessage(*database, "older");
+  database.Reopen();
+  fs::copy_file(file, away);
+  StoreMessage(*database, std::string(10000, 'x').c_str());
+  database.Reopen();
+  StoreMessage(*database, "newer");
+  fs::copy_file(away, file, fs::copy_options::overwrite_existing);
+  refuses(0);
+  StoreMessage(*database, "cut off");
+  fs::resize_file(file.string() + "-wal", 4096);
+  refuses(1);
+}
+
 // Also where the thread that sees to it cannot be started at first, and then cannot open the file: the commits stand.
 TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
   const std::string text(1'000'000, 'x');
