@@ -68,3 +68,10 @@ Certificates and keys that will not do are told with a remedy, before anybody is
   surva: cannot read the TLS key locked
   surva: cannot read the TLS key issuer.key
   [2]
+
+So is a site that lacks files.
+
+  $ mkdir half && printf 'dsn = "sqlite:a.db"\nsite = "half"\n' >surva.toml && surva check --config surva.toml | sed 's/and [0-9]* /and N /'
+  warning: site: half lacks Java/Desk.js and N more style sheets and scripts
+    name a copy of this version's own site folder
+  The configuration is fine. The database is sound.
