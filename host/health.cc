@@ -20,10 +20,21 @@ using data::Number;
 constexpr std::chrono::milliseconds kPatience{1800};
 constexpr std::chrono::seconds kHolds{1};
 constexpr std::chrono::seconds kWriteEvery{5};
+constexpr std::chrono::seconds kRoomEvery{30};
 // Who writes much may keep others from writing for a while; who is kept longer than this is cut off.
 constexpr std::chrono::milliseconds kWritersTurn{1000};
 constexpr std::chrono::seconds kWritersPatience{30};
 constexpr const char* kSilent = "the database has not answered in time";
+
+// What is changed in place finds room on a full disk for long, what is added does not. A temporary table begins empty,
+// and goes with the transaction: one that stays would keep the server from freezing old transactions' numbers.
+void FindRoom(data::Connection& connection) try {
+  connection.Execute({"create temporary table HealthzRoom (Filler integer) on commit drop"});
+  connection.Execute({"insert into HealthzRoom values (1)"});
+} catch (const Fault& fault) {
+  // Whoever may make no such tables says nothing of the disk.
+  if (fault.number() == FaultNumber::kConnectionFailed) throw;
+}
 
 }  // namespace
 
@@ -170,6 +181,10 @@ void Health::TryDatabase() {
   try {
     data::Connection connection(database);
     connection.SetDeadline(now + kWritersTurn);
+    if (own_ && now - last_room_ >= kRoomEvery) {
+      FindRoom(connection);
+      last_room_ = now;
+    }
     connection.Execute({"insert into VisitorSession (SessionKey, Contents, LastUse, TimeoutMinutes) values (",
                         Bound(Field(row_)), ", '', ", Number(guard::SecondsNow()),
                         ", 1) on conflict (SessionKey) do update set LastUse=excluded.LastUse"});

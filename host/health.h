@@ -55,6 +55,7 @@ class Health {
   // Of the checking thread.
   std::optional<data::Database> own_;
   Time last_write_;
+  Time last_room_;       // was found for more
   bool writes_ = false;  // the last one went through
 
   std::mutex mutex_;

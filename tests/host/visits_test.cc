@@ -217,6 +217,16 @@ TEST(FullServer, IsNotIll) {
   RunOnServer("drop role " + user);
 }
 
+// What is written in place finds room there for long; what is added, as an acceptance, does not.
+TEST(FullDisk, IsSeenByWhatIsAdded) {
+  TestDatabase database(data::Dialect::kPostgres);
+  Node node(database.dsn());
+  database->Take()->RunScript(
+      "create function no_room() returns event_trigger language plpgsql as $$ begin raise exception using "
+      "errcode='disk_full'; end $$; create event trigger no_room on ddl_command_start execute function no_room()");
+  EXPECT_EQ(Browser().Get(node, "/healthz").status, 503U);
+}
+
 TEST(HangingDatabase, IsToldAllTheSame) {
   std::latch release(1);
   TestDatabase database(data::Dialect::kSqlite);
