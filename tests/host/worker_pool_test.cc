@@ -148,6 +148,20 @@ TEST(WorkerPool, AnAddressFillsNoMoreRoomThanItLeaves) {
   EXPECT_EQ(served.text().back(), '!');
 }
 
+// The second comes while a worker is on its way to the first, who waits for it.
+TEST(WorkerPool, TwoAtOnceHaveTwoWorkers) {
+  for (int times = 0; times < 20; ++times) {
+    std::latch both(2);
+    Served served({.threads = 2});
+    const auto meet = [&](const Turn&) {
+      both.count_down();
+      if (test::Becomes([&] { return both.try_wait(); })) served.Note('.');
+    };
+    for (int job = 0; job < 2; ++job) served.Post('.', {.run = meet});
+    ASSERT_EQ(served.Await(2), "..");
+  }
+}
+
 TEST(WorkerPool, LosesNoJobInARush) {
   constexpr int kJobs = 20'000;
   Served served({.threads = 4, .patience = std::chrono::hours(1), .most_bytes = 64 * 1024});

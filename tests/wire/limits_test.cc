@@ -78,7 +78,7 @@ TEST(Limits, AnAnswerMustBeTaken) {
 }
 
 TEST(Limits, IdleConnectionsAreClosedInSilence) {
-  Loopback loopback({.limits = {.idle = 1s, .tick = 20ms}});
+  Loopback loopback({.limits = {.header = 2s, .idle = 1s, .tick = 20ms}});
   Client unused(loopback.port());
   Client used(loopback.port());
   EXPECT_EQ(used.Get("/").status, 200U);
