@@ -8,6 +8,7 @@
 
 #include "frame/data/connection.h"
 #include "tests/support/test_database.h"
+#include "tests/support/watching.h"
 
 namespace surva::test {
 namespace {
@@ -169,9 +170,13 @@ TEST_F(PostgresServer, ACommitWithoutAReplyIsInDoubt) {
       "create constraint trigger linger after insert on Message deferrable initially deferred "
       "for each row execute function linger()");
   const std::jthread killer([this] {
-    std::this_thread::sleep_for(200ms);
-    RunOnServer("select pg_terminate_backend(pid) from pg_stat_activity where query='COMMIT' and datname='" +
-                database.postgres_name() + "'");
+    Database server(PostgresAddress("postgres"));
+    EXPECT_TRUE(Becomes([&] {
+      const std::string ended = Read(server, {"select count(pg_terminate_backend(pid)) from pg_stat_activity where "
+                                              "wait_event='PgSleep' and datname=",
+                                              Text(database.postgres_name())});
+      return ended == "1";
+    }));
   });
   EXPECT_EQ(StoreMessage(*database, "one"), FaultNumber::kCommitInDoubt);
 }

@@ -166,7 +166,7 @@ TEST_P(Visits, ATroubledDatabaseIsToldAtOnce) {
   EXPECT_EQ(node.log.text().find("error: "), std::string::npos);
   watch.away = true;
   browser.Get(node, "/admin/company.asp", "Modify=1");
-  EXPECT_NE(node.log.text().find(" /admin/company.asp: The database does not answer."), std::string::npos);
+  EXPECT_NE(node.log.text().find("error:  /admin/company.asp: The database does not answer."), std::string::npos);
   watch.away = false;
   if (GetParam() == data::Dialect::kPostgres) return;
   std::filesystem::remove(database.dsn().substr(std::string("sqlite:").size()));

@@ -29,8 +29,8 @@ data::RowSet NoRowsOf(const std::string& table) {
   return {found, {}, {}};
 }
 
-// Puts rows into their tables, which may be emptied first, all of them. The keys made afterwards follow the greatest
-// one of each table; on SQLite they do by themselves.
+// Puts rows into their tables, or into one if not all are emptied first. The keys made afterwards follow the greatest
+// one of each; on SQLite they do by themselves.
 void Put(data::Database& database, const std::vector<data::RowSet>& all, bool empties) {
   const bool sqlite = database.dialect() == data::Dialect::kSqlite;
   std::string empty = sqlite ? "DELETE FROM sqlite_sequence;" : "";
@@ -40,7 +40,8 @@ void Put(data::Database& database, const std::vector<data::RowSet>& all, bool em
       const std::string name(table->name);
       const std::string key(table->key().name);
       empty += "DELETE FROM " + name + ";";
-      if (sqlite || table->key().type != data::ColumnType::kKey) continue;
+      const bool is_meant = empties || table == all.front().table;
+      if (sqlite || !is_meant || table->key().type != data::ColumnType::kKey) continue;
       keys += "SELECT setval(pg_get_serial_sequence('" + name + "', lower('" + key + "')), coalesce(max(" + key +
               "), 0) + 1, false) FROM " + name + ";";
     }
@@ -52,7 +53,7 @@ void Put(data::Database& database, const std::vector<data::RowSet>& all, bool em
     const data::Piece nothing[] = {"delete from ", data::Name(*rows.table), " where 1=0"};
     engine->Replace(nothing, rows);
   }
-  engine->RunScript(keys);
+  if (!keys.empty()) engine->RunScript(keys);
   engine->Commit(data::Durability::kMemory, {});
   database.Give(std::move(engine));
 }
@@ -122,7 +123,8 @@ void LoadFixture(data::Database& database) {
     if (!line.starts_with(' ')) all.push_back(NoRowsOf(words[0].text));
     data::RowSet& rows = all.back();
     if (line.starts_with(' ')) {
-      for (std::size_t i = 0; i < words.size(); ++i) rows.cells.push_back(ValueOf(*rows.columns.at(i), words[i]));
+      if (words.size() != rows.columns.size()) throw std::runtime_error("a row of another length: " + line);
+      for (std::size_t i = 0; i < words.size(); ++i) rows.cells.push_back(ValueOf(*rows.columns[i], words[i]));
     } else {
       for (std::size_t i = 1; i < words.size(); ++i) rows.columns.push_back(&rows.table->Find(words[i].text));
     }

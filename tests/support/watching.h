@@ -13,8 +13,11 @@ namespace surva::test {
 // Whether something comes true before a minute is over.
 template <class Condition>
 bool Becomes(const Condition& condition) {
-  for (int i = 0; i < 12'000 && !condition(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  return condition();
+  for (int i = 0; i < 12'000; ++i) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
 }
 
 class KeptLog final : public wire::Log {

@@ -45,25 +45,24 @@ class Client {
   const boost::system::error_code& error() const { return stream_.error(); }
 
   void Send(std::string_view bytes) {
-    Begin();
+    Arm();
     stream_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush();
   }
   void EndSending() { stream_.socket().shutdown(boost::asio::socket_base::shutdown_send); }
 
   // The next answer; `bodiless` for one to HEAD.
   Answer Read(bool bodiless = false) {
-    Begin();
+    Arm();
     Answer answer;
     std::string line;
     while (std::getline(stream_, line) && line != "\r") answer.head += line + "\n";
     if (!stream_) return {};
     answer.status = static_cast<unsigned>(std::stoul(answer.head.substr(9, 3)));
     if (!bodiless && answer.Says("Transfer-Encoding: chunked")) {
-      std::string chunk = "more";
-      while (!chunk.empty() && std::getline(stream_, line)) {
-        chunk = Take(std::stoul(line, nullptr, 16));
-        answer.body += chunk;
-        answer.whole = Take(2) == "\r\n" && chunk.empty();
+      while (!answer.whole && std::getline(stream_, line)) {
+        const std::size_t length = std::stoul(line, nullptr, 16);
+        answer.body += Take(length);
+        answer.whole = Take(2) == "\r\n" && length == 0;
       }
       return answer;
     }
@@ -75,7 +74,7 @@ class Client {
   }
   // All that comes until the server closes the connection.
   std::string ReadToEnd() {
-    Begin();
+    Arm();
     return {std::istreambuf_iterator<char>(stream_), {}};
   }
   Answer Ask(std::string_view bytes) {
@@ -91,7 +90,7 @@ class Client {
   bool IsClosed() { return ReadToEnd().empty() && error() != boost::asio::error::timed_out; }
 
  private:
-  void Begin() {
+  void Arm() {
     stream_.clear();
     stream_.expires_after(10s);
   }
