@@ -85,6 +85,7 @@ TEST(WorkerPool, AddressesTakeTurnsAndOneVisitorsJobsKeepTheirOrder) {
 
 TEST(WorkerPool, ReadersPassWritersThatAreStuck) {
   Served served({.threads = 1, .patience = milliseconds(500)});
+  std::this_thread::sleep_for(milliseconds(150));  // also when nobody has come for a while
   served.Brake(Lane::kWriting);
   served.Post('w', {.lane = Lane::kWriting});
   served.Post('r', {.lane = Lane::kReading});
