@@ -10,9 +10,8 @@
 namespace surva::data {
 
 // Connects to a postgresql:// address; `traffic` counts. Throws Fault.
+std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic);
 // Whether the server has refused a connection because it has none to spare.
 bool IsFull(const Fault& fault);
-
-std::unique_ptr<Engine> OpenPostgres(const std::string& address, Traffic& traffic);
 
 }  // namespace surva::data
