@@ -187,8 +187,9 @@ TEST(Limits, BytesInFlightInAllAndPerAddress) {
 TEST(Limits, RunningOutOfDescriptorsPassesBy) {
   Loopback loopback;
   Client client(loopback.port());
-  // The sanitizer wants a descriptor where an object is first called: the log, after an answer.
+  // The sanitizer wants a descriptor where an object is first called: the log, after an answer and with an error.
   for (int i = 0; i < 2; ++i) EXPECT_EQ(client.Get("/").status, 200U);
+  loopback.log.Error("");
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   // The next client takes the last descriptor that there is; the server finds none for its end.

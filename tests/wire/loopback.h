@@ -173,7 +173,7 @@ class EchoSite : public Site {
 
 class Loopback {
  public:
-  explicit Loopback(ServerOptions options = {}) : server(io_, std::move(options), site, log_) {
+  explicit Loopback(ServerOptions options = {}) : server(io_, std::move(options), site, log) {
     thread_ = std::thread([this] { server.Run(); });
   }
   ~Loopback() { Stop(); }
@@ -195,9 +195,9 @@ class Loopback {
   }
 
   EchoSite site;
+  test::KeptLog log;
 
  private:
-  test::KeptLog log_;
   boost::asio::io_context io_{1};
 
  public:
