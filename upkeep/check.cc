@@ -282,7 +282,8 @@ class Look {
     }
     if (const auto events = count({"select count(*) as Cnt from Schedule where BeginDate is null or EndDate is null"});
         events > 0) {
-      Add(Kind::kDamage, Counted(events, "event has", "events have") + " no dates and stand in no calendar",
+      Add(Kind::kDamage,
+          Counted(events, "event without dates stands", "events without dates stand") + " in no calendar",
           "give them dates on the page of the event");
     }
     if (const auto empty = count({"select count(*) as Cnt from Schedule where not exists (select 1 from SurvaLayout "

@@ -170,7 +170,7 @@ A check tells what is wrong, and what to do.
     remove them from their events and enrol them again, which gives new PINs
   damage: 2 survas are the default one
     choose one of them again on the page of survas
-  damage: 1 event has no dates and stand in no calendar
+  damage: 1 event without dates stands in no calendar
     give them dates on the page of the event
   The configuration is fine. The database is not sound.
   [1]
@@ -180,6 +180,7 @@ A check tells what is wrong, and what to do.
   > drop trigger Schedule_update;
   > update Company set Description='a' || char(0) where CompanyID=2;
   > update Company set Description=cast(x'c328' as text) where CompanyID=3;
+  > insert into Message (Message) select cast(x'c328' as text) from Mark limit 1500;
   > update Schedule set BeginDate='2026-02-31' where ScheduleID=2;
   > update sqlite_sequence set seq=seq-1 where name='Mark';
   > END
@@ -200,11 +201,13 @@ A check tells what is wrong, and what to do.
     write them anew on the page of their rows, or restore a backup (surva restore)
   damage: 1 value of BeginDate in table Schedule cannot be read as a day
     write them anew on the page of their rows, or restore a backup (surva restore)
+  damage: 1500 values of Message in table Message cannot be read as text
+    write them anew on the page of their rows, or restore a backup (surva restore)
   damage: 1 PIN is given to several participants
     remove them from their events and enrol them again, which gives new PINs
   damage: 2 survas are the default one
     choose one of them again on the page of survas
-  damage: 1 event has no dates and stand in no calendar
+  damage: 1 event without dates stands in no calendar
     give them dates on the page of the event
   The configuration is fine. The database is not sound.
   [1]

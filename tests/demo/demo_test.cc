@@ -19,9 +19,13 @@ SURVA_ON_BOTH_ENGINES(DemoTest);
 // be searched for.
 TEST_P(DemoTest, Cases) {
   TestDatabase database(GetParam());
-  demo::Fill(*database, StillClock());
+  const demo::Summary summary = demo::Fill(*database, StillClock());
   data::Connection db(*database);
   std::string told;
+  for (const demo::Summary::OpenPin& open : summary.pins) {
+    told +=
+        "PIN: " + open.student + ", " + open.training + ", " + open.surva + ", " + Field(open.begin_date).Text() + "\n";
+  }
   for (const data::Table* table : data::AllTables()) {
     const data::Rows rows = db.Query({"select * from ", data::Name(*table), " order by 1"});
     std::string all;
