@@ -61,6 +61,24 @@ TEST_P(GuardedSite, OpensNoStaffPageWithoutASignIn) {
   EXPECT_EQ(Browser(same).Get(other, "/admin/default.asp").status, 303U);
 }
 
+TEST_P(GuardedSite, KeepsAccountsOnTheirPage) {
+  AddStaff();
+  Browser owner = SignIn(node, "anna");
+  Browser elsewhere = SignIn(other, "anna");
+  const auto act = [&](const std::string& form) { return owner.Post(node, "/admin/account", form); };
+  EXPECT_EQ(act("do=own&old=four+white+storks&password=four+white+storks").status, 400U);
+  EXPECT_NE(act("do=own&old=three+blue+cranes&password=four+white+storks").body.find(">Your password is changed."),
+            std::string::npos);
+  EXPECT_EQ(elsewhere.Get(other, "/admin/account").status, 303U);
+  for (const char* form : {"do=add&name=paul&role=planner&password=three+blue+cranes", "do=role&name=paul&role=analyst",
+                           "do=set&name=paul&password=four+white+storks", "do=remove&name=dora"}) {
+    EXPECT_EQ(act(form).status, 303U) << form;
+  }
+  EXPECT_NE(act("do=remove&name=anna").body.find("One owner must remain."), std::string::npos);
+  EXPECT_EQ(SignIn(other, "paul").Get(node, "/admin/schedule.asp").status, 303U) << "another password was set";
+  EXPECT_EQ(Read({"select min(Name) || max(Name) || min(Role) from StaffAccount"}), "annapaulanalyst");
+}
+
 TEST_P(GuardedSite, SaysTheSameOfEveryFailedSignIn) {
   AddStaff();
   const auto sign_in = [](Node& node, const std::string& password) {
