@@ -83,45 +83,63 @@ void Search::ChoosePlan() {
 }
 
 // Looks how many rows each range holds, and how many the missing values add that match whatever was typed; neither is
-// counted further than it matters.
+// counted further than it matters. The order of the list comes first: where it leaves a handful, the others need no
+// look.
 void Search::FindFew(std::int64_t most) {
-  std::vector<Piece> statement;
   std::vector<const Condition*> asked;
-  const Piece key = Name(record_.table.key());
-  const Piece& limit = most == kVeryFew ? kVeryFewAndOne : kFewAndOne;
   for (const Condition& condition : conditions_) {
-    if (!condition.has_range()) continue;
-    asked.push_back(&condition);
-    const Piece& column = condition.criterion->column;
-    Append(statement, {statement.empty() ? Piece("select ") : Piece(", "), "(select count(*) from (select "});
-    if (!condition.most.empty()) {
-      Append(statement, {key, " from ", Name(record_.table), " where "});
-      AppendRange(statement, condition);
-      // In the order of its index: an engine that guesses that many rows match would rather read the table for them.
-      Append(statement, {" order by ", column});
-    } else {
-      // One range behind the other: an engine that gathers them would gather all before it counts the first.
-      for (const auto& [least, last] : condition.numbers) {
-        if (least != condition.numbers.front().first) Append(statement, {" union all select "});
-        Append(statement, {key, " from ", Name(record_.table), " where ", column, " between ", Number(least), " and ",
-                           Number(last)});
-      }
-    }
-    Append(statement, {limit, ") as Matching), (select count(*) from (select ", key, " from ", Name(record_.table),
-                       " where ", condition.criterion->column, " is null", limit, ") as Missing)"});
+    if (condition.has_range()) asked.insert(condition.criterion->walked ? asked.begin() : asked.end(), &condition);
   }
   if (asked.empty()) return;
+  const Piece& limit = most == kVeryFew ? kVeryFewAndOne : kFewAndOne;
+  std::vector<Piece> statement{"with Foremost as materialized (select "};
+  AppendMatching(statement, *asked.front(), limit);
+  Append(statement, {" as Ranged, "});
+  AppendMissing(statement, *asked.front(), limit);
+  Append(statement, {" as Empty) select Ranged, Ranged+Empty"});
+  for (std::size_t i = 1; i < asked.size(); ++i) {
+    Append(statement, {", case when Ranged+Empty>10 then "});
+    AppendMatching(statement, *asked[i], limit);
+    Append(statement, {"+"});
+    AppendMissing(statement, *asked[i], limit);
+    Append(statement, {" end"});
+  }
+  Append(statement, {" from Foremost"});
   const Rows counts = connection_.Query(data::Statement(statement));
+  const data::Row row = counts.First();
+  if (asked.front()->criterion->walked && row[0].Integer() == row[1].Integer()) walked_ = asked.front();
   std::int64_t fewest = most + 1;
   for (std::size_t i = 0; i < asked.size(); ++i) {
-    const std::int64_t matching = counts.First()[static_cast<int>(2 * i)].Integer();
-    const std::int64_t missing = counts.First()[static_cast<int>(2 * i + 1)].Integer();
-    if (matching + missing < fewest) {
-      fewest = matching + missing;
-      few_ = asked[i];
-    }
-    if (asked[i]->criterion->walked && missing == 0) walked_ = asked[i];
+    const Field rows = row[static_cast<int>(i + 1)];
+    if (rows.IsNull() || rows.Integer() >= fewest) continue;
+    fewest = rows.Integer();
+    few_ = asked[i];
   }
+}
+
+void Search::AppendMatching(std::vector<Piece>& statement, const Condition& condition, const Piece& limit) const {
+  const Piece key = Name(record_.table.key());
+  const Piece& column = condition.criterion->column;
+  Append(statement, {"(select count(*) from (select "});
+  if (!condition.most.empty()) {
+    Append(statement, {key, " from ", Name(record_.table), " where "});
+    AppendRange(statement, condition);
+    // In the order of its index: an engine that guesses that many rows match would rather read the table for them.
+    Append(statement, {" order by ", column});
+  } else {
+    // One range behind the other: an engine that gathers them would gather all before it counts the first.
+    for (const auto& [least, last] : condition.numbers) {
+      if (least != condition.numbers.front().first) Append(statement, {" union all select "});
+      Append(statement, {key, " from ", Name(record_.table), " where ", column, " between ", Number(least), " and ",
+                         Number(last)});
+    }
+  }
+  Append(statement, {limit, ") as Matching)"});
+}
+
+void Search::AppendMissing(std::vector<Piece>& statement, const Condition& condition, const Piece& limit) const {
+  Append(statement, {"(select count(*) from (select ", Name(record_.table.key()), " from ", Name(record_.table),
+                     " where ", condition.criterion->column, " is null", limit, ") as Missing)"});
 }
 
 void Search::AppendCondition(std::vector<Piece>& statement, const Condition& condition) const {
@@ -160,7 +178,7 @@ Rows Search::ReadPage(std::int64_t page) {
     link = " and ";
   }
   if (few_ != nullptr) {
-    const data::Among few = data::AmongFew(connection_.dialect());
+    const data::Around few = data::AmongFew(connection_.dialect());
     Append(statement, {link, Name(record_.table.key()), few.opens});
     AppendFew(statement);
     Append(statement, {few.closes, ") select * from Found"});

@@ -42,6 +42,8 @@ class Search {
   void ChoosePlan();
   void FindFew(std::int64_t most);
   void AppendCondition(std::vector<data::Piece>& statement, const Condition& condition) const;
+  void AppendMatching(std::vector<data::Piece>& statement, const Condition& condition, const data::Piece& limit) const;
+  void AppendMissing(std::vector<data::Piece>& statement, const Condition& condition, const data::Piece& limit) const;
   void AppendFew(std::vector<data::Piece>& statement) const;
   void AppendRange(std::vector<data::Piece>& statement, const Condition& condition) const;
 

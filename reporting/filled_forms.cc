@@ -171,21 +171,27 @@ data::Rows FilledForms::CountAnswers(data::Connection& connection) const {
         statement.end(),
         {"), Counted as materialized (select VersionK, QuestionID as QuestionK, FieldValueID as FieldValueK, "
          // Form by form: PostgreSQL would guess that next to no marks meet these keys, and sort a million.
-         "count(*) as Marks from Forms cross join lateral (select QuestionID, FieldValueID from ",
+         // Whole numbers of 32 bits, whose sum is one of 64 and not a decimal.
+         "cast(count(*) as integer) as Marks from Forms cross join lateral (select QuestionID, FieldValueID from ",
          kind_.marks_of_form, " offset 0) as OfForm group by VersionK, QuestionID, FieldValueID) "});
   }
+  const auto [folds, folded] = data::Folded(connection.dialect());
   statement.insert(
       statement.end(),
       {"select Question.Content, FieldValue.FieldValue, Answers from (select VersionK, max(PositionID) as "
-       "MaxOfPositionID, min(min(Question.QuestionID)) over (partition by VersionK, Content) as FirstQuestion, "
-       "min(FieldValue.FieldValueID) as FirstValue, cast(sum(Marks) as bigint) as Answers from Counted "
+       "MaxOfPositionID, min(min(Question.QuestionID)) over (partition by VersionK, ",
+       folds, "Content", folded, ") as FirstQuestion, min(FieldValue.FieldValueID) as FirstValue, ", folds,
+       "FieldValue.FieldValue", folded,
+       " as ValueOrder, sum(Marks) as Answers from Counted "
        "inner join Question on Question.QuestionID=QuestionK "
        "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
        "left join FieldValue on FieldValue.FieldValueID=FieldValueK "
-       "where QuestionType<>3 group by VersionK, Question.Content, FieldValue.FieldValue) as Grouped "
+       "where QuestionType<>3 group by VersionK, ",
+       folds, "Content", folded, ", ", folds, "FieldValue.FieldValue", folded,
+       ") as Grouped "
        "inner join Question on Question.QuestionID=FirstQuestion "
        "left join FieldValue on FieldValue.FieldValueID=FirstValue "
-       "order by VersionK, MaxOfPositionID nulls first, FieldValue.FieldValue nulls first, FirstQuestion"});
+       "order by VersionK, MaxOfPositionID nulls first, ValueOrder nulls first, FirstQuestion"});
   return connection.Query(statement);
 }
 

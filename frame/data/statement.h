@@ -104,11 +104,15 @@ Piece Bound(const Field& value);
 Piece Name(const Table& table);
 Piece Name(const Column& column);
 
-// What stands around a `select` of few keys, behind the column that is to be among them.
-struct Among {
+// What an engine wants written around a part of a statement.
+struct Around {
   Piece opens;
   Piece closes;
 };
-Among AmongFew(Dialect dialect);
+// Around a `select` of few keys, behind the column that is to be among them.
+Around AmongFew(Dialect dialect);
+// Around a text column by which much is grouped or sorted: its order, but letter case is looked at once for each row
+// and not at each comparison. The text itself is no longer to be had from it.
+Around Folded(Dialect dialect);
 
 }  // namespace surva::data
