@@ -26,6 +26,12 @@ Engine& Connection::Open() {
     own_ = database_.Take(deadline_);
     engine_ = own_.get();
     fresh_ = true;
+    // What had begun on a connection that was lost.
+    if (begun_) {
+      engine_->Begin();
+      engine_->SetAuthor(author_);
+      for (const std::int64_t lock : locks_) engine_->Lock(lock);
+    }
   }
   return *engine_;
 }
@@ -42,15 +48,6 @@ void Connection::Enter(std::chrono::milliseconds patience) {
 std::chrono::milliseconds Connection::Patience() const {
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
   return std::clamp<std::chrono::milliseconds>(left, {}, kWritersPatience);
-}
-
-void Connection::Reopen() {
-  LetGo();
-  Open();
-  if (!begun_) return;
-  engine_->Begin();
-  engine_->SetAuthor(author_);
-  for (const std::int64_t lock : locks_) engine_->Lock(lock);
 }
 
 void Connection::LetGo() noexcept {
@@ -72,7 +69,8 @@ Rows Connection::Run(Statement statement, Effect effect) {
     fresh_ = false;
     if (!lost) throw;
   }
-  Reopen();
+  LetGo();
+  Open();
   fresh_ = false;
   return engine_->Run(statement, effect);
 }
@@ -132,8 +130,9 @@ void Connection::Lock(std::string_view thing) {
 
 void Connection::HoldNow(std::string_view thing) {
   Begin();
+  Engine& engine = Open();
   locks_.push_back(static_cast<std::int64_t>(internal::HashName(thing)));
-  engine_->Lock(locks_.back());
+  engine.Lock(locks_.back());
 }
 
 void Connection::Hold(std::string_view thing) {
@@ -167,7 +166,8 @@ void Connection::Replace(std::string_view thing, std::initializer_list<Piece> re
 void Connection::BeginTrans() {
   BeginWrite();
   written_ = true;
-  engine_->BeginInner();
+  Open().BeginInner();
+  fresh_ = false;
 }
 
 void Connection::CommitTrans() {
@@ -236,9 +236,10 @@ void Connection::CommitTo(const std::function<void(Engine&)>& flush) {
       written_ = true;
       for (std::size_t i = 0; i + 1 < at_commit_.size(); ++i) Run(at_commit_[i].statement(), Effect::kWrite);
     }
-    if (begun_) {
+    // Without an engine, what had begun has reached nothing.
+    if (begun_ && (engine_ != nullptr || !at_commit_.empty())) {
       const Durability durability = written_ ? durability_ : Durability::kMemory;
-      engine_->Commit(durability, at_commit_.empty() ? Statement() : at_commit_.back().statement());
+      Open().Commit(durability, at_commit_.empty() ? Statement() : at_commit_.back().statement());
       begun_ = false;
       LeaveGate();
       if (durability == Durability::kDisk && engine_->dialect() == Dialect::kSqlite) flush(*engine_);

@@ -102,8 +102,6 @@ class Connection {
   Engine& Open();
   void Enter(std::chrono::milliseconds patience);
   std::chrono::milliseconds Patience() const;
-  // Another connection in place of one that was lost while nobody used it.
-  void Reopen();
   void LetGo() noexcept;  // of the connection
   void Begin();
   void BeginWrite();

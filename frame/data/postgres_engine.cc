@@ -19,6 +19,9 @@ namespace {
 // How many savepoints may stand one within the other before they are folded into one: each costs the server memory.
 constexpr std::size_t kMostMarks = 16;
 
+// How much longer than a statement may take its answer is waited for.
+constexpr std::chrono::milliseconds kSilence{5'000};
+
 // How long the server goes by the patience that it was told.
 constexpr std::chrono::seconds kToldFor{1};
 
@@ -48,7 +51,11 @@ class PostgresEngine final : public Engine {
   }
 
   Dialect dialect() const override { return Dialect::kPostgres; }
-  void SetDeadline(Time deadline) override { deadline_ = deadline; }
+  void SetDeadline(Time deadline) override {
+    deadline_ = deadline;
+    const bool bounded = deadline != Time::max() && longest_statement_.count() > 0;
+    link_.SetPatience(bounded ? longest_statement_ + kSilence : std::chrono::milliseconds::zero());
+  }
   Rows Run(Statement statement, Effect effect) override;
   std::int64_t RowsTouched() const override { return rows_touched_; }
   void Replace(Statement removal, const RowSet& rows) override;
@@ -87,7 +94,8 @@ class PostgresEngine final : public Engine {
   TableNames table_names_;
   std::unordered_map<std::string, Prepared> prepared_;  // by text
   std::int64_t names_given_ = 0;
-  std::chrono::milliseconds longest_patience_{0};  // that a lock is waited for, whatever the deadline says; 0: none
+  std::chrono::milliseconds longest_patience_{0};   // that a lock is waited for, whatever the deadline says; 0: none
+  std::chrono::milliseconds longest_statement_{0};  // that the server lets run; 0: any
   Time deadline_ = Time::max();
   Time told_at_;  // how long a lock is to be waited for
   std::int64_t rows_touched_ = 0;
@@ -123,10 +131,15 @@ void PostgresEngine::LearnTables() {
 }
 
 void PostgresEngine::LearnPatience() {
-  link_.Add("select (extract(epoch from current_setting('lock_timeout')::interval) * 1000)::bigint");
+  link_.Add("select (extract(epoch from current_setting('lock_timeout')::interval) * 1000)::bigint, "
+            "(extract(epoch from current_setting('statement_timeout')::interval) * 1000)::bigint");
   const PostgresResult result = link_.Finish();
   if (!PostgresLink::Succeeded(result.get())) link_.Fail(result.get());
-  longest_patience_ = std::chrono::milliseconds(std::strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10));
+  const auto time = [&](int column) {
+    return std::chrono::milliseconds(std::strtoll(PQgetvalue(result.get(), 0, column), nullptr, 10));
+  };
+  longest_patience_ = time(0);
+  longest_statement_ = time(1);
 }
 
 // How long the server is to wait for a lock now, in milliseconds.

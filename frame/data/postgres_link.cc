@@ -1,5 +1,6 @@
 #include "frame/data/postgres_link.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -46,6 +47,7 @@ PGconn* Connect(const std::string& address) {
 PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
     : connection_(Connect(address)), traffic_(traffic) {
   if (PQstatus(connection_.get()) != CONNECTION_OK) Fail(nullptr);
+  PQsetnonblocking(connection_.get(), 1);
   // Notices (a table that stands already) are of no use to anybody, but for a warning behind a commit.
   PQsetNoticeReceiver(
       connection_.get(),
@@ -108,6 +110,25 @@ void PostgresLink::AddPrepared(const std::string& name, std::span<const std::str
                            nullptr, 0));
 }
 
+// Whether the next result is there, or the connection's loss; not if it did not come in time.
+bool PostgresLink::Await() {
+  PGconn* const connection = connection_.get();
+  const auto until = std::chrono::steady_clock::now() + patience_;
+  while (true) {
+    const int unsent = PQflush(connection);
+    if (PQisBusy(connection) == 0 || !usable()) return true;
+    std::chrono::milliseconds left{-1};
+    if (patience_.count() > 0) {
+      left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+      if (left.count() <= 0) break;
+    }
+    pollfd socket{PQsocket(connection), static_cast<short>(unsent > 0 ? POLLIN | POLLOUT : POLLIN), 0};
+    if (poll(&socket, 1, static_cast<int>(left.count())) > 0) PQconsumeInput(connection);
+  }
+  broken_ = true;
+  return false;
+}
+
 PostgresResult PostgresLink::Finish() {
   ++traffic_.round_trips;
   Sent(PQpipelineSync(connection_.get()));
@@ -115,6 +136,10 @@ PostgresResult PostgresLink::Finish() {
   bool failed = false;
   int ended = 0;
   while (true) {
+    if (!Await()) {
+      kept.reset();
+      break;
+    }
     PostgresResult result(PQgetResult(connection_.get()));
     if (!result) {
       if (++ended > added_ || !usable()) break;
@@ -136,21 +161,32 @@ bool PostgresLink::Succeeded(const PGresult* result) {
   return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
 }
 
-void PostgresLink::Run(const std::string& script) {
+// The result of the last statement, or of the one that failed; null if none came.
+PostgresResult PostgresLink::Ask(const std::string& script) {
   ++traffic_.statements;
   ++traffic_.round_trips;
-  const PostgresResult result(PQexec(connection_.get(), script.c_str()));
+  PostgresResult last;
+  if (PQsendQuery(connection_.get(), script.c_str()) != 1) return last;
+  while (true) {
+    if (!Await()) return nullptr;
+    PostgresResult result(PQgetResult(connection_.get()));
+    if (!result) return last;
+    last = std::move(result);
+  }
+}
+
+void PostgresLink::Run(const std::string& script) {
+  const PostgresResult result = Ask(script);
   if (!Succeeded(result.get())) Fail(result.get());
 }
 
 void PostgresLink::TryRun(const std::string& script) noexcept {
-  ++traffic_.statements;
-  ++traffic_.round_trips;
-  const PostgresResult result(PQexec(connection_.get(), script.c_str()));
+  Ask(script);
 }
 
 void PostgresLink::Fail(const PGresult* result) const {
   std::string detail = result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(connection_.get());
+  if (detail.empty() && broken_) detail = "no answer in time";
   while (!detail.empty() && detail.back() == '\n') detail.pop_back();
   for (char& c : detail) {
     if (c == '\n') c = ' ';

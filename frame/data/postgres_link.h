@@ -3,6 +3,7 @@
 
 #include <libpq-fe.h>
 
+#include <chrono>
 #include <memory>
 #include <span>
 #include <string>
@@ -20,6 +21,11 @@ class PostgresLink {
  public:
   // Connects; `traffic` counts. Throws Fault.
   PostgresLink(const std::string& address, Traffic& traffic);
+
+  // How long an answer may be awaited; 0 is for ever. A server that is alive answers within its own limits; what hangs
+  // (its disk, its machine) would hold whoever asked. A link whose answer did not come is lost: what the server makes
+  // of the question when it wakes nobody knows.
+  void SetPatience(std::chrono::milliseconds patience) { patience_ = patience; }
 
   bool usable() const { return !broken_ && PQstatus(connection_.get()) == CONNECTION_OK; }
   bool in_transaction() const { return PQtransactionStatus(connection_.get()) != PQTRANS_IDLE; }
@@ -50,12 +56,15 @@ class PostgresLink {
   };
   void Enter();
   void Sent(int code);
+  bool Await();
+  PostgresResult Ask(const std::string& script);
 
   std::unique_ptr<PGconn, CloseConnection> connection_;
   Traffic& traffic_;
   int added_ = 0;  // since the last Finish
   bool broken_ = false;
   bool warned_ = false;
+  std::chrono::milliseconds patience_{45'000};
 };
 
 }  // namespace surva::data

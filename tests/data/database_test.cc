@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <csignal>
+#include <future>
 #include <thread>
 
 #include "frame/data/connection.h"
@@ -143,6 +145,38 @@ TEST_F(PostgresServer, WithoutAConnectionToSpareIsWaitedFor) {
   RunOnServer("drop role " + user);
 }
 
+// A request whose connection was lost while nobody used it, and who gets no other, has stored nothing; he may go on if
+// there is one again, under the locks that he asked for.
+TEST_F(PostgresServer, WithoutAnotherConnectionARequestAloneFails) {
+  const std::string user = database.postgres_name() + "_lost";
+  RunOnServer("create role " + user + " login superuser");
+  Database lost(PostgresAddress(database.postgres_name(), user));
+  for (const bool writes_at_end : {false, true}) {
+    for (const bool comes_back : {false, true}) {
+      Read(lost, {"select 1"});
+      Connection db(lost);
+      db.Hold("a visitor");
+      RunOnServer("alter role " + user + " nologin");
+      RunOnServer("select pg_terminate_backend(pid, 5000) from pg_stat_activity where usename='" + user + "'");
+      EXPECT_THROW(db.Query({"select 1"}), Fault);
+      if (writes_at_end) db.ExecuteAtCommit({"insert into Message (Message) values ('last')"});
+      if (comes_back) {
+        RunOnServer("alter role " + user + " login");
+        EXPECT_EQ(Read(db, {"select count(*) from pg_locks where locktype='advisory' and pid=pg_backend_pid()"}), "1");
+      }
+      if (writes_at_end && !comes_back) {
+        EXPECT_THROW(db.Commit(), Fault);
+      } else {
+        db.Commit();
+      }
+      RunOnServer("alter role " + user + " login");
+    }
+  }
+  EXPECT_EQ(Read(*database, {"select count(*) from Message"}), "1");
+  lost.Close();
+  RunOnServer("drop role " + user);
+}
+
 TEST_F(PostgresServer, ConnectionsHaveLimitsThatTheAddressMayChange) {
   const auto limits = [](Database& opened) {
     return Read(opened, {"select current_setting('statement_timeout'), current_setting('lock_timeout'), "
@@ -161,6 +195,33 @@ TEST_F(PostgresServer, ConnectionsHaveLimitsThatTheAddressMayChange) {
     EXPECT_EQ(Read(db, {"select current_setting('lock_timeout')::interval > interval '50 minutes'"}),
               has_deadline ? "-1" : "0");
   }
+}
+
+// Its machine or its disk stands still: nothing ends the connection, and no limit of its own ends the statement.
+TEST_F(PostgresServer, AServerThatHangsIsGivenUp) {
+  Database own(database.dsn() + "&options=-c%20statement_timeout%3D100ms");
+  Connection reader(own);
+  Connection writer(own);
+  std::vector<pid_t> servers;
+  for (Connection* connection : {&reader, &writer}) {
+    connection->SetDeadline(std::chrono::steady_clock::now() + 1s);
+    servers.push_back(std::stoi(Read(*connection, {"select pg_backend_pid()"})));
+  }
+  writer.Execute({"insert into Message (Message) values ('there in the end')"});
+  for (const pid_t server : servers) ASSERT_EQ(kill(server, SIGSTOP), 0);
+  const auto fault_of = [](const auto& ask) {
+    try {
+      ask();
+    } catch (const Fault& fault) {
+      return fault.number();
+    }
+    return FaultNumber{};
+  };
+  auto read = std::async(std::launch::async, [&] { return fault_of([&] { reader.Query({"select 1"}); }); });
+  EXPECT_EQ(fault_of([&] { writer.Commit(); }), FaultNumber::kCommitInDoubt);
+  EXPECT_EQ(read.get(), FaultNumber::kConnectionFailed);
+  for (const pid_t server : servers) kill(server, SIGCONT);
+  EXPECT_TRUE(Becomes([&] { return Read(*database, {"select count(*) from Message"}) == "1"; }));
 }
 
 // The server ends in the middle of the commit: what was written may stand or not, and nobody may say that it does not.
