@@ -50,6 +50,8 @@ class CreateForm final : public PageObject {
   void WritePublicLink(const Field& version);
   void SaveVersionProperties(std::string_view version);
 
+  // For what changes places on a version: designers who do so at the same moment pass one after the other.
+  data::Connection& HoldLayout(std::string_view version);
   void ShowLayoutEditor(data::Connection& connection, std::string_view version);
   void WriteRowButtons(std::int16_t layout_id, std::int16_t version, bool is_first, bool is_last);
   void DeleteLayoutRow(std::string_view version);

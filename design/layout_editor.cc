@@ -93,10 +93,16 @@ std::int64_t PlaceOf(data::Connection& db, std::string_view layout_id, std::stri
 
 }  // namespace
 
+data::Connection& CreateForm::HoldLayout(std::string_view version) {
+  data::Connection& db = OpenConnection();
+  db.Lock("layout " + std::string(version));
+  return db;
+}
+
 void CreateForm::DeleteLayoutRow(std::string_view version) {
   const std::string_view layout_id = request()("CnfDelQuestion");
   if (!layout_id.empty()) {
-    data::Connection& db = OpenConnection();
+    data::Connection& db = HoldLayout(version);
     const std::int64_t freed = PlaceOf(db, layout_id, version);
     db.Execute({"delete from survaLayout where survaLayoutId=", Number(layout_id)});
     db.Execute({"update SurvaLayout set PositionID=PositionID-1 where SurvaVersionID=", Number(version),
@@ -109,7 +115,7 @@ void CreateForm::DeleteLayoutRow(std::string_view version) {
 // The neighbour goes first; both then share a place until the row itself, named by its key, has gone too. Where the
 // neighbour's place is a gap, the row goes alone.
 void CreateForm::MoveRow(std::string_view layout_id, std::string_view version, int places) {
-  data::Connection& db = OpenConnection();
+  data::Connection& db = HoldLayout(version);
   const std::int64_t place = PlaceOf(db, layout_id, version);
   db.Execute({"update SurvaLayout set PositionID=PositionID-", Number(places),
               " where SurvaVersionID=", Number(version), " and PositionID=", Number(place + places)});

@@ -63,9 +63,11 @@ void CreateForm::ShowVersionList() {
   WriteFooters();
 }
 
-// Seen together or not at all: an event that looks for the default must find one.
+// Seen together or not at all: an event that looks for the default must find one. Two who meet each other's rows in
+// different orders would wait for each other.
 void CreateForm::SetDefaultVersion(std::string_view version) {
   data::Connection& db = OpenConnection();
+  db.Lock("default surva");
   db.BeginTrans();
   try {
     db.Execute({"update SurvaVersion set valid=0"});

@@ -23,7 +23,7 @@ int CreateForm::ValueCount(std::string_view number_of_values, bool first_is_empt
 }
 
 std::int64_t CreateForm::StoreAndPlace(const Destination& to, const NewQuestion& columns) {
-  data::Connection& db = OpenConnection();
+  data::Connection& db = HoldLayout(to.version);
   const std::int64_t question = db.AddNew(data::tables::kQuestion)
                                     .Set("Content", std::string_view(Kept("QuestionContent")))
                                     .Set("AnswerType", columns.answer_type)

@@ -39,6 +39,31 @@ TEST_P(Together, EachAnonymousVisitorHasAKeyOfHisOwn) {
   EXPECT_EQ(Read({"select count(*) from AnonymousStudent where AnonymousStudentID>608 and FillDate is null"}), "0");
 }
 
+// Designers of one surva, at two nodes. Two move a row at its beginning down and up again, two one at its end up and
+// down, and none beyond either end.
+TEST_P(Together, DesignersLeaveNoPlaceDoubleOrEmpty) {
+  Node other(database.dsn(), ExampleSite(watch, clock));
+  AtOnce(4, [&](int number) {
+    static constexpr const char* kGone[] = {"301", "312", "315", "316"};
+    Browser designer;
+    const auto ask = [&](const std::string& query) {
+      const auto answer = designer.Get(number % 2 == 0 ? node : other, "/admin/createform.asp", query);
+      EXPECT_FALSE(Holds(answer, "Error occurred")) << query;
+    };
+    for (int round = 0; round < 10; ++round) {
+      ask(number < 2 ? "SurvaVersion=41&MoveDown=302" : "SurvaVersion=41&MoveUp=311");
+      ask(number < 2 ? "SurvaVersion=41&MoveUp=302" : "SurvaVersion=41&MoveDown=311");
+    }
+    ask(std::string("SurvaVersion=41&DeleteQuestion=1&CnfDelQuestion=") + kGone[number]);
+    ask("SurvaVersion=41&AddQuestion=-1&AddQuestionStep=2&AnswerType=1");
+    for (int round = 0; round < 30; ++round) ask("ChangeValid=Change&Number=" + std::to_string(41 + number));
+  });
+  EXPECT_EQ(Read({"select count(*), count(distinct PositionID), min(PositionID), max(PositionID) from SurvaLayout "
+                  "where SurvaVersionID=41"}),
+            "11,11,1,11");
+  EXPECT_EQ(Read({"select count(*) from SurvaVersion where Valid<>0"}), "1");
+}
+
 TEST(PostgresTraffic, OfAnAcceptedPostDoesNotGrowWithTheForm) {
   TestDatabase database(data::Dialect::kPostgres);
   LoadFixture(*database);
