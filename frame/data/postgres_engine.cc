@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <unordered_map>
 #include <vector>
 
 #include "frame/data/assembly.h"
 #include "frame/data/postgres_link.h"
 #include "frame/data/postgres_values.h"
+#include "frame/data/prepared_texts.h"
 #include "frame/data/schema.h"
 #include "frame/values/fault.h"
 #include "frame/values/text.h"
@@ -85,14 +85,16 @@ class PostgresEngine final : public Engine {
   enum class Keeps { kNothing, kOldRows };
   void AddAhead(Keeps keeps);
   Keeps WhatKeeps() const;
+  Prepared& Recall();
   void AddStatement(Prepared& prepared);
+  void NotePreparation(Prepared& prepared, const PGresult* result);
   void StepBack();
   void LoseLocks(std::size_t kept);
   void Forget();
 
   PostgresLink link_;
   TableNames table_names_;
-  std::unordered_map<std::string, Prepared> prepared_;  // by text
+  PreparedTexts<Prepared> prepared_;
   std::int64_t names_given_ = 0;
   std::chrono::milliseconds longest_patience_{0};   // that a lock is waited for, whatever the deadline says; 0: none
   std::chrono::milliseconds longest_statement_{0};  // that the server lets run; 0: any
@@ -158,22 +160,35 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
 }
 
 Rows PostgresEngine::RunAssembled(Effect effect) {
-  Prepared& prepared = prepared_[sql_];
+  Prepared& prepared = Recall();
   if (begun_) AddAhead(WhatKeeps());
   AddStatement(prepared);
   const PostgresResult result = link_.Finish();
+  NotePreparation(prepared, result.get());
   if (!PostgresLink::Succeeded(result.get())) {
-    // Whether the server took the statement's text in is not known; another name is certain to be free.
-    if (!prepared.known) prepared_.erase(sql_);
     if (begun_ && link_.usable()) StepBack();
     link_.Fail(result.get());
   }
-  prepared.known = true;
   opened_ = begun_;
   dirty_ = begun_ && (dirty_ || effect == Effect::kWrite);
   rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
   if (!prepared.shape) prepared.shape = ShapeOf(result.get(), table_names_);
   return RowsOf(result.get(), prepared.shape);
+}
+
+// What the statement under way is prepared as. The server forgets another one for it ahead of all that may fail: a name
+// that it still knew and nobody else would stay there for the connection's life.
+PostgresEngine::Prepared& PostgresEngine::Recall() {
+  Prepared& prepared = prepared_.Recall(sql_);
+  if (const auto surplus = prepared_.TakeSurplus(); surplus && surplus->known) {
+    link_.Add("DEALLOCATE " + surplus->name);
+  }
+  return prepared;
+}
+
+// A text that was taken in stays so, though its statement failed; under one that was not, its name is free.
+void PostgresEngine::NotePreparation(Prepared& prepared, const PGresult* result) {
+  prepared.known = prepared.known || PostgresLink::Succeeded(result) || link_.prepared();
 }
 
 void PostgresEngine::AddStatement(Prepared& prepared) {
@@ -314,11 +329,11 @@ void PostgresEngine::Commit(Durability durability, Statement last) {
   std::vector<const Piece*> places;
   Prepared* prepared = nullptr;
   if (!last.empty()) {
-    AddAhead(Keeps::kNothing);
     Assemble(last, Dialect::kPostgres, sql_, places);
     values_.clear();
     for (const Piece* piece : places) values_.push_back(PostgresText(*piece));
-    prepared = &prepared_[sql_];
+    prepared = &Recall();
+    AddAhead(Keeps::kNothing);
     AddStatement(*prepared);
   }
   if (durability == Durability::kMemory) link_.Add("SET LOCAL synchronous_commit TO OFF");
@@ -326,8 +341,7 @@ void PostgresEngine::Commit(Durability durability, Statement last) {
   link_.TakeWarning();
   const PostgresResult result = link_.Finish();
   const bool succeeded = PostgresLink::Succeeded(result.get());
-  if (prepared != nullptr && !succeeded) prepared_.erase(sql_);
-  if (prepared != nullptr && succeeded) prepared->known = true;
+  if (prepared != nullptr) NotePreparation(*prepared, result.get());
   // A server that gave up waiting for its standby warns, and says that the commit is done.
   if (!link_.usable() || link_.TakeWarning()) {
     Forget();

@@ -97,6 +97,7 @@ void PostgresLink::Add(const std::string& text) {
 
 void PostgresLink::AddPrepare(const std::string& name, const std::string& text) {
   Enter();
+  prepare_ = added_;
   Sent(PQsendPrepare(connection_.get(), name.c_str(), text.c_str(), 0, nullptr));
 }
 
@@ -135,6 +136,7 @@ PostgresResult PostgresLink::Finish() {
   PostgresResult kept;
   bool failed = false;
   int ended = 0;
+  done_ = 0;
   while (true) {
     if (!Await()) {
       kept.reset();
@@ -149,6 +151,7 @@ PostgresResult PostgresLink::Finish() {
     if (status == PGRES_PIPELINE_SYNC) break;
     if (status == PGRES_PIPELINE_ABORTED || failed) continue;
     failed = !Succeeded(result.get());
+    if (!failed) ++done_;
     kept = std::move(result);
   }
   added_ = 0;

@@ -38,6 +38,8 @@ class PostgresLink {
   // Gives the last statement's result, or that of the first that failed: those behind it are not carried out.
   PostgresResult Finish();
   static bool Succeeded(const PGresult* result);
+  // Whether the server took in, in the last round trip, the statement that was to be prepared.
+  bool prepared() const { return prepare_ < done_; }
 
   // Several statements of the program's own, in a round trip without a pipeline. Throws Fault.
   void Run(const std::string& script);
@@ -61,7 +63,9 @@ class PostgresLink {
 
   std::unique_ptr<PGconn, CloseConnection> connection_;
   Traffic& traffic_;
-  int added_ = 0;  // since the last Finish
+  int added_ = 0;    // since the last Finish
+  int prepare_ = 0;  // which of these prepares
+  int done_ = 0;     // how many of the last round trip were carried out
   bool broken_ = false;
   bool warned_ = false;
   std::chrono::milliseconds patience_{45'000};

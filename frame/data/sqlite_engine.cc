@@ -8,12 +8,12 @@
 #include <bit>
 #include <cerrno>
 #include <system_error>
-#include <unordered_map>
 #include <vector>
 
 #include "frame/data/assembly.h"
 #include "frame/data/change_log.h"
 #include "frame/data/collation.h"
+#include "frame/data/prepared_texts.h"
 #include "frame/data/schema.h"
 #include "frame/data/tally.h"
 #include "frame/values/ascii.h"
@@ -213,7 +213,7 @@ class SqliteEngine final : public Engine {
   Traffic& traffic_;
   Author author_;
   DatabaseHandle database_;
-  std::unordered_map<std::string, Prepared> prepared_;
+  PreparedTexts<Prepared> prepared_;
   std::string sql_;
   std::vector<const Piece*> values_;
   ChangeLog& log_;
@@ -332,8 +332,9 @@ void SqliteEngine::Fail(int code) {
 }
 
 SqliteEngine::Prepared& SqliteEngine::Prepare(const std::string& sql) {
-  const auto known = prepared_.find(sql);
-  if (known != prepared_.end()) return known->second;
+  Prepared& known = prepared_.Recall(sql);
+  if (known.handle) return known;
+  prepared_.TakeSurplus();
   sqlite3_stmt* statement = nullptr;
   const char* tail = nullptr;
   Check(sqlite3_prepare_v3(database_.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
@@ -349,7 +350,8 @@ SqliteEngine::Prepared& SqliteEngine::Prepare(const std::string& sql) {
     // now() and Max(BeginDate) are of no column; they give the text of a date.
     prepared.dates.push_back(plain ? known_column != nullptr && known_column->type == ColumnType::kDate : true);
   }
-  return prepared_.emplace(sql, std::move(prepared)).first->second;
+  known = std::move(prepared);
+  return known;
 }
 
 void SqliteEngine::Bind(sqlite3_stmt* statement, int place, const Piece& piece) {

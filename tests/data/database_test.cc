@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "frame/data/connection.h"
+#include "frame/data/prepared_texts.h"
 #include "tests/support/test_database.h"
 #include "tests/support/watching.h"
 
@@ -120,6 +121,29 @@ TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
     std::this_thread::sleep_for(5ms);
   }
   EXPECT_LT(fs::file_size(log), 17'000'000U);
+}
+
+class OneConnection : public OnBothEngines {};
+SURVA_ON_BOTH_ENGINES(OneConnection);
+
+// Whatever is asked, and whatever is refused once its text has been taken in: each statement kept costs memory.
+TEST_P(OneConnection, KeepsABoundedNumberOfStatements) {
+  TestDatabase database(GetParam());
+  Connection db(*database);
+  const Piece kept = GetParam() == Dialect::kSqlite ? Piece("sqlite_stmt") : Piece("pg_prepared_statements");
+  for (int round = 0; round < 2; ++round) {
+    for (int number = 0; number < 500; ++number) {
+      std::vector<Piece> statement = {"select ", Number(number)};
+      for (int bits = number + 512; bits > 1; bits /= 2) {
+        statement.push_back(bits % 2 == 0 ? Piece("+0*1") : Piece("+1*0"));
+      }
+      EXPECT_EQ(db.Query(statement).First()[0].Integer(), number);
+      if (round == 0) continue;
+      EXPECT_THROW(db.Execute({"insert into Message (MessageID) values (1), (1)"}), Fault);
+    }
+    EXPECT_LE(db.Query({"select count(*) from ", kept}).First()[0].Integer(), kMostPrepared);
+    db.Rollback();
+  }
 }
 
 class PostgresServer : public ::testing::Test {
