@@ -178,7 +178,7 @@ Rows Search::ReadPage(std::int64_t page) {
     link = " and ";
   }
   if (few_ != nullptr) {
-    const data::Around few = data::AmongFew(connection_.dialect());
+    const data::Among few = data::AmongFew(connection_.dialect());
     Append(statement, {link, Name(record_.table.key()), few.opens});
     AppendFew(statement);
     Append(statement, {few.closes, ") select * from Found"});

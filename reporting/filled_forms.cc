@@ -165,33 +165,50 @@ data::Rows FilledForms::CountAnswers(data::Connection& connection) const {
         {"), Counted as materialized (select value->>0 as VersionK, value->>1 as QuestionK, value->>2 as "
          "FieldValueK, value->>3 as Marks from json_each((select tally(VersionK, QuestionID, FieldValueID) "
          "from Forms cross join ",
-         kind_.marks_of_form, "))) "});
+         kind_.marks_of_form,
+         "))), Grouped as (select VersionK, max(PositionID) as MaxOfPositionID, "
+         "min(min(Question.QuestionID)) over (partition by VersionK, Content) as FirstQuestion, "
+         "min(FieldValue.FieldValueID) as FirstValue, FieldValue.FieldValue as ValueOrder, sum(Marks) as Answers "
+         "from Counted inner join Question on Question.QuestionID=QuestionK "
+         "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
+         "left join FieldValue on FieldValue.FieldValueID=FieldValueK "
+         "where QuestionType<>3 group by VersionK, Question.Content, FieldValue.FieldValue) "});
   } else {
+    // What citext does at each comparison, once for each text: its order is that of the bytes of the small letters, by
+    // the database's own locale.
+    static constexpr Piece kSmall = "lower(cast(";
+    static constexpr Piece kLetters = " as text) collate \"default\") collate \"C\"";
     statement.insert(
         statement.end(),
         {"), Counted as materialized (select VersionK, QuestionID as QuestionK, FieldValueID as FieldValueK, "
-         // Form by form: PostgreSQL would guess that next to no marks meet these keys, and sort a million.
          // Whole numbers of 32 bits, whose sum is one of 64 and not a decimal.
-         "cast(count(*) as integer) as Marks from Forms cross join lateral (select QuestionID, FieldValueID from ",
-         kind_.marks_of_form, " offset 0) as OfForm group by VersionK, QuestionID, FieldValueID) "});
+         "cast(count(*) as integer) as Marks "
+         // Form by form: PostgreSQL would guess that next to no marks meet these keys, and sort a million.
+         "from Forms cross join lateral (select QuestionID, FieldValueID from ",
+         kind_.marks_of_form,
+         " offset 0) as OfForm group by VersionK, QuestionID, FieldValueID), "
+         // A question with all its choices is one row as long as its own text is looked at.
+         "Asked as (select VersionK, PositionID, Chosen, Times, "
+         "min(Question.QuestionID) over (partition by VersionK, ",
+         kSmall, "Content", kLetters,
+         ") as FirstQuestion from (select VersionK, QuestionK, array_agg(FieldValueK) as Chosen, "
+         "array_agg(Marks) as Times from Counted group by VersionK, QuestionK) as OfQuestion "
+         "inner join Question on Question.QuestionID=QuestionK "
+         "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
+         "where QuestionType<>3), "
+         "Grouped as (select VersionK, max(PositionID) as MaxOfPositionID, FirstQuestion, "
+         "min(FieldValueID) as FirstValue, ",
+         kSmall, "FieldValue", kLetters,
+         " as ValueOrder, sum(Marks) as Answers from Asked cross join lateral unnest(Chosen, Times) as "
+         "Choice(FieldValueK, Marks) left join FieldValue on FieldValueID=FieldValueK "
+         "group by VersionK, FirstQuestion, ",
+         kSmall, "FieldValue", kLetters, ") "});
   }
-  const auto [folds, folded] = data::Folded(connection.dialect());
-  statement.insert(
-      statement.end(),
-      {"select Question.Content, FieldValue.FieldValue, Answers from (select VersionK, max(PositionID) as "
-       "MaxOfPositionID, min(min(Question.QuestionID)) over (partition by VersionK, ",
-       folds, "Content", folded, ") as FirstQuestion, min(FieldValue.FieldValueID) as FirstValue, ", folds,
-       "FieldValue.FieldValue", folded,
-       " as ValueOrder, sum(Marks) as Answers from Counted "
-       "inner join Question on Question.QuestionID=QuestionK "
-       "inner join SurvaLayout on SurvaLayout.QuestionID=QuestionK and SurvaLayout.SurvaVersionID=VersionK "
-       "left join FieldValue on FieldValue.FieldValueID=FieldValueK "
-       "where QuestionType<>3 group by VersionK, ",
-       folds, "Content", folded, ", ", folds, "FieldValue.FieldValue", folded,
-       ") as Grouped "
-       "inner join Question on Question.QuestionID=FirstQuestion "
-       "left join FieldValue on FieldValue.FieldValueID=FirstValue "
-       "order by VersionK, MaxOfPositionID nulls first, ValueOrder nulls first, FirstQuestion"});
+  statement.insert(statement.end(),
+                   {"select Question.Content, FieldValue.FieldValue, Answers from Grouped "
+                    "inner join Question on Question.QuestionID=FirstQuestion "
+                    "left join FieldValue on FieldValue.FieldValueID=FirstValue "
+                    "order by VersionK, MaxOfPositionID nulls first, ValueOrder nulls first, FirstQuestion"});
   return connection.Query(statement);
 }
 

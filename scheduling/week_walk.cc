@@ -25,7 +25,7 @@ bool Spans(const Field& begin, const Field& end, const DateTime& from, const Dat
 Rows ReadEvents(data::Connection& connection, std::span<const Week> weeks) {
   const data::Piece begin = data::Bound(Field(weeks.front().begin));
   const data::Piece end = data::Bound(Field(weeks.back().end));
-  const data::Around few = data::AmongFew(connection.dialect());
+  const data::Among few = data::AmongFew(connection.dialect());
   return connection.Query(
       {"with Lasting as materialized (select ScheduleID as LastingID, BeginDate as LastingFrom, EndDate as LastingTo "
        "from Schedule where (julianday(EndDate) - julianday(BeginDate))>27), "

@@ -78,13 +78,8 @@ Piece Name(const Column& column) {
 }
 
 // PostgreSQL takes the keys of an array for few and looks them up; it would rather read whole tables for others.
-Around AmongFew(Dialect dialect) {
-  return dialect == Dialect::kPostgres ? Around{"=any(array(", "))"} : Around{" in (", ")"};
-}
-// As citext compares: by the bytes of small letters, which are those of the database's own locale.
-Around Folded(Dialect dialect) {
-  return dialect == Dialect::kPostgres ? Around{"lower(cast(", " as text) collate \"default\") collate \"C\""}
-                                       : Around{"", ""};
+Among AmongFew(Dialect dialect) {
+  return dialect == Dialect::kPostgres ? Among{"=any(array(", "))"} : Among{" in (", ")"};
 }
 
 }  // namespace surva::data

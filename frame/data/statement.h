@@ -104,15 +104,11 @@ Piece Bound(const Field& value);
 Piece Name(const Table& table);
 Piece Name(const Column& column);
 
-// What an engine wants written around a part of a statement.
-struct Around {
+// What stands around a `select` of few keys, behind the column that is to be among them.
+struct Among {
   Piece opens;
   Piece closes;
 };
-// Around a `select` of few keys, behind the column that is to be among them.
-Around AmongFew(Dialect dialect);
-// Around a text column by which much is grouped or sorted: its order, but letter case is looked at once for each row
-// and not at each comparison. The text itself is no longer to be had from it.
-Around Folded(Dialect dialect);
+Among AmongFew(Dialect dialect);
 
 }  // namespace surva::data
