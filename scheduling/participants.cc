@@ -134,8 +134,7 @@ void Schedule::ShowParticipants(std::string_view id) {
   if (request()("Choose") == "Choose" && request().Filled("StudentID")) Enrol(db, id);
   if (request()("Delete") == "Delete") {
     for (const std::string_view participant : request().Form("ToN")) {
-      // Who has filled in the form since the list was shown stays, for he has been thanked.
-      db.Execute({"delete from Participant where (ParticipantID=", Number(participant), ") and PIN<>''"});
+      db.Execute({"delete from Participant where (ParticipantID=", Number(participant), ")"});
     }
   }
   const Rows participants =
