@@ -85,6 +85,7 @@ class PostgresEngine final : public Engine {
   enum class Keeps { kNothing, kOldRows };
   void AddAhead(Keeps keeps);
   Keeps WhatKeeps() const;
+  PostgresResult Send(Prepared& prepared);
   Prepared& Recall();
   void AddStatement(Prepared& prepared);
   void NotePreparation(Prepared& prepared, const PGresult* result);
@@ -161,10 +162,14 @@ Rows PostgresEngine::Run(Statement statement, Effect effect) {
 
 Rows PostgresEngine::RunAssembled(Effect effect) {
   Prepared& prepared = Recall();
-  if (begun_) AddAhead(WhatKeeps());
-  AddStatement(prepared);
-  const PostgresResult result = link_.Finish();
-  NotePreparation(prepared, result.get());
+  const bool known = prepared.known;
+  PostgresResult result = Send(prepared);
+  if (known && PostgresLink::IsOutdated(result.get())) {
+    if (begun_) StepBack();
+    link_.Add("DEALLOCATE " + prepared.name);
+    prepared = {};
+    result = Send(prepared);
+  }
   if (!PostgresLink::Succeeded(result.get())) {
     if (begun_ && link_.usable()) StepBack();
     link_.Fail(result.get());
@@ -174,6 +179,14 @@ Rows PostgresEngine::RunAssembled(Effect effect) {
   rows_touched_ = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
   if (!prepared.shape) prepared.shape = ShapeOf(result.get(), table_names_);
   return RowsOf(result.get(), prepared.shape);
+}
+
+PostgresResult PostgresEngine::Send(Prepared& prepared) {
+  if (begun_) AddAhead(WhatKeeps());
+  AddStatement(prepared);
+  PostgresResult result = link_.Finish();
+  NotePreparation(prepared, result.get());
+  return result;
 }
 
 // What the statement under way is prepared as. The server forgets another one for it ahead of all that may fail: a name

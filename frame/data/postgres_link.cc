@@ -164,6 +164,12 @@ bool PostgresLink::Succeeded(const PGresult* result) {
   return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
 }
 
+bool PostgresLink::IsOutdated(const PGresult* result) {
+  const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  // A feature that is not there. The words behind the number are in the server's language.
+  return state != nullptr && std::string_view(state) == "0A000";
+}
+
 // The result of the last statement, or of the one that failed; null if none came.
 PostgresResult PostgresLink::Ask(const std::string& script) {
   ++traffic_.statements;

@@ -38,6 +38,8 @@ class PostgresLink {
   // Gives the last statement's result, or that of the first that failed: those behind it are not carried out.
   PostgresResult Finish();
   static bool Succeeded(const PGresult* result);
+  // Whether a prepared statement gives other columns than when it was prepared: a later version has added some.
+  static bool IsOutdated(const PGresult* result);
   // Whether the server took in, in the last round trip, the statement that was to be prepared.
   bool prepared() const { return prepare_ < done_; }
 

@@ -126,6 +126,26 @@ TEST_P(Transactions, Cases) {
   PlayCases("tests/data/transaction.cases", {.each = {{"request", request}}, .lines = {{"replace", replace}}});
 }
 
+// A node of a later version upgrades the tables under one that serves.
+TEST_P(Transactions, GoOnWhenATableGetsAColumn) {
+  Write(*database, {"insert into Message (Message) values ('stands')"});
+  Database later(database.dsn());
+  int columns = 0;
+  for (const std::string steps : {"r", "r", "wr", "rwr", "wr"}) {
+    Connection db(*database);
+    db.Hold("visitor");
+    for (const char step : steps) {
+      const std::string read = step == 'r' ? db.Query({"select * from Message"}).First()["Message"].Text() : "stands";
+      EXPECT_EQ(read, "stands") << steps;
+      if (step == 'w') Add(db, "added");
+    }
+    EXPECT_EQ(Read(db, {"select count(*) from Message"}), steps.find('w') == std::string::npos ? "1" : "2") << steps;
+    EXPECT_EQ(GetParam() == Dialect::kPostgres ? HeldLocks(database) : "1", "1") << steps;
+    db.Rollback();
+    later.Take()->RunScript("alter table Message add column Later" + std::to_string(++columns) + " integer");
+  }
+}
+
 // What is asked for at the last moment holds for this commit and for no other.
 TEST(PostgresTransactions, ACommitToMemoryIsOneRequestsOwn) {
   TestDatabase database(Dialect::kPostgres);
