@@ -58,10 +58,11 @@ PostgresLink::PostgresLink(const std::string& address, Traffic& traffic)
         }
       },
       this);
-  // The system's own now() stands before the server's. What the address's options, the user, the database or the server
-  // have set stands.
+  // The system's own now() stands before the server's, and what is locked must be seen as it is behind the lock, which
+  // only read committed gives. What else the address's options, the user, the database or the server have set stands.
   Run("select set_config('search_path', current_setting('search_path') || ', pg_catalog', false), "
-      "set_config('DateStyle', 'ISO', false), set_config('standard_conforming_strings', 'on', false); "
+      "set_config('DateStyle', 'ISO', false), set_config('standard_conforming_strings', 'on', false), "
+      "set_config('default_transaction_isolation', 'read committed', false); "
       "select set_config(wanted.name, value, false) from (values ('statement_timeout', '30s'), ('lock_timeout', '5s'), "
       "('idle_in_transaction_session_timeout', '60s'), "
       // Pages' statements are the same again and again, and their values do not change how they are best carried out;

@@ -164,8 +164,13 @@ TEST(PostgresTransactions, ACommitToMemoryIsOneRequestsOwn) {
 }
 
 // Each request reads a number, waits a moment and writes the next one: without the lock they would overwrite each
-// other.
+// other, or see what stood before it.
 TEST_P(Transactions, ALockedThingPassesFromOneRequestToTheNext) {
+  if (GetParam() == Dialect::kPostgres) {
+    RunOnServer("alter database " + database.postgres_name() +
+                " set default_transaction_isolation to 'repeatable read'");
+    database.Reopen();
+  }
   Write(*database, {"insert into Message (Message, StudentID) values ('count', 0)"});
   AtOnce(6, [this](int) {
     for (int request = 0; request < 5; ++request) {
