@@ -162,7 +162,13 @@ wire::HttpResponse ShowAccount(Context& context) {
   const std::string name = Typed(context, "name");
   const std::string password = Typed(context, "password");
   const std::int64_t now = guard::SecondsNow();
-  guard::Accounts accounts(context.connection);
+  bool ended = false;
+  // Another owner may have changed or removed this one while a password was hashed, or at the very same moment.
+  guard::Accounts accounts(context.connection, [&] {
+    const auto admission = context.gate.Admit(context.connection, context.http, guard::Roles::All(), now);
+    ended = admission.refusal != guard::Admission::Refusal::kNone || admission.person.role != context.person.role;
+    return !ended;
+  });
   const bool owner = context.person.role == guard::Role::kOwner;
   try {
     if (act == "own" && !context.person.name.empty()) {
@@ -190,6 +196,7 @@ wire::HttpResponse ShowAccount(Context& context) {
     }
     return SeeOther("/admin/account");
   } catch (const guard::AccountError& error) {
+    if (ended) return LeadToSignIn(context.http);
     return AccountPage(context, error.what(), true);
   }
 }

@@ -92,11 +92,16 @@ std::optional<Person> Accounts::Find(std::string_view name) const {
   return Person{rows.First()["Name"].Text(), ReadRole(rows.First()["Role"].Text()).value_or(Role::kAnalyst)};
 }
 
+void Accounts::Hold() {
+  connection_.Lock(kAccounts);
+  if (may_ && !may_()) throw AccountError("Your own account has been changed meanwhile.");
+}
+
 void Accounts::Add(std::string_view name, Role role, std::string_view password) {
   CheckName(name);
   CheckPassword(name, password);
   const std::string hash = HashOf(password);
-  connection_.Lock(kAccounts);
+  Hold();
   if (!Any() && role != Role::kOwner) throw AccountError("The first account must be an owner's.");
   const std::string key = KeyOf(name);
   if (connection_.Execute({"insert into StaffAccount (AccountKey, Name, Role, PasswordHash) values (", Bound(Key(key)),
@@ -121,7 +126,7 @@ void Accounts::EndSessions(std::string_view name) {
 }
 
 void Accounts::Remove(std::string_view name) {
-  connection_.Lock(kAccounts);
+  Hold();
   KeepAnOwner(name);
   const std::string key = KeyOf(name);
   if (connection_.Execute({"delete from StaffAccount where AccountKey=", Bound(Key(key))}) == 0) {
@@ -135,7 +140,7 @@ void Accounts::SetPassword(std::string_view name, std::string_view password) {
   CheckPassword(name, password);
   const std::string key = KeyOf(name);
   const std::string hash = HashOf(password);
-  connection_.Lock(kAccounts);
+  Hold();
   if (connection_.Execute(
           {"update StaffAccount set PasswordHash=", Bound(Key(hash)), " where AccountKey=", Bound(Key(key))}) == 0) {
     throw AccountError("There is no account of that name.");
@@ -144,7 +149,7 @@ void Accounts::SetPassword(std::string_view name, std::string_view password) {
 }
 
 void Accounts::SetRole(std::string_view name, Role role) {
-  connection_.Lock(kAccounts);
+  Hold();
   if (role != Role::kOwner) {
     const auto person = Find(name);
     if (person && List().size() == 1) throw AccountError("One owner must remain.");

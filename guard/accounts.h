@@ -1,9 +1,11 @@
 // Accounts: who of the staff may sign in, and how. Names are compared without regard to letter case.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "frame/data/connection.h"
@@ -23,7 +25,10 @@ class AccountError : public std::exception {
 
 class Accounts {
  public:
-  explicit Accounts(data::Connection& connection) : connection_(connection) {}
+  // What changes accounts asks first whether whoever wants it `may` still, when nobody else can change them any more:
+  // an AccountError otherwise.
+  explicit Accounts(data::Connection& connection, std::function<bool()> may = {})
+      : connection_(connection), may_(std::move(may)) {}
 
   bool Any() const;
   std::vector<Person> List() const;
@@ -41,10 +46,12 @@ class Accounts {
   std::optional<Person> Verify(std::string_view name, std::string_view password) const;
 
  private:
+  void Hold();
   void KeepAnOwner(std::string_view without) const;
   void EndSessions(std::string_view name);
 
   data::Connection& connection_;
+  std::function<bool()> may_;
 };
 
 // Computes and compares Argon2id hashes of passwords; a tenth of a second of one processor, 64 MiB. Never on a thread
