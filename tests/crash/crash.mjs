@@ -4,7 +4,7 @@
 import { execFileSync } from "node:child_process";
 import { setTimeout as sleep } from "node:timers/promises";
 import { Browser, Crowd, judge, seed } from "./people.mjs";
-import { Node, Postgres, startNginx } from "./stage.mjs";
+import { Node, Postgres, Wire, startNginx } from "./stage.mjs";
 import { binary } from "../support/server.mjs";
 
 const [length = "short", ...wanted] = process.argv.slice(2);
@@ -59,7 +59,7 @@ async function play(name, addresses, store, kill) {
 async function site(count, dsn) {
     const server = await Postgres.make();
     const nodes = Array.from({ length: count }, () => new Node(dsn?.(server) ?? server.dsn));
-    nodes[0].run(["init"]);
+    new Node(server.dsn).run(["init"]);
     server.query(seed(people + 1000));
     for (const node of nodes) await node.start();
     return { server, nodes, end: async () => {
@@ -93,6 +93,21 @@ const scenarios = {
                 for (const victim of victims) await victim.start();
             });
         }
+        await end();
+    },
+
+    // One surva whose wire to the server breaks, stays so for a moment, and breaks again.
+    async wire() {
+        let wire;
+        const { server, nodes: [node], end } = await site(1, (server) => (wire = new Wire(server)).dsn);
+        await play("wire", [node.address], server, async () => {
+            for (let pause = 0; pause < 400; pause += 40) {
+                wire.cut();
+                await sleep(pause);
+                wire.mend();
+                await sleep(100);
+            }
+        });
         await end();
     },
 

@@ -43,6 +43,7 @@ export class Crowd {
 
     begin(browsers) {
         for (let i = 0; i < browsers; ++i) this.#people.push(this.#kiosk(i));
+        this.#people.push(this.#passers());
     }
     async end() {
         this.ended = true;
@@ -54,6 +55,14 @@ export class Crowd {
         while (this.thanked === had) {
             if (Date.now() > end) throw new Error(`nobody was thanked for ${seconds} s`);
             await sleep(5);
+        }
+    }
+
+    // Each without a cookie, so that the page's own statements are the first to meet what was killed.
+    async #passers() {
+        while (!this.ended) {
+            await new Browser(this.addresses).ask("/surva.asp", { NeXt: 1, Notes: "Passing by" });
+            await sleep(10);
         }
     }
 

@@ -3,7 +3,7 @@
 import { execFile, execFileSync, spawn, spawnSync } from "node:child_process";
 import { once } from "node:events";
 import { chmodSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
-import { createServer } from "node:net";
+import { connect, createServer } from "node:net";
 import path from "node:path";
 import { setTimeout as sleep } from "node:timers/promises";
 import { fileURLToPath } from "node:url";
@@ -86,6 +86,35 @@ export class Postgres {
 
     query(sql, database = "surva") {
         return ask("psql", "-h", this.folder, "-U", "postgres", "-d", database, "-AtXq", "-F", "\t", "-v", "ON_ERROR_STOP=1", "-c", sql);
+    }
+}
+
+// Between surva and a server; what is on its way when it is cut arrives in part or not at all.
+export class Wire {
+    folder = fresh("wire");
+    dsn = `postgresql://postgres@/surva?host=${this.folder}`;
+    #ends = new Set();
+    #whole = true;
+
+    constructor(server) {
+        mkdirSync(this.folder);
+        createServer((near) => {
+            if (!this.#whole) return near.destroy();
+            const far = connect(`${server.folder}/.s.PGSQL.5432`);
+            for (const end of [near, far]) {
+                this.#ends.add(end);
+                end.on("error", () => {}).on("close", () => this.#ends.delete(end));
+            }
+            near.pipe(far).pipe(near);
+        }).listen(`${this.folder}/.s.PGSQL.5432`).unref();
+    }
+
+    cut() {
+        this.#whole = false;
+        for (const end of this.#ends) end.destroy();
+    }
+    mend() {
+        this.#whole = true;
     }
 }
 
