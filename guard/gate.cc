@@ -160,9 +160,9 @@ std::string Gate::SignOut(data::Connection& connection, const wire::HttpRequest&
   return SetCookie(request, kSession, "", "; Max-Age=0");
 }
 
-void Gate::Purge(data::Connection& connection, std::int64_t now) const {
+bool Gate::Purge(data::Connection& connection, std::int64_t now) const {
   StaffSessions(connection, options_.sessions).Purge(now);
-  Slowdown::Purge(connection, now);
+  return Slowdown::Purge(connection, now);
 }
 
 }  // namespace surva::guard

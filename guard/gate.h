@@ -72,7 +72,8 @@ class Gate {
   // Ends the request's session and gives the header field that takes its cookie away.
   std::string SignOut(data::Connection& connection, const wire::HttpRequest& request) const;
 
-  void Purge(data::Connection& connection, std::int64_t now) const;
+  // Deletes the sessions that have ended and a portion of what else is over. Whether there may be more.
+  bool Purge(data::Connection& connection, std::int64_t now) const;
 
   Figures& figures() { return figures_; }
   const Figures& figures() const { return figures_; }

@@ -1,5 +1,6 @@
 #include "guard/history.h"
 
+#include "frame/data/clearing.h"
 #include "frame/data/schema.h"
 #include "frame/values/fault.h"
 
@@ -83,8 +84,8 @@ std::int64_t History::PutRequestBack(std::string_view request) {
   return count;
 }
 
-void History::Purge(const DateTime& before) {
-  connection_.Execute({"delete from History where ChangedAt < ", Bound(Field(before))});
+bool History::Purge(const DateTime& before) {
+  return data::DeletePortion(connection_, data::tables::kHistory, {"ChangedAt < ", Bound(Field(before))});
 }
 
 }  // namespace surva::guard

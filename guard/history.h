@@ -42,8 +42,8 @@ class History {
   // meanwhile stay. Gives the number of rows. What is overwritten by it is kept in its turn.
   std::int64_t PutBack(std::int64_t change);
   std::int64_t PutRequestBack(std::string_view request);
-  // Forgets what is older.
-  void Purge(const DateTime& before);
+  // Forgets a portion of what is older. Whether there may be more.
+  bool Purge(const DateTime& before);
 
  private:
   std::int64_t PutRowBack(std::int64_t change, std::string_view table);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "frame/data/clearing.h"
+#include "frame/data/schema.h"
+
 namespace surva::guard {
 
 using data::Bound;
@@ -9,7 +12,8 @@ using data::Number;
 
 namespace {
 
-constexpr std::int64_t kDay = 24 * 60 * 60;
+// By so many seconds the clocks of two nodes may.
+constexpr std::int64_t kNodesDiffer = 60 * 60;
 
 }  // namespace
 
@@ -53,8 +57,8 @@ void Slowdown::Forget(data::Connection& connection, std::string_view key) {
   connection.Execute({"delete from WrongTry where TryKey=", Bound(Field(key))});
 }
 
-void Slowdown::Purge(data::Connection& connection, std::int64_t now) {
-  connection.Execute({"delete from WrongTry where LastTry < ", Number(now - kDay)});
+bool Slowdown::Purge(data::Connection& connection, std::int64_t now) {
+  return data::DeletePortion(connection, data::tables::kWrongTry, {"PaidOff < ", Number(now - kNodesDiffer)});
 }
 
 }  // namespace surva::guard

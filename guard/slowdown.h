@@ -34,8 +34,8 @@ class Slowdown {
   void Uncount(data::Connection& connection, std::string_view key) const;
   // Forgets all of them.
   static void Forget(data::Connection& connection, std::string_view key);
-  // Deletes what has been quiet for a day.
-  static void Purge(data::Connection& connection, std::int64_t now);
+  // Deletes a portion of what is forgotten. Whether there may be more.
+  static bool Purge(data::Connection& connection, std::int64_t now);
 
  private:
   // Beyond this many wrong tries the wait grows no longer.

@@ -493,10 +493,12 @@ void PageService::PostChore(const std::string& name, std::function<void(data::Co
 
 void PageService::Purge() {
   PostChore("old sessions could not be deleted", [this](data::Connection& connection) {
-    PurgeSessions(connection);
-    gate_.Purge(connection, guard::SecondsNow());
-    guard::History(connection).Purge(AddDays(clock_.Now(), -options_.history_days));
+    bool more = PurgeSessions(connection);
+    more |= gate_.Purge(connection, guard::SecondsNow());
+    more |= guard::History(connection).Purge(AddDays(clock_.Now(), -options_.history_days));
     connection.Commit();
+    // Behind all that waits by now.
+    if (more) Purge();
   });
 }
 

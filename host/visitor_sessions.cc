@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/data/clearing.h"
+#include "frame/data/schema.h"
 #include "guard/gate.h"
 #include "guard/token.h"
 
@@ -85,11 +87,13 @@ void NoteUse(const std::string& key, data::Connection& connection) {
   connection.Commit();
 }
 
-void PurgeSessions(data::Connection& connection) {
+bool PurgeSessions(data::Connection& connection) {
   connection.SetDurability(data::Durability::kMemory);
-  connection.Execute({"delete from VisitorSession where LastUse + TimeoutMinutes * 60 + ", Number(kUseSeconds), " < ",
-                      Number(guard::SecondsNow())});
+  const bool more = data::DeletePortion(
+      connection, data::tables::kVisitorSession,
+      {"LastUse + TimeoutMinutes * 60 + ", Number(kUseSeconds), " < ", Number(guard::SecondsNow())});
   connection.Commit();
+  return more;
 }
 
 }  // namespace surva::host

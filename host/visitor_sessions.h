@@ -60,7 +60,7 @@ class Visit {
 
 // Writes down that a session was used just now, and commits.
 void NoteUse(const std::string& key, data::Connection& connection);
-// Deletes the sessions that have ended.
-void PurgeSessions(data::Connection& connection);
+// Deletes a portion of the sessions that have ended, and commits. Whether there may be more.
+bool PurgeSessions(data::Connection& connection);
 
 }  // namespace surva::host

@@ -1,6 +1,6 @@
-// PreparedTexts: what a connection has prepared, by the statements' texts. Each costs memory, on a PostgreSQL server the
-// plan's too, and connections live long; how many texts there are, with as many places as an export has rows or a search
-// criteria, nobody has counted. Those that were used last are kept.
+// PreparedTexts: what a connection has prepared, by the statements' texts. Each costs memory, on a PostgreSQL server
+// the plan's too, and connections live long; how many texts there are, with as many places as an export has rows or a
+// search criteria, nobody has counted. Those that were used last are kept.
 #pragma once
 
 #include <list>

@@ -3,6 +3,7 @@
 
 #include <latch>
 
+#include "frame/data/clearing.h"
 #include "tests/support/node.h"
 
 namespace surva::test {
@@ -48,6 +49,21 @@ TEST_P(Visits, EndWhenTheirTimeIsOver) {
   node.service.Purge();
   node.workers.Stop();
   EXPECT_EQ(Read({"select count(*) from VisitorSession"}), "1");
+}
+
+// However many there are: nobody waits for all of them.
+TEST_P(Visits, ThatHaveEndedGoInPortions) {
+  Write({"insert into VisitorSession with recursive n(i) as (select 1 union all select i+1 from n where i<4001) "
+         "select 'old' || i, '', 0, 1 from n"});
+  Write({"insert into WrongTry select SessionKey, 1, ", data::Number(guard::SecondsNow()), " from VisitorSession"});
+  Write({"insert into History (ChangedAt) select ", data::Bound(Field(DateTime{1999, 1, 1})), " from VisitorSession"});
+  data::Connection db(*database);
+  EXPECT_TRUE(host::PurgeSessions(db));
+  EXPECT_EQ(Read({"select count(*) from VisitorSession"}), std::to_string(4001 - data::kPortion));
+  node.service.Purge();
+  for (const data::Piece table : {data::Piece("VisitorSession"), data::Piece("WrongTry"), data::Piece("History")}) {
+    EXPECT_TRUE(Becomes([&] { return Read({"select count(*) from ", table}) == "0"; }));
+  }
 }
 
 TEST_P(Visits, WhoKnewTheTokenBeforeALogonKnowsNothingAfterIt) {
