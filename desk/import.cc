@@ -13,6 +13,7 @@
 #include "desk/table_file.h"
 #include "desk/table_reader.h"
 #include "frame/values/text.h"
+#include "guard/history.h"
 #include "scheduling/pin.h"
 
 namespace surva::desk {
@@ -569,7 +570,7 @@ wire::HttpResponse ShowImport(Context& context) {
 
   const bool store = context.request("do") == "store";
   // Two who store at once pass one after the other, and the second one sees what the first one has stored.
-  if (store) db.Lock("import");
+  if (store) db.Lock(guard::kPeople);
   const Matching guess = Guess(*kind, brought.table);
   const bool matched = context.request.Filled("matched");
   const Matching matching = matched ? ReadMatching(context.request, *kind, guess.size()) : guess;

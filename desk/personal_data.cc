@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "desk/markup.h"
+#include "guard/history.h"
 
 namespace surva::desk {
 
@@ -216,6 +217,7 @@ bool HoldLogon(data::Connection& db, std::string_view pin, const Value& student)
 }
 
 void EraseStudent(data::Connection& db, std::int64_t student) {
+  db.Lock(guard::kPeople);
   EndVisits(db, student);
   EraseMails(db, student);
   db.Execute({"delete from Mark where StudentID=", Number(student)});
@@ -226,6 +228,7 @@ void EraseStudent(data::Connection& db, std::int64_t student) {
 }
 
 void AnonymiseStudent(data::Connection& db, std::int64_t student, Texts texts) {
+  db.Lock(guard::kPeople);
   TakeNameOff(db, student, texts);
   ClearHistory(db, {student});
 }
@@ -245,6 +248,7 @@ Anonymised AnonymiseBefore(data::Database& database, const DateTime& day, Texts 
   Anonymised done;
   for (std::int64_t behind = 0;;) {
     data::Connection db(database);
+    db.Lock(guard::kPeople);
     Pieces statement = {"select StudentID"};
     AddStudentsBefore(statement, day);
     statement.insert(statement.end(),

@@ -70,12 +70,14 @@ std::int64_t History::PutRowBack(std::int64_t change, std::string_view table_nam
 }
 
 std::int64_t History::PutBack(std::int64_t change) {
+  connection_.Lock(kPeople);
   const data::Rows rows = connection_.Query({"select TableName from History where HistoryID=", Number(change)});
   return rows.empty() ? 0 : PutRowBack(change, rows.First()["TableName"].Text());
 }
 
 std::int64_t History::PutRequestBack(std::string_view request) {
   if (request.empty()) return 0;
+  connection_.Lock(kPeople);
   std::int64_t count = 0;
   for (const data::Row& row : connection_.Query({"select HistoryID, TableName from History where RequestID=",
                                                  Bound(Field(request)), " order by HistoryID desc"})) {

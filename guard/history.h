@@ -13,6 +13,10 @@
 
 namespace surva::guard {
 
+// Held to the commit by what takes people away for good, and by what brings some in or back from what it has read: who
+// is erased stays so.
+inline constexpr std::string_view kPeople = "people";
+
 struct Change {
   std::int64_t id = 0;
   DateTime at;

@@ -61,6 +61,24 @@ TEST_P(Privacy, ErasesAPersonWhoLogsOnOrFillsIn) {
   }
 }
 
+// Others put an old row of hers back, and enrol her from a table, at the moment when she is erased.
+TEST_P(Privacy, BringsNobodyBackWhoIsBeingErased) {
+  Write({"update Student set Phone='555-0190' where StudentID=202"});
+  const std::string change = Read({"select max(HistoryID) from History"});
+  data::Connection eraser(*database);
+  EraseStudent(eraser, 202);
+  auto put_back = browser.Send(node, test::RequestFor("/admin/history", "", "change=" + change));
+  auto enrolled = test::Browser().Send(
+      node, test::RequestFor("/admin/import", "",
+                             "event=59&do=store&text=First+name,Last+name,E-mail%0AAnn,Ames,ann@ames.example"));
+  for (auto* asked : {&put_back, &enrolled}) asked->wait_for(std::chrono::milliseconds(300));
+  eraser.Commit();
+  EXPECT_LT(put_back.get().status, 400U);
+  EXPECT_EQ(enrolled.get().status, 200U);
+  EXPECT_EQ(Read({"select count(*) from Student where StudentID=202"}), "0");
+  EXPECT_EQ(Read({"select count(*) from Participant where StudentID=202"}), "0");
+}
+
 TEST_P(Privacy, ForgetsManyWhoseEventsAreLongOver) {
   for (const char* name : {"Newcomer", "Undated"}) {
     Write({"insert into Student (LastName) values (", data::Text(name), ")"});
