@@ -1,11 +1,15 @@
 #include "frame/data/schema_upgrade.h"
 
+#include <chrono>
 #include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
+#include <thread>
 
 #include "frame/data/engine.h"
 #include "frame/data/schema_making.h"
+#include "frame/values/fault.h"
 #include "frame/values/text.h"
 
 namespace surva::data {
@@ -97,20 +101,20 @@ void FromOneToTwo(Engine& engine) {
 constexpr void (*kSteps[])(Engine&) = {FromOneToTwo};
 static_assert(std::size(kSteps) == kSchemaVersion - 1, "a version that no step leads to");
 
-}  // namespace
+// Nodes of the version before serve meanwhile. Where somebody reads for long, as a backup does, whoever comes behind an
+// upgrade that waits for him would wait for both: it steps back after a moment, and tries again.
+constexpr std::string_view kMoment = "1s";
+constexpr std::chrono::seconds kPause{2};
 
-void BringUpToDate(Engine& engine) {
-  const int found = VersionOf(engine);
-  if (found > kSchemaVersion) {
-    throw SchemaError("the database was made by a later version of surva; install that version");
-  }
-  if (found == kSchemaVersion) return;
+void Upgrade(Engine& engine, int found) {
   engine.Begin();
   try {
     if (engine.dialect() == Dialect::kPostgres) {
       // Two programs may start at once on an empty database.
       engine.RunScript(
-          "SET LOCAL statement_timeout=0; SET LOCAL lock_timeout=0; SELECT pg_advisory_xact_lock(73757276)");
+          "SET LOCAL statement_timeout=0; SET LOCAL lock_timeout=0; SELECT pg_advisory_xact_lock(73757276); "
+          "SET LOCAL lock_timeout='" +
+          std::string(kMoment) + "'");
       if (found == 0) PreparePostgresSchema(engine);
     }
     const int now = VersionOf(engine);
@@ -133,6 +137,24 @@ void BringUpToDate(Engine& engine) {
   } catch (...) {
     engine.Rollback();
     throw;
+  }
+}
+
+}  // namespace
+
+void BringUpToDate(Engine& engine) {
+  const int found = VersionOf(engine);
+  if (found > kSchemaVersion) {
+    throw SchemaError("the database was made by a later version of surva; install that version");
+  }
+  if (found == kSchemaVersion) return;
+  while (true) {
+    try {
+      return Upgrade(engine, found);
+    } catch (const Fault& fault) {
+      if (!fault.IsBusy() || engine.dialect() != Dialect::kPostgres) throw;
+    }
+    std::this_thread::sleep_for(kPause);
   }
 }
 

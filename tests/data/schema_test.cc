@@ -1,5 +1,7 @@
 // Making and upgrading databases. Which will not do is seen on the program: tests/commands/readiness.t.
 #include <cstdlib>
+#include <future>
+#include <thread>
 
 #include "frame/data/connection.h"
 #include "frame/data/schema_upgrade.h"
@@ -85,6 +87,25 @@ TEST_P(Schema, OfAnEarlierVersionIsTakenToThePresentOne) {
     EXPECT_EQ(Read(*database, {"select integrity_check from pragma_integrity_check"}), "ok");
     EXPECT_NE(add_company("x"), 0) << "another tool would put it into the wrong place of an index";
   }
+}
+
+TEST(PostgresSchema, IsUpgradedBehindALongReaderWhomOthersDoNotWaitFor) {
+  TestDatabase database(Dialect::kPostgres, Tables::kNone);
+  database->Take()->RunScript(ReadFile(kKept / "version-1.sql"));
+  database.Reopen();
+  Database other(database.dsn());
+  const auto reader = other.Take();
+  reader->RunScript("BEGIN; SELECT count(*) FROM Mark");
+  auto upgrade = std::async(std::launch::async, [&] { Database(database.dsn()).BringUpToDate(); });
+  const auto upgrade_waits = [&] {
+    return Read(*database, {"select count(*) from pg_locks where not granted and database="
+                            "(select oid from pg_database where datname=current_database())"}) != "0";
+  };
+  while (!upgrade_waits()) std::this_thread::yield();
+  EXPECT_NO_THROW(Read(*database, {"select count(*) from Mark"}));
+  reader->RunScript("COMMIT");
+  upgrade.get();
+  EXPECT_EQ(Read(*database, {"select Version from SchemaVersion"}), std::to_string(kSchemaVersion));
 }
 
 }  // namespace
