@@ -12,7 +12,9 @@ bool DeletePortion(Connection& connection, const Table& table, std::initializer_
   std::vector<Piece> statement = {"delete from ", Name(table), " where ", key,         few.opens,
                                   "select ",      key,         " from ",  Name(table), " where "};
   statement.insert(statement.end(), condition);
-  statement.insert(statement.end(), {" limit ", Number(kPortion), few.closes});
+  statement.insert(statement.end(), {" limit ", Number(kPortion), few.closes, " and "});
+  // Somebody may have changed a row since it was found.
+  statement.insert(statement.end(), condition);
   return connection.Execute(statement) == kPortion;
 }
 
