@@ -159,6 +159,11 @@ std::int64_t LastKey(Engine& engine, const Table& table) {
   return rows.empty() ? 0 : rows.First()["LastKey"].Integer();
 }
 
+// Which others may have given without the counter.
+std::int64_t GreatestKey(Engine& engine, const Table& table) {
+  return Ask(engine, {"select max(", Name(table.key()), ") as Most from ", Name(table)}).First()["Most"].Integer();
+}
+
 void SetLastKey(Engine& engine, const Table& table, std::int64_t key) {
   if (key == 0) return;
   const std::string name(table.name);
@@ -230,7 +235,9 @@ std::vector<CopiedTable> Copy(data::Database& from, data::Database& to) {
                     " cannot be copied: " + (fault.detail().empty() ? fault.description() : fault.detail()) +
                     "; \"surva check\" of the database to copy from tells more; nothing was copied");
     }
-    if (table->key().type == ColumnType::kKey) SetLastKey(*target, *table, LastKey(*source, *table));
+    if (table->key().type == ColumnType::kKey) {
+      SetLastKey(*target, *table, std::max(LastKey(*source, *table), GreatestKey(*target, *table)));
+    }
     const std::int64_t rows = Count(*source, *table);
     if (Count(*target, *table) != rows) {
       throw Refusal("table " + std::string(table->name) + " has not come over whole; nothing was copied");

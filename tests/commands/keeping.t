@@ -234,6 +234,10 @@ What somebody has dropped is named at the start, and made again when asked for. 
   $ surva init --dsn sqlite:again.db
   $ surva check --dsn sqlite:again.db
   The configuration is fine. The database is sound.
+  $ sqlite3 again.db "update sqlite_sequence set seq=seq-1 where name='Mark'"
+  $ surva copy --from sqlite:again.db --to sqlite:counted.db >/dev/null
+  $ surva check --dsn sqlite:counted.db
+  The configuration is fine. The database is sound.
   $ psql -qd surva_restored -c 'alter table Message rename column Message to Remark' -c 'drop table Mark'
   $ surva serve --dsn postgresql:///surva_restored
   surva: the database is not whole: table Mark is missing, and 1 more; "surva init" makes what is missing, empty; or restore a backup (surva restore)
