@@ -26,14 +26,21 @@ Engine& Connection::Open() {
     own_ = database_.Take(deadline_);
     engine_ = own_.get();
     fresh_ = true;
-    // What had begun on a connection that was lost.
-    if (begun_) {
-      engine_->Begin();
-      engine_->SetAuthor(author_);
-      for (const std::int64_t lock : locks_) engine_->Lock(lock);
-    }
+    if (begun_) BeginAnew();
   }
   return *engine_;
+}
+
+// What had begun on a connection that was lost.
+void Connection::BeginAnew() {
+  try {
+    engine_->Begin();
+  } catch (...) {
+    LetGo();
+    throw;
+  }
+  engine_->SetAuthor(author_);
+  for (const std::int64_t lock : locks_) engine_->Lock(lock);
 }
 
 void Connection::Enter(std::chrono::milliseconds patience) {

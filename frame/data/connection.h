@@ -100,6 +100,7 @@ class Connection {
  private:
   friend class RowWriter;
   Engine& Open();
+  void BeginAnew();
   void Enter(std::chrono::milliseconds patience);
   std::chrono::milliseconds Patience() const;
   void LetGo() noexcept;  // of the connection

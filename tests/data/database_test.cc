@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "frame/data/connection.h"
+#include "frame/data/forwarding_engine.h"
 #include "frame/data/prepared_texts.h"
 #include "tests/support/test_database.h"
 #include "tests/support/watching.h"
@@ -121,6 +122,45 @@ TEST_F(SqliteFile, LogOfChangesShrinksAgain) {
     std::this_thread::sleep_for(5ms);
   }
   EXPECT_LT(fs::file_size(log), 17'000'000U);
+}
+
+// A disk that fails twice: under the first write, and where the transaction begins anew.
+class FailsTwice final : public ForwardingEngine {
+ public:
+  FailsTwice(std::unique_ptr<Engine> engine, int& failures)
+      : ForwardingEngine(std::move(engine)), failures_(failures) {}
+  Rows Run(Statement statement, Effect effect) override {
+    if (InTransaction() && failures_ == 0) Fail();
+    return engine_->Run(statement, effect);
+  }
+  void Begin() override {
+    if (failures_ == 1) Fail();
+    engine_->Begin();
+  }
+  bool Usable() const override { return usable_ && engine_->Usable(); }
+
+ private:
+  void Fail() {
+    ++failures_;
+    usable_ = false;
+    throw Fault(FaultNumber::kConnectionFailed, "surva database", "The database does not answer.");
+  }
+  int& failures_;
+  bool usable_ = true;
+};
+
+// What comes behind two failures is of one transaction still, which goes as a whole.
+TEST_F(SqliteFile, WritesNothingOutsideATransaction) {
+  int failures = 0;
+  Database failing(database.dsn(),
+                   [&](auto engine) { return std::make_unique<FailsTwice>(std::move(engine), failures); });
+  Connection db(failing);
+  const auto add = [&] { db.Execute({"insert into Message (Message) values ('part')"}); };
+  EXPECT_THROW(add(), Fault);
+  EXPECT_EQ(failures, 2);
+  add();
+  db.Rollback();
+  EXPECT_EQ(Read(*database, {"select count(*) from Message"}), "0");
 }
 
 class OneConnection : public OnBothEngines {};
